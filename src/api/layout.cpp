@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-static_assert(sizeof(OPEN_SETTINGS) == 100);
+static_assert(sizeof(OPEN_SETTINGS) == 108);
 static_assert(sizeof(QRX_PROXY_SETTING) == 108);
 static_assert(sizeof(QRXDefine_ResLogin) == 3140);
 static_assert(sizeof(QRXDefine_Code) == 140);
