@@ -81,7 +81,9 @@ public:
         if (m_pOut == nullptr || nCount != 0 || *m_pOut != 0) return;
         *m_pOut = m_nBeginTime != 0 && nTime != m_nBeginTime ? m_nBefore : LoadWord(pRecord, kWord);
     }
-    void Pass(const void* pRecord) { m_nBefore = LoadWord(pRecord, kWord); }
+    void Pass(const void* pRecord) {
+        if (m_pOut != nullptr) m_nBefore = LoadWord(pRecord, kWord);
+    }
 
 private:
     static constexpr int kWord = 5;

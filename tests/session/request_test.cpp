@@ -43,7 +43,7 @@ Answer GetOrders(void* h, int nBegin = 20240105, int nEnd = 0) {
     int nCount = 0;
     Answer answer{QRX_GetOrder(h, &request, &pOrders, &nCount), {}};
     EXPECT_EQ(pOrders != nullptr, answer.nResult == 0);
-    for (int i = 0; i < nCount; ++i) answer.indexes.push_back(pOrders[i].nIndex);
+    for (int i = 0; i < nCount; ++i) answer.indexes.push_back(int{pOrders[i].nIndex});
     QRX_Free(pOrders);
     return answer;
 }

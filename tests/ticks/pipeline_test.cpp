@@ -54,7 +54,7 @@ TEST(Converters, Indexes) {
     auto record = Converted<ZPMDefine_TickData_Index_ACC_EX, QRXDefine_TickAB>(&HTickIndexACC2TAB);
     ExpectCommon(body, record);
     QRX_EXPECT_SAME(nIndexField);
-    EXPECT_EQ(record.nDate, 20240105);
+    EXPECT_EQ(+record.nDate, 20240105);
     QRX_EXPECT_ZERO(nTickField2);
     QRX_EXPECT_ZERO(chTickFlag1);
     QRX_EXPECT_ZERO(nBook1);
@@ -105,7 +105,7 @@ TEST(Converters, Trades) {
         QRX_EXPECT_SAME(chFlag3);
         QRX_EXPECT_SAME(nTradeValue);
         QRX_EXPECT_SAME(nTradeValue4);
-        EXPECT_EQ(record.nDate, 20240105);
+        EXPECT_EQ(+record.nDate, 20240105);
     }
     {
         const auto body = Patterned<ZPMDefine_Order_v2>();
@@ -186,16 +186,16 @@ TEST(Pipeline, WalksPacketsUpToTheMaximum) {
     };
     QRXDefine_OrderQueue out[5];
     ASSERT_EQ(run(5, 1031, 0, out), 5);
-    EXPECT_EQ(out[0].nTime, 93000000);
-    EXPECT_EQ(out[3].nTime, 93003000);
-    EXPECT_EQ(out[3].nQueueItems[49], 3);
-    EXPECT_EQ(out[4].nTime, 0);
-    EXPECT_EQ(out[4].nDate, 20240105);
+    EXPECT_EQ(+out[0].nTime, 93000000);
+    EXPECT_EQ(+out[3].nTime, 93003000);
+    EXPECT_EQ(+out[3].nQueueItems[49], 3);
+    EXPECT_EQ(+out[4].nTime, 0);
+    EXPECT_EQ(+out[4].nDate, 20240105);
     EXPECT_STREQ(out[4].chVelaCode, "600000ZZ.SHFE");
     EXPECT_STREQ(out[4].chCode, "600000zz");
     EXPECT_EQ(run(2, 1031, 0, out), 2);
     EXPECT_EQ(run(5, 1037, 0, out), 5);
-    EXPECT_EQ(out[0].nTime, 93000);  // this type's times are taken as they are
+    EXPECT_EQ(+out[0].nTime, 93000);  // this type's times are taken as they are
     EXPECT_EQ(run(5, 1031, 93001000, out), 3);
     EXPECT_DEATH(run(5, 1040, 0, out), "MarketDataSource:[0-9]+: .*Assertion `0' failed");
     session.Close();
@@ -213,14 +213,14 @@ TEST(Builders, Bytes) {
                   "\x22\x22\x22\x22\0\0\0\0\0\0\0\0",
                   48));
     T2HReqOrderQueue(request, out, 20240105, 93000000, 150000000);
-    EXPECT_EQ(out.nDataKind, 1);
-    EXPECT_EQ(out.nReqMark, 0U);
-    EXPECT_EQ(out.nBeginTime, 93000000);
-    EXPECT_EQ(out.nEndTime, 150000000);
+    EXPECT_EQ(+out.nDataKind, 1);
+    EXPECT_EQ(+out.nReqMark, 0U);
+    EXPECT_EQ(+out.nBeginTime, 93000000);
+    EXPECT_EQ(+out.nEndTime, 150000000);
     const int nToday = DateTimeInfo().ToYYMMDD();
     T2HReqTransaction(request, out, 0, 0, -1);
     EXPECT_TRUE(out.nDate == nToday || out.nDate == DateTimeInfo().ToYYMMDD());
-    EXPECT_EQ(out.nDataKind, 0);
+    EXPECT_EQ(+out.nDataKind, 0);
     memcpy(request.chCode, "123456789012.ABCDEF", 19);  // cut to the fields
     T2HReqTransaction(request, out, 1, 0, -1);
     EXPECT_EQ(std::string(out.chCode, 12), "12345678ABCD");

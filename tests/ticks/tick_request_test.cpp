@@ -40,14 +40,14 @@ TEST(TickRequest, OneTickFromSocketToArray) {
     ASSERT_EQ(nCount, 1);
     EXPECT_STREQ(pTicks->chVelaCode, "600000.SH");
     EXPECT_STREQ(pTicks->chCode, "600000");
-    EXPECT_EQ(pTicks->nDate, 20240105);
-    EXPECT_EQ(pTicks->nTime, 93000000);
-    EXPECT_EQ(pTicks->nPrice, 71200);
-    EXPECT_EQ(pTicks->iVolume, 12300);
-    EXPECT_EQ(pTicks->iAccTurnover, 1234567890123);
-    EXPECT_EQ(pTicks->chTickFlag1, -3);
-    EXPECT_EQ(pTicks->nExt[3], 70000);
-    EXPECT_EQ(pTicks->nIndexField[4], 5);
+    EXPECT_EQ(+pTicks->nDate, 20240105);
+    EXPECT_EQ(+pTicks->nTime, 93000000);
+    EXPECT_EQ(+pTicks->nPrice, 71200);
+    EXPECT_EQ(+pTicks->iVolume, 12300);
+    EXPECT_EQ(+pTicks->iAccTurnover, 1234567890123);
+    EXPECT_EQ(+pTicks->chTickFlag1, -3);
+    EXPECT_EQ(+pTicks->nExt[3], 70000);
+    EXPECT_EQ(+pTicks->nIndexField[4], 5);
     QRX_Free(pTicks);
     EXPECT_EQ(session.Close(), QRX_OK);
 

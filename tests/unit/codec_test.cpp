@@ -152,11 +152,11 @@ TEST(Codec, ShortStreamsAndRefusals) {
     memset(records, 0x55, sizeof records);
     // The third tag starts inside the stream and is read whole; nothing after it is.
     EXPECT_EQ(decompress_Order(stream, 4, records, 2), 8);
-    EXPECT_EQ(records[0].nTime, 9);
-    EXPECT_EQ(records[0].nIndex, 3000);
-    EXPECT_EQ(records[0].chFlag1, -1);  // cut to eight bits
-    EXPECT_EQ(records[0].chFlag2, 0x55);
-    EXPECT_EQ(records[1].nTime, 0x55555555);
+    EXPECT_EQ(+records[0].nTime, 9);
+    EXPECT_EQ(+records[0].nIndex, 3000);
+    EXPECT_EQ(+records[0].chFlag1, -1);  // cut to eight bits
+    EXPECT_EQ(+records[0].chFlag2, 0x55);
+    EXPECT_EQ(+records[1].nTime, 0x55555555);
     EXPECT_EQ(decompress_Order(stream, 4, nullptr, 2), 0);
     EXPECT_EQ(decompress_Order(stream, 0, records, 2), 0);
     // The bar codecs look at the source instead.
