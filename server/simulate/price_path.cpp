@@ -13,7 +13,7 @@ Random RandomOf(const Instrument& instrument, uint64_t iSeed, int nDate, const c
 }
 
 int CloseOf(const Instrument& instrument, uint64_t iSeed, int nDate) {
-    // Move k days ago counts (127/128)^k; after 400 days a move is forgotten.
+    // Move k days ago counts (63/64)^k; after 400 days a move is forgotten.
     constexpr int kDays = 400;
     constexpr int64_t kOne = int64_t{1} << 30;
     int64_t nAway = 0;  // from the base price, in millionths
@@ -22,7 +22,7 @@ int CloseOf(const Instrument& instrument, uint64_t iSeed, int nDate) {
     for (int i = 0; i < kDays; i++) {
         Random random = RandomOf(instrument, iSeed, nDay, "close");
         nAway += random.Bell(instrument.nDailyMove) * nWeight / kOne;
-        nWeight -= nWeight / 128;
+        nWeight -= nWeight / 64;
         nDay = PrevWeekday(nDay);
     }
     const int64_t nPrice = instrument.nBasePrice + instrument.nBasePrice * nAway / 1000000;

@@ -13,13 +13,21 @@ constexpr char SideChar(Side side) {
     return side == Side::kAsk ? 'S' : 'B';
 }
 
-template <size_t nLevels>
-void CopyLevels(const OrderBook::Levels& levels, int32_t (&prices)[nLevels],
-                int32_t (&volumes)[nLevels]) {
+// Record by record, level by level: the arrays of a packed record cannot be passed on as arrays.
+template <class Record>
+void CopyLevels(const OrderBook& book, Record& record) {
+    constexpr size_t kLevels = sizeof record.nBook1 / sizeof(int32_t);
     size_t i = 0;
-    for (auto it = levels.begin(); it != levels.end() && i < nLevels; ++it, ++i) {
-        prices[i] = it->second.nPrice;
-        volumes[i] = static_cast<int32_t>(it->second.nVolume);
+    for (const auto& [nKey, level] : book.LevelsOf(Side::kAsk)) {
+        if (i == kLevels) break;
+        record.nBook1[i] = level.nPrice;
+        record.nBook2[i++] = static_cast<int32_t>(level.nVolume);
+    }
+    i = 0;
+    for (const auto& [nKey, level] : book.LevelsOf(Side::kBid)) {
+        if (i == kLevels) break;
+        record.nBook3[i] = level.nPrice;
+        record.nBook4[i++] = static_cast<int32_t>(level.nVolume);
     }
 }
 
@@ -116,8 +124,7 @@ void Recorder::EmitTick(int nMs) {
     record.chTickFlag2 = m_chLastTaker;
     record.iAccVolume = m_iSentVolume = total.iVolume;
     record.iAccTurnover = m_iSentTurnover = total.iTurnover;
-    CopyLevels(m_book.LevelsOf(Side::kAsk), record.nBook1, record.nBook2);
-    CopyLevels(m_book.LevelsOf(Side::kBid), record.nBook3, record.nBook4);
+    CopyLevels(m_book, record);
     record.nABField1 = AveragePrice(m_book, Side::kAsk);
     record.nABField2 = AveragePrice(m_book, Side::kBid);
     record.iABField3 = m_book.Volume(Side::kAsk);
@@ -136,7 +143,8 @@ void Recorder::EmitQueue(int nMs, Side side) {
     const Level& level = m_book.LevelsOf(side).begin()->second;
     ZPMDefine_OrderQueue record = {};
     record.nTime = StampOf(m_segment, nMs).nTime;
-    const size_t nListed = std::min(level.vecOrders.size(), std::size(record.nQueueItems));
+    constexpr size_t kItems = sizeof record.nQueueItems / sizeof(int32_t);
+    const size_t nListed = std::min(level.vecOrders.size(), kItems);
     record.nQueueField[0] = level.nPrice;
     record.nQueueField[1] = SideChar(side);
     record.nQueueField[2] = static_cast<int32_t>(level.vecOrders.size());
@@ -158,8 +166,7 @@ void Recorder::EmitSnapshot(int nMs, int nSettle) {
     m_iSentTurnover = total.iTurnover;
     record.nPosition = m_nInterest;
     record.chFlag = static_cast<char>(m_chLastTaker);
-    CopyLevels(m_book.LevelsOf(Side::kAsk), record.nBook1, record.nBook2);
-    CopyLevels(m_book.LevelsOf(Side::kBid), record.nBook3, record.nBook4);
+    CopyLevels(m_book, record);
     record.nValue1 = total.nOpen;
     record.nValue2 = total.nHigh;
     record.nValue3 = total.nLow;

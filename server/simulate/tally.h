@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "codec/kline_records.h"
@@ -15,8 +16,8 @@ namespace qrx::simulate {
 inline void AddToBar(ZPMDefine_KData& bar, int nPrice, int64_t iVolume, int64_t iTurnover,
                      int nTrades, int nInterest) {
     if (bar.nOpen == 0) bar.nOpen = bar.nHigh = bar.nLow = nPrice;
-    bar.nHigh = std::max<int>(bar.nHigh, nPrice);
-    bar.nLow = std::min<int>(bar.nLow, nPrice);
+    bar.nHigh = std::max(int{bar.nHigh}, nPrice);
+    bar.nLow = std::min(int{bar.nLow}, nPrice);
     bar.nClose = nPrice;
     bar.iVolume += iVolume;
     bar.iTurnover += iTurnover;

@@ -1,5 +1,6 @@
 // The simulator's days against an independent account of them: a plain book that replays the order
-// messages, sums over trades, and session times written by hand.
+// messages, sums over trades, and session times written by hand. A '+' before a record's field
+// copies it: records are packed, and a reference must not be bound to their fields.
 #include "simulate/simulator.h"
 
 #include <gtest/gtest.h>
@@ -35,7 +36,8 @@ int64_t Axis(int nTime) {
 
 template <class Record>
 bool SameBytes(const std::vector<Record>& a, const std::vector<Record>& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(Record)) == 0;
+    return a.size() == b.size() &&
+           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(Record)) == 0);
 }
 bool SameBytes(const Day& a, const Day& b) {
     return SameBytes(a.vecTicks, b.vecTicks) && SameBytes(a.vecSnapshots, b.vecSnapshots) &&
@@ -80,13 +82,13 @@ TEST(Simulate, BarsTicksAndSnapshotsAgreeWithTheTrades) {
                 ASSERT_GE(nAxis, std::get<0>(vecRunning.back()));
                 const int64_t iVolume = trade.nTradeValue[1];
                 const int64_t iTurnover = iVolume * trade.nTradeValue[0] * instrument.nMultiplier;
-                ASSERT_EQ(trade.nTradeValue[0] % instrument.nTick, 0);
+                ASSERT_EQ(+trade.nTradeValue[0] % instrument.nTick, 0);
                 total.Add(trade.nTradeValue[0], iVolume, iTurnover);
                 minutes[nAxis / 100000].Add(trade.nTradeValue[0], iVolume, iTurnover);
                 vecRunning.emplace_back(nAxis, total.iVolume, total.iTurnover);
             }
             EXPECT_EQ(SumOf(day.daily), total);
-            EXPECT_EQ(day.daily.nDate, nDate);
+            EXPECT_EQ(+day.daily.nDate, nDate);
             EXPECT_GT(total.nTrades, 1000);
             ASSERT_EQ(day.vecMinutes.size(), minutes.size());
             auto itBar = day.vecMinutes.begin();
@@ -106,14 +108,14 @@ TEST(Simulate, BarsTicksAndSnapshotsAgreeWithTheTrades) {
                 }
                 iVolume += record.iVolume;
                 iTurnover += record.iTurnover;
-                EXPECT_EQ(iVolume, std::get<1>(vecRunning[nNext])) << record.nTime;
-                EXPECT_EQ(iTurnover, std::get<2>(vecRunning[nNext])) << record.nTime;
+                EXPECT_EQ(iVolume, std::get<1>(vecRunning[nNext])) << +record.nTime;
+                EXPECT_EQ(iTurnover, std::get<2>(vecRunning[nNext])) << +record.nTime;
             };
             for (const auto& tick : day.vecTicks) {
                 checkRunning(tick);
-                EXPECT_EQ(tick.iAccVolume, iVolume);
-                EXPECT_EQ(tick.iAccTurnover, iTurnover);
-                EXPECT_EQ(tick.nTickField1, static_cast<int>(nNext));
+                EXPECT_EQ(+tick.iAccVolume, iVolume);
+                EXPECT_EQ(+tick.iAccTurnover, iTurnover);
+                EXPECT_EQ(+tick.nTickField1, static_cast<int>(nNext));
             }
             for (const auto& snapshot : day.vecSnapshots) checkRunning(snapshot);
             EXPECT_EQ(iVolume, total.iVolume);
@@ -124,13 +126,13 @@ TEST(Simulate, BarsTicksAndSnapshotsAgreeWithTheTrades) {
                 EXPECT_EQ(day.nSettle, nAverage - nAverage % instrument.nTick);
                 for (const auto& snapshot : day.vecSnapshots) {
                     const bool bLast = &snapshot == &day.vecSnapshots.back();
-                    ASSERT_EQ(snapshot.nSettle, bLast ? day.nSettle : 0);
+                    ASSERT_EQ(+snapshot.nSettle, bLast ? day.nSettle : 0);
                 }
                 const auto& last = day.vecSnapshots.back();
-                EXPECT_EQ(
-                    std::tie(last.nValue1, last.nValue2, last.nValue3, last.nValue0),
-                    std::tie(day.daily.nOpen, day.daily.nHigh, day.daily.nLow, day.daily.nClose));
-                EXPECT_EQ(last.nPosition, day.daily.nInterest);
+                EXPECT_EQ(std::tuple(+last.nValue1, +last.nValue2, +last.nValue3, +last.nValue0),
+                          std::tuple(+day.daily.nOpen, +day.daily.nHigh, +day.daily.nLow,
+                                     +day.daily.nClose));
+                EXPECT_EQ(+last.nPosition, +day.daily.nInterest);
             }
         }
     }
@@ -154,12 +156,12 @@ struct PlainBook {
         const int nNumber = order.nOrderField;
         if (order.chFlag1 == 'D') {
             if (nNumber == nMarket) {  // the rest of a market order
-                ASSERT_EQ(order.nOrderValue2, nMarketLeft);
+                ASSERT_EQ(+order.nOrderValue2, nMarketLeft);
                 return;
             }
             const auto it = sides[nSide].find(Key(nSide, order.nOrderValue1, nNumber));
             ASSERT_NE(it, sides[nSide].end());
-            ASSERT_EQ(it->second.nLeft, order.nOrderValue2);
+            ASSERT_EQ(it->second.nLeft, +order.nOrderValue2);
             sides[nSide].erase(it);
             return;
         }
@@ -174,12 +176,12 @@ struct PlainBook {
                 break;
             ASSERT_NE(itTrade, itEnd);
             const int nTraded = std::min(nLeft, best->second.nLeft);
-            ASSERT_EQ(itTrade->nTime, order.nTime);
-            ASSERT_EQ(itTrade->chFlag3, order.chFlag2);
-            ASSERT_EQ(itTrade->nTradeValue[0], nPrice);
-            ASSERT_EQ(itTrade->nTradeValue[1], nTraded);
-            ASSERT_EQ(itTrade->nTradeValue[2], nSide == 0 ? nNumber : best->first.second);
-            ASSERT_EQ(itTrade->nTradeValue4, nSide == 1 ? nNumber : best->first.second);
+            ASSERT_EQ(+itTrade->nTime, +order.nTime);
+            ASSERT_EQ(+itTrade->chFlag3, +order.chFlag2);
+            ASSERT_EQ(+itTrade->nTradeValue[0], nPrice);
+            ASSERT_EQ(+itTrade->nTradeValue[1], nTraded);
+            ASSERT_EQ(+itTrade->nTradeValue[2], nSide == 0 ? nNumber : best->first.second);
+            ASSERT_EQ(+itTrade->nTradeValue4, nSide == 1 ? nNumber : best->first.second);
             ++itTrade;
             nLeft -= nTraded;
             best->second.nLeft -= nTraded;
@@ -195,9 +197,9 @@ struct PlainBook {
     int nMarket = 0;
     int nMarketLeft = 0;
 
-    template <size_t nLevels>
-    void CheckLevels(int nSide, const int32_t (&prices)[nLevels],
-                     const int32_t (&volumes)[nLevels]) const {
+    // The record's level i by levelOf: the arrays of a packed record cannot be passed themselves.
+    template <class LevelOf>
+    void CheckLevels(int nSide, size_t nLevels, LevelOf levelOf) const {
         std::vector<std::pair<int, int>> vecLevels;
         for (const auto& [key, resting] : sides[nSide]) {
             if (vecLevels.empty() || vecLevels.back().first != resting.nPrice) {
@@ -207,10 +209,17 @@ struct PlainBook {
             vecLevels.back().second += resting.nLeft;
         }
         vecLevels.resize(nLevels);
-        for (size_t i = 0; i < nLevels; i++) {
-            ASSERT_EQ(prices[i], vecLevels[i].first);
-            ASSERT_EQ(volumes[i], vecLevels[i].second);
-        }
+        for (size_t i = 0; i < nLevels; i++) ASSERT_EQ(levelOf(i), vecLevels[i]);
+    }
+    template <class Record>
+    void CheckBook(const Record& record) const {
+        constexpr size_t kLevels = sizeof record.nBook1 / sizeof(int32_t);
+        CheckLevels(0, kLevels, [&](size_t i) {
+            return std::pair<int, int>(+record.nBook1[i], +record.nBook2[i]);
+        });
+        CheckLevels(1, kLevels, [&](size_t i) {
+            return std::pair<int, int>(+record.nBook3[i], +record.nBook4[i]);
+        });
     }
     void CheckTotals(int nSide, int nAverage, int64_t iTotal) const {
         int64_t iVolume = 0, iValue = 0;
@@ -227,11 +236,11 @@ struct PlainBook {
         for (const auto& [key, resting] : side) {
             if (resting.nPrice == queue.nQueueField[0]) vecItems.push_back(resting.nLeft);
         }
-        ASSERT_EQ(queue.nQueueField[0], side.begin()->second.nPrice);
-        ASSERT_EQ(queue.nQueueField[2], static_cast<int>(vecItems.size()));
+        ASSERT_EQ(+queue.nQueueField[0], side.begin()->second.nPrice);
+        ASSERT_EQ(+queue.nQueueField[2], static_cast<int>(vecItems.size()));
         vecItems.resize(50);
-        ASSERT_EQ(queue.nQueueField[3], 50 - std::count(vecItems.begin(), vecItems.end(), 0));
-        for (size_t i = 0; i < 50; i++) ASSERT_EQ(queue.nQueueItems[i], vecItems[i]);
+        ASSERT_EQ(+queue.nQueueField[3], 50 - std::count(vecItems.begin(), vecItems.end(), 0));
+        for (size_t i = 0; i < 50; i++) ASSERT_EQ(+queue.nQueueItems[i], vecItems[i]);
     }
 };
 
@@ -248,13 +257,13 @@ TEST(Simulate, AReplayOfTheOrdersGivesTradesAndBooks) {
         const auto replayTo = [&](int nTime) {
             for (; itOrder != day.vecOrders.end() && Axis(itOrder->nTime) < Axis(nTime);
                  ++itOrder) {
-                ASSERT_EQ(itOrder->nIndex, itOrder - day.vecOrders.begin() + 1);
+                ASSERT_EQ(+itOrder->nIndex, itOrder - day.vecOrders.begin() + 1);
                 if (itOrder->nOrderValue1 != 0) {
-                    ASSERT_LE(std::abs(itOrder->nOrderValue1 - day.nPrevClose),
+                    ASSERT_LE(std::abs(+itOrder->nOrderValue1 - day.nPrevClose),
                               int64_t{day.nPrevClose} * instrument.nBand / 1000);
                     ASSERT_EQ(itOrder->nOrderValue1 % instrument.nTick, 0);
                 }
-                ASSERT_GT(itOrder->nOrderValue2, 0);
+                ASSERT_GT(+itOrder->nOrderValue2, 0);
                 ASSERT_EQ(itOrder->nOrderValue2 % instrument.nLot, 0);
                 book.Take(*itOrder, itTrade, day.vecTrades.end());
             }
@@ -265,19 +274,17 @@ TEST(Simulate, AReplayOfTheOrdersGivesTradesAndBooks) {
         auto itQueue = day.vecQueues.begin();
         for (const auto& tick : day.vecTicks) {
             ASSERT_NO_FATAL_FAILURE(replayTo(tick.nTime));
-            ASSERT_NO_FATAL_FAILURE(book.CheckLevels(0, tick.nBook1, tick.nBook2));
-            ASSERT_NO_FATAL_FAILURE(book.CheckLevels(1, tick.nBook3, tick.nBook4));
+            ASSERT_NO_FATAL_FAILURE(book.CheckBook(tick)) << +tick.nTime;
             ASSERT_NO_FATAL_FAILURE(book.CheckTotals(0, tick.nABField1, tick.iABField3));
             ASSERT_NO_FATAL_FAILURE(book.CheckTotals(1, tick.nABField2, tick.iABField4));
             for (int i = 0; i < 2; i++, ++itQueue) {
-                ASSERT_EQ(itQueue->nTime, tick.nTime);
+                ASSERT_EQ(+itQueue->nTime, +tick.nTime);
                 ASSERT_NO_FATAL_FAILURE(book.CheckQueue(*itQueue));
             }
         }
         for (const auto& snapshot : day.vecSnapshots) {
-            ASSERT_NO_FATAL_FAILURE(replayTo(snapshot.nTime)) << snapshot.nTime;
-            ASSERT_NO_FATAL_FAILURE(book.CheckLevels(0, snapshot.nBook1, snapshot.nBook2));
-            ASSERT_NO_FATAL_FAILURE(book.CheckLevels(1, snapshot.nBook3, snapshot.nBook4));
+            ASSERT_NO_FATAL_FAILURE(replayTo(snapshot.nTime)) << +snapshot.nTime;
+            ASSERT_NO_FATAL_FAILURE(book.CheckBook(snapshot)) << +snapshot.nTime;
         }
         EXPECT_EQ(itOrder, day.vecOrders.end());
         EXPECT_EQ(itTrade, day.vecTrades.end());
@@ -352,7 +359,7 @@ TEST(Simulate, RecordsLieInTheSessions) {
         std::vector<int> vecPreOpens(testCase.vecSegments.size());
         std::pair<int, int> previous = {0, 0};
         const auto check = [&](const auto& record, int nStep) {
-            const std::pair stamp(record.nDate, record.nTime);
+            const std::pair stamp(+record.nDate, +record.nTime);
             ASSERT_GT(stamp, previous);
             ASSERT_EQ(record.nTime % nStep, 0);
             previous = stamp;
@@ -367,7 +374,7 @@ TEST(Simulate, RecordsLieInTheSessions) {
                 nFound +=
                     bPreOpen || (stamp > std::pair(segment.nDate, segment.nBegin) && stamp <= end);
             }
-            ASSERT_EQ(nFound, 1) << record.nDate << " " << record.nTime;
+            ASSERT_EQ(nFound, 1) << +record.nDate << " " << +record.nTime;
         };
         for (const auto& tick : day.vecTicks) ASSERT_NO_FATAL_FAILURE(check(tick, 1000));
         for (const auto& record : day.vecSnapshots) ASSERT_NO_FATAL_FAILURE(check(record, 500));
@@ -381,14 +388,14 @@ TEST(Simulate, RecordsLieInTheSessions) {
         // Minutes begin inside a segment, and each segment's first minute has a bar.
         size_t nOpenings = 0;
         for (const auto& bar : day.vecMinutes) {
-            const std::pair stamp(bar.nDate, bar.nTime * 1000);
+            const std::pair stamp(+bar.nDate, bar.nTime * 1000);
             int nFound = 0;
             for (const HandSegment& segment : testCase.vecSegments) {
                 const std::pair begin(segment.nDate, segment.nBegin);
                 nOpenings += stamp == begin;
                 nFound += stamp >= begin && stamp < std::pair(segment.nEndDate, segment.nEnd);
             }
-            ASSERT_EQ(nFound, 1) << bar.nDate << " " << bar.nTime;
+            ASSERT_EQ(nFound, 1) << +bar.nDate << " " << +bar.nTime;
         }
         EXPECT_EQ(nOpenings, testCase.vecSegments.size());
     }
@@ -402,9 +409,9 @@ TEST(Simulate, EachDayGoesOnFromTheDayBefore) {
         Day previous = simulator.RunDay(instrument, kMonday);
         for (const int nDate : simulator.TradingDays()) {
             const Day day = simulator.RunDay(instrument, nDate);
-            EXPECT_EQ(day.nPrevClose, previous.daily.nClose);
+            EXPECT_EQ(day.nPrevClose, +previous.daily.nClose);
             EXPECT_EQ(day.nPrevSettle, previous.nSettle);
-            EXPECT_EQ(day.nPrevInterest, previous.daily.nInterest);
+            EXPECT_EQ(day.nPrevInterest, +previous.daily.nInterest);
             previous = day;
         }
     }
@@ -445,11 +452,11 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
         std::map<int, Sum> minutes;
         for (size_t i = 0; i < vecLevel.size(); i++) {
             const auto& tick = day.vecTicks[i];
-            EXPECT_NEAR(tick.nPrice, index.nBasePrice * vecLevel[i] / nStocks, 101);
+            EXPECT_NEAR(+tick.nPrice, index.nBasePrice * vecLevel[i] / nStocks, 101);
             EXPECT_EQ(tick.nPrice % 100, 0);
-            EXPECT_EQ(tick.iTurnover, vecTurnover[i]);
-            EXPECT_EQ(tick.nBook1[0] | tick.nBook4[9] | tick.nABField1, 0);
-            EXPECT_EQ(tick.nIndexField[0] + tick.nIndexField[1] + tick.nIndexField[2], nStocks);
+            EXPECT_EQ(+tick.iTurnover, vecTurnover[i]);
+            EXPECT_EQ(+tick.nBook1[0] | +tick.nBook4[9] | +tick.nABField1, 0);
+            EXPECT_EQ(+tick.nIndexField[0] + +tick.nIndexField[1] + +tick.nIndexField[2], nStocks);
             // Three seconds that end at a whole minute belong to the minute before.
             int nMinute = tick.nTime / 100000;
             if (tick.nTime % 100000 == 0) nMinute -= nMinute % 100 == 0 ? 41 : 1;
@@ -458,13 +465,13 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
         ASSERT_EQ(day.vecMinutes.size(), 240U);
         auto itBar = day.vecMinutes.begin();
         for (auto& [nMinute, sum] : minutes) {
-            EXPECT_EQ(itBar->nTime, nMinute * 100);
+            EXPECT_EQ(+itBar->nTime, nMinute * 100);
             sum.nTrades = itBar->nMatchItems;
             EXPECT_EQ(SumOf(*itBar++), sum);
         }
-        EXPECT_EQ(day.daily.nClose, day.vecTicks.back().nPrice);
-        EXPECT_EQ(day.daily.iTurnover, day.vecTicks.back().iAccTurnover);
-        EXPECT_EQ(day.daily.nMatchItems, day.vecTicks.back().nTickField1);
+        EXPECT_EQ(+day.daily.nClose, day.vecTicks.back().nPrice);
+        EXPECT_EQ(+day.daily.iTurnover, day.vecTicks.back().iAccTurnover);
+        EXPECT_EQ(+day.daily.nMatchItems, day.vecTicks.back().nTickField1);
     }
 }
 
