@@ -8,7 +8,10 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <set>
 #include <tuple>
+
+#include "support/date_time.h"
 
 namespace {
 
@@ -286,6 +289,16 @@ TEST(Simulate, AReplayOfTheOrdersGivesTradesAndBooks) {
             ASSERT_NO_FATAL_FAILURE(replayTo(snapshot.nTime)) << +snapshot.nTime;
             ASSERT_NO_FATAL_FAILURE(book.CheckBook(snapshot)) << +snapshot.nTime;
         }
+        if (instrument.IsContract()) {  // whatever happens shows at the end of its half second
+            std::set<int> setDue, setStamps;
+            for (const auto& order : day.vecOrders) {
+                setDue.insert(BusinessConvertor::GetDiffTime(order.nTime, 500) / 500 * 500);
+            }
+            for (const auto& snapshot : day.vecSnapshots) setStamps.insert(snapshot.nTime);
+            setDue.erase(240000000);  // midnight
+            EXPECT_TRUE(
+                std::includes(setStamps.begin(), setStamps.end(), setDue.begin(), setDue.end()));
+        }
         EXPECT_EQ(itOrder, day.vecOrders.end());
         EXPECT_EQ(itTrade, day.vecTrades.end());
     }
@@ -404,6 +417,7 @@ TEST(Simulate, RecordsLieInTheSessions) {
 TEST(Simulate, EachDayGoesOnFromTheDayBefore) {
     Simulator simulator = Make(20240121, 4);  // a Sunday: the week before it
     EXPECT_EQ(simulator.TradingDays(), (std::vector<int>{20240116, 20240117, 20240118, 20240119}));
+    EXPECT_EQ(Make(20240120).TradingDays(), std::vector<int>{20240119});
     for (const Instrument& instrument : simulator.Instruments()) {
         SCOPED_TRACE(instrument.strCode);
         Day previous = simulator.RunDay(instrument, kMonday);
