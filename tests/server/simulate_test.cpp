@@ -294,7 +294,7 @@ TEST(Simulate, AReplayOfTheOrdersGivesTradesAndBooks) {
             for (const auto& order : day.vecOrders) {
                 setDue.insert(BusinessConvertor::GetDiffTime(order.nTime, 500) / 500 * 500);
             }
-            for (const auto& snapshot : day.vecSnapshots) setStamps.insert(snapshot.nTime);
+            for (const auto& snapshot : day.vecSnapshots) setStamps.insert(+snapshot.nTime);
             setDue.erase(240000000);  // midnight
             EXPECT_TRUE(
                 std::includes(setStamps.begin(), setStamps.end(), setDue.begin(), setDue.end()));
