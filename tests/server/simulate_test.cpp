@@ -483,9 +483,9 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
             sum.nTrades = itBar->nMatchItems;
             EXPECT_EQ(SumOf(*itBar++), sum);
         }
-        EXPECT_EQ(+day.daily.nClose, day.vecTicks.back().nPrice);
-        EXPECT_EQ(+day.daily.iTurnover, day.vecTicks.back().iAccTurnover);
-        EXPECT_EQ(+day.daily.nMatchItems, day.vecTicks.back().nTickField1);
+        EXPECT_EQ(+day.daily.nClose, +day.vecTicks.back().nPrice);
+        EXPECT_EQ(+day.daily.iTurnover, +day.vecTicks.back().iAccTurnover);
+        EXPECT_EQ(+day.daily.nMatchItems, +day.vecTicks.back().nTickField1);
     }
 }
 
