@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace qrx {
 
@@ -13,6 +14,12 @@ void* NewResultBytes(int64_t nCount, size_t nSize) noexcept;
 
 // Releases such a block; null is accepted.
 void FreeResult(void* pResult) noexcept;
+
+// Owner of such a block until it is handed out.
+struct ResultDeleter {
+    void operator()(void* pResult) const noexcept { FreeResult(pResult); }
+};
+using ResultOwner = std::unique_ptr<void, ResultDeleter>;
 
 template <class Record>
 Record* NewResult(int64_t nCount) noexcept {

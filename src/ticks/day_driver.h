@@ -13,17 +13,9 @@ namespace qrx {
 // The arrays of the days that had data, in day order.
 class DayList {
 public:
-    DayList() = default;
-    ~DayList() {
-        for (const Day& day : m_days) FreeResult(day.pRecords);
-    }
-    DayList(const DayList&) = delete;
-    DayList& operator=(const DayList&) = delete;
-
-    void Add(void* pRecords, int nCount) {
-        QRX_ASSERT(nCount != 0 && pRecords != nullptr, "nCurCount && pCurRawData",
-                   source::kMarketDataSource);
-        m_days.push_back({pRecords, nCount});
+    void Add(ResultOwner pRecords, int nCount) {
+        QRX_ASSERT(nCount != 0 && pRecords, "nCurCount && pCurRawData", source::kMarketDataSource);
+        m_days.push_back({std::move(pRecords), nCount});
     }
     bool Empty() const { return m_days.empty(); }
 
@@ -33,18 +25,18 @@ public:
         int64_t nSum = 0;
         for (const Day& day : m_days) nSum += day.nCount;
         if (m_days.size() == 1) {
-            *pData = std::exchange(m_days[0].pRecords, nullptr);
+            *pData = m_days[0].pRecords.release();
         } else {
             char* pJoined = static_cast<char*>(NewResultBytes(nSum, nUnitBytes));
             if (pJoined == nullptr) return QRX_ERR_MEMORY;
             size_t nWrittenBytes = 0;
             for (Day& day : m_days) {
                 const size_t nBytes = static_cast<size_t>(day.nCount) * nUnitBytes;
-                memcpy(pJoined + nWrittenBytes, day.pRecords, nBytes);
+                memcpy(pJoined + nWrittenBytes, day.pRecords.get(), nBytes);
                 nWrittenBytes += nBytes;
                 QRX_ASSERT(nWrittenBytes <= static_cast<size_t>(nSum) * nUnitBytes,
                            "nWritenBytes <= nSum*nUnitBytes", source::kMarketDataSource);
-                FreeResult(std::exchange(day.pRecords, nullptr));
+                day.pRecords.reset();
             }
             *pData = pJoined;
         }
@@ -54,7 +46,7 @@ public:
 
 private:
     struct Day {
-        void* pRecords;
+        ResultOwner pRecords;
         int nCount;
     };
     std::vector<Day> m_days;
@@ -82,7 +74,7 @@ int MarketDataSource::RepeatDays(const Request& request, void** pData, int* pCou
         nResult = WithRetries(
             [&] { return oneDay(dayRequest, &pCurRawData, &nCurCount, nBeginDate, nEndDate); });
         if (nResult == QRX_OK) {
-            days.Add(pCurRawData, nCurCount);
+            days.Add(qrx::ResultOwner(pCurRawData), nCurCount);
         } else if (nResult != QRX_ERR_NO_DATA) {
             break;
         }

@@ -35,20 +35,17 @@ int MarketDataSource::Exchange(const ExchangePlan& plan, void** pData, int* pCou
         nSum += nItems < 0 ? 0 : nItems;
     }
     if (nSum == 0) return QRX_ERR_NO_DATA;
-    void* pArray = qrx::NewResultBytes(nSum, plan.nRecordSize);
-    if (pArray == nullptr) {
+    qrx::ResultOwner pArray(qrx::NewResultBytes(nSum, plan.nRecordSize));
+    if (!pArray) {
         if (plan.szOwner != nullptr) {
             ErrPrint("%s: can not allocate %lld bytes\n", plan.szOwner,
                      static_cast<long long>(nSum) * static_cast<long long>(plan.nRecordSize));
         }
         return QRX_ERR_MEMORY;
     }
-    const int nCount = decode(packets, pArray, static_cast<int>(nSum));
-    if (nCount == 0) {
-        qrx::FreeResult(pArray);
-        return QRX_ERR_NO_DATA;
-    }
-    *pData = pArray;
+    const int nCount = decode(packets, pArray.get(), static_cast<int>(nSum));
+    if (nCount == 0) return QRX_ERR_NO_DATA;
+    *pData = pArray.release();
     *pCount = nCount;
     return QRX_OK;
 }
