@@ -1,0 +1,4 @@
+#include "commands.h"
+namespace qrx::server {
+void AddImportCommands(CLI::App&) {}
+}
