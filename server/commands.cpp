@@ -111,7 +111,8 @@ void AddServeCommand(CLI::App& app) {
         int64_t nStall = ServeOptions{}.stall.count();
     };
     const auto p = std::make_shared<Arguments>();
-    CLI::App* pServe = AddDb(app.add_subcommand("serve", "Serve a store until SIGTERM or Ctrl-C"), p);
+    CLI::App* pServe =
+        AddDb(app.add_subcommand("serve", "Serve a store until SIGTERM or Ctrl-C"), p);
     pServe->add_option("--listen", p->options.strListen, "Address to listen on")
         ->capture_default_str();
     pServe->add_option("--port", p->options.nPort, "Port; 0: any free one")

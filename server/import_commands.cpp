@@ -83,24 +83,28 @@ void AddImportCommands(CLI::App& app) {
         pKind->add_option("--encoding", p->options.strEncoding, "Text encoding, such as gbk")
             ->capture_default_str();
         if (row.kind != ImportKind::Codes) {
-            pKind->add_option("--decimals", p->nDecimals,
-                              "Prices are whole numbers with this many decimals in them")
+            pKind
+                ->add_option("--decimals", p->nDecimals,
+                             "Prices are whole numbers with this many decimals in them")
                 ->check(CLI::Range(0, 9))
                 ->capture_default_str();
             pKind->add_option("--volume-unit", p->strVolumeUnit, "What a volume of 1 stands for")
                 ->capture_default_str();
-            pKind->add_option("--turnover-unit", p->strTurnoverUnit,
-                              "What a turnover of 1 stands for")
+            pKind
+                ->add_option("--turnover-unit", p->strTurnoverUnit,
+                             "What a turnover of 1 stands for")
                 ->capture_default_str();
-            pKind->add_option("--time", p->options.timeForm,
-                              "Form of times without colons: hhmmss, hhmmsscc, hhmmssmmm")
+            pKind
+                ->add_option("--time", p->options.timeForm,
+                             "Form of times without colons: hhmmss, hhmmsscc, hhmmssmmm")
                 ->transform(CLI::CheckedTransformer(
                     std::map<std::string, TimeForm>{{"hhmmss", TimeForm::Hhmmss},
                                                     {"hhmmsscc", TimeForm::HhmmssCc},
                                                     {"hhmmssmmm", TimeForm::HhmmssMmm}}));
-            pKind->add_option("--night", p->options.nightForm,
-                              "Night rows carry their calendar date, their trading day, or there "
-                              "are none: calendar, trading, none")
+            pKind
+                ->add_option("--night", p->options.nightForm,
+                             "Night rows carry their calendar date, their trading day, or there "
+                             "are none: calendar, trading, none")
                 ->transform(CLI::CheckedTransformer(
                     std::map<std::string, NightForm>{{"calendar", NightForm::Calendar},
                                                      {"trading", NightForm::Trading},
@@ -109,8 +113,9 @@ void AddImportCommands(CLI::App& app) {
                             "Add to the days that are stored instead of replacing them");
         }
         if (row.kind == ImportKind::Ticks || row.kind == ImportKind::Snapshots) {
-            pKind->add_option("--volume", p->options.bCumulative,
-                              "Volume and turnover are per-row or cumulative")
+            pKind
+                ->add_option("--volume", p->options.bCumulative,
+                             "Volume and turnover are per-row or cumulative")
                 ->transform(CLI::CheckedTransformer(
                     std::map<std::string, bool>{{"per-row", false}, {"cumulative", true}}));
         }

@@ -63,7 +63,8 @@ private:
         CodeRow row{stamp.strCode, {}, 0};
         const auto name = ToUtf8(text("name"), m_options.strEncoding);
         if (!name) {
-            throw ImportError(nLine, "the name is not " + m_options.strEncoding + " (see --encoding)");
+            throw ImportError(nLine,
+                              "the name is not " + m_options.strEncoding + " (see --encoding)");
         }
         row.strName = *name;
         const std::string strType = text("type");

@@ -30,7 +30,7 @@ std::string WithNumber(const std::string& strName, int n) {
 }  // namespace
 
 LineReader::LineReader(const std::string& strPath) : m_pFile(gzopen(strPath.c_str(), "rbe")) {
-    struct stat info{};
+    struct stat info {};
     if (!m_pFile || stat(strPath.c_str(), &info) != 0 || S_ISDIR(info.st_mode)) {
         throw ImportError(0, "cannot be read");
     }
@@ -117,7 +117,8 @@ void SplitFields(std::string_view strLine, std::vector<std::string_view>& vecFie
         } else {
             const size_t nBegin = i;
             i = strLine.find(',', i);
-            vecFields.push_back(strLine.substr(nBegin, i == std::string_view::npos ? i : i - nBegin));
+            vecFields.push_back(
+                strLine.substr(nBegin, i == std::string_view::npos ? i : i - nBegin));
         }
         if (i == std::string_view::npos) return;
         ++i;
@@ -130,7 +131,8 @@ NamePairs ParsePairs(const std::string& strText) {
         const size_t nEnd = std::min(strText.find(',', i), strText.size());
         const std::string strPair = strText.substr(i, nEnd - i);
         const size_t nEqual = strPair.find('=');
-        if (nEqual == std::string::npos) throw ImportError(0, "\"" + strPair + "\" is not name=name");
+        if (nEqual == std::string::npos)
+            throw ImportError(0, "\"" + strPair + "\" is not name=name");
         vecPairs.emplace_back(strPair.substr(0, nEqual), strPair.substr(nEqual + 1));
         i = nEnd + 1;
     }
@@ -154,7 +156,8 @@ Columns::Columns(std::string_view strHeader, const NamePairs& vecMap, const Name
         if (!isOurs(strOurs)) {
             std::string strKnown;
             for (const auto& str : vecOurs) strKnown += " " + str;
-            throw ImportError(0, "\"" + strOurs + "\" is no column of this import; there are:" + strKnown);
+            throw ImportError(
+                0, "\"" + strOurs + "\" is no column of this import; there are:" + strKnown);
         }
         m_mapPlaces[strOurs] = nPlace;
         setMapped.insert(strTheirs);
@@ -163,7 +166,8 @@ Columns::Columns(std::string_view strHeader, const NamePairs& vecMap, const Name
         const std::string strTheirs = Normalized(strTheirsRaw);
         if (strTheirs.find('*') == std::string::npos || strOurs.find('*') == std::string::npos) {
             const auto it = mapTheirs.find(strTheirs);
-            if (it == mapTheirs.end()) throw ImportError(1, "there is no column \"" + strTheirsRaw + "\"");
+            if (it == mapTheirs.end())
+                throw ImportError(1, "there is no column \"" + strTheirsRaw + "\"");
             place(strTheirs, strOurs, it->second);
             continue;
         }

@@ -65,7 +65,8 @@ public:
     Columns(std::string_view strHeader, const NamePairs& vecMap, const NamePairs& vecSet,
             const std::vector<std::string>& vecOurs);
 
-    // Splits a row; throws ImportError when it has fewer fields than the columns that are used need.
+    // Splits a row; throws ImportError when it has fewer fields than the columns that are used
+    // need.
     void Split(std::string_view strLine, int64_t nLine);
 
     // The place of a column, -1: the file has none.

@@ -76,7 +76,9 @@ struct Row {
 };
 
 template <class Record>
-constexpr bool HasVolume = requires(Record r) { r.iVolume; };
+constexpr bool HasVolume = requires(Record r) {
+    r.iVolume;
+};
 
 // How a quantity stands in the file.
 struct QuantityColumns {
@@ -165,7 +167,9 @@ private:
         m_vecLayouts.clear();
         for (const auto& layout : Traits<Record>::Layouts()) {
             if (columns.Find(layout.strPrefix + "price") < 0) continue;
-            BoundLayout bound{{}, layout.nSide, columns.Find(layout.strPrefix + "items") >= 0,
+            BoundLayout bound{{},
+                              layout.nSide,
+                              columns.Find(layout.strPrefix + "items") >= 0,
                               columns.Find("index") >= 0};
             for (const auto& field : layout.vecFields) {
                 if (field.kind == FieldKind::Date || field.kind == FieldKind::Time) continue;
@@ -411,7 +415,8 @@ private:
 std::unique_ptr<Importer> MakeImporter(ImportKind kind, Store& store,
                                        const ImportOptions& options) {
     switch (kind) {
-        case ImportKind::Codes: return MakeCodeImporter(store, options);
+        case ImportKind::Codes:
+            return MakeCodeImporter(store, options);
         case ImportKind::Ticks:
             return std::make_unique<DayImporter<ZPMDefine_Tick_AB_Night>>(store, options);
         case ImportKind::Trades:

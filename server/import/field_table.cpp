@@ -29,14 +29,14 @@ using FutureDay = QRXDefine_FutureAB;
 
 std::vector<Field> AllFields() {
     std::vector<Field> vec;
-#define QRX_FIELD(Group, member, column, Kind, text)                                        \
+#define QRX_FIELD(Group, member, column, Kind, text)                                             \
     vec.push_back({FieldGroup::Group, #column, FieldKind::Kind, offsetof(record::Group, member), \
                    sizeof(std::declval<record::Group>().member)});
-#define QRX_FIELD_ARRAY(Group, member, count, column, Kind, text)                       \
-    for (size_t i = 0; i < count; ++i) {                                                \
-        constexpr size_t nWidth = sizeof(std::declval<record::Group>().member[0]);      \
+#define QRX_FIELD_ARRAY(Group, member, count, column, Kind, text)                           \
+    for (size_t i = 0; i < count; ++i) {                                                    \
+        constexpr size_t nWidth = sizeof(std::declval<record::Group>().member[0]);          \
         vec.push_back({FieldGroup::Group, #column + std::to_string(i + 1), FieldKind::Kind, \
-                       offsetof(record::Group, member) + i * nWidth, nWidth});          \
+                       offsetof(record::Group, member) + i * nWidth, nWidth});              \
     }
 #include "fields.def"
     return vec;

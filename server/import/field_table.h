@@ -11,7 +11,16 @@
 namespace qrx::server {
 
 enum class FieldGroup {
-    Tick, Book, Transaction, Order, OrderQueue, Bar, IndexBar, Future, FutureBook, FutureTotal,
+    Tick,
+    Book,
+    Transaction,
+    Order,
+    OrderQueue,
+    Bar,
+    IndexBar,
+    Future,
+    FutureBook,
+    FutureTotal,
     FutureDay
 };
 enum class FieldKind { Date, Time, Price, Volume, Amount, Count, Number, Flag };

@@ -1,6 +1,6 @@
-// Import of CSV files into a store: codes and days of records. A file is read whole and then written
-// in one transaction: all of it or nothing. The columns are those of share/fields.def, and market,
-// code, datetime, trading_day and millisecond.
+// Import of CSV files into a store: codes and days of records. A file is read whole and then
+// written in one transaction: all of it or nothing. The columns are those of share/fields.def, and
+// market, code, datetime, trading_day and millisecond.
 #ifndef QRX_SERVER_IMPORT_IMPORTER_H
 #define QRX_SERVER_IMPORT_IMPORTER_H
 

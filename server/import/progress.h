@@ -9,7 +9,8 @@ namespace qrx::server {
 
 class ProgressBar {
 public:
-    ProgressBar(std::string strLabel, bool bShow) : m_strLabel(std::move(strLabel)), m_bShow(bShow) {}
+    ProgressBar(std::string strLabel, bool bShow)
+        : m_strLabel(std::move(strLabel)), m_bShow(bShow) {}
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;

@@ -17,16 +17,17 @@ Columns ReadHeader(LineReader& lines, const ImportOptions& options,
     std::string_view strLine;
     if (!lines.Next(strLine)) throw ImportError(1, "the file is empty");
     const auto strHeader = ToUtf8(strLine, options.strEncoding);
-    if (!strHeader) throw ImportError(1, "text is not " + options.strEncoding + " (see --encoding)");
+    if (!strHeader)
+        throw ImportError(1, "text is not " + options.strEncoding + " (see --encoding)");
     return Columns(*strHeader, options.vecMap, options.vecSet, vecColumns);
 }
 
 void SplitCode(const std::string& strCode, const std::string& strMarket, RowStamp& stamp) {
     const size_t nDot = strCode.rfind('.');
     stamp.strCode = strCode.substr(0, nDot);
-    stamp.strMarket = !strMarket.empty()              ? strMarket
+    stamp.strMarket = !strMarket.empty()          ? strMarket
                       : nDot != std::string::npos ? strCode.substr(nDot + 1)
-                                                      : std::string();
+                                                  : std::string();
     std::transform(stamp.strMarket.begin(), stamp.strMarket.end(), stamp.strMarket.begin(),
                    [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
 }
@@ -106,20 +107,28 @@ int64_t RowReader::Value(const Field& field, int nColumn) const {
     std::optional<int64_t> value;
     bool bSigned = false;
     switch (field.kind) {
-        case FieldKind::Flag: value = ParseFlag(strText); break;
+        case FieldKind::Flag:
+            value = ParseFlag(strText);
+            break;
         case FieldKind::Price:
             value = ParseDecimal(strText, 4 + m_options.nPriceShift);
             bSigned = true;
             break;
-        case FieldKind::Amount: value = ParseDecimal(strText, 4 + m_options.nTurnoverShift); break;
-        case FieldKind::Volume: value = ParseDecimal(strText, m_options.nVolumeShift); break;
-        default: value = ParseDecimal(strText, 0); break;
+        case FieldKind::Amount:
+            value = ParseDecimal(strText, 4 + m_options.nTurnoverShift);
+            break;
+        case FieldKind::Volume:
+            value = ParseDecimal(strText, m_options.nVolumeShift);
+            break;
+        default:
+            value = ParseDecimal(strText, 0);
+            break;
     }
     if (!value) {
         Refuse("bad value \"" + std::string(strText) + "\" in column " + field.strColumn);
     }
-    const int64_t nLimit = field.nWidth == 8 ? (int64_t{1} << 56) - 1
-                                             : std::numeric_limits<int32_t>::max();
+    const int64_t nLimit =
+        field.nWidth == 8 ? (int64_t{1} << 56) - 1 : std::numeric_limits<int32_t>::max();
     if (*value > nLimit || *value < (bSigned ? -nLimit : 0)) {
         Refuse("value " + std::string(strText) + " in column " + field.strColumn +
                (*value < 0 ? " is negative" : " is too large"));

@@ -15,9 +15,15 @@ enum class NightForm {
     None,      // there are no nights, whatever the time
 };
 
-inline bool IsEvening(int nTime) { return nTime >= 180000000; }
-inline bool IsEarly(int nTime) { return nTime < 60000000; }
-inline bool IsNight(int nTime) { return IsEvening(nTime) || IsEarly(nTime); }
+inline bool IsEvening(int nTime) {
+    return nTime >= 180000000;
+}
+inline bool IsEarly(int nTime) {
+    return nTime < 60000000;
+}
+inline bool IsNight(int nTime) {
+    return IsEvening(nTime) || IsEarly(nTime);
+}
 
 int NextCalendarDay(int nDate);
 int PreviousCalendarDay(int nDate);

@@ -14,7 +14,9 @@ std::string_view Trim(std::string_view str) {
     return str;
 }
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 bool Is(std::string_view str, std::string_view strWord) {
     return str.size() == strWord.size() && strncasecmp(str.data(), strWord.data(), str.size()) == 0;
@@ -93,7 +95,8 @@ std::optional<int64_t> ParseDecimal(std::string_view strText, int nShift) {
 
 std::optional<int> ParsePowerOfTen(std::string_view strText) {
     for (int n = -9; n <= 9; ++n) {
-        // The text is 10^n when it counts as exactly 1 after a shift by -n, and as 10 after one more.
+        // The text is 10^n when it counts as exactly 1 after a shift by -n, and as 10 after one
+        // more.
         if (ParseDecimal(strText, -n) == 1 && ParseDecimal(strText, 9 - n) == 1000000000) return n;
     }
     return std::nullopt;
@@ -139,7 +142,9 @@ std::optional<int> ParseTime(std::string_view strText, TimeForm form) {
     if (nFirst == std::string_view::npos) {
         const auto n = ParseDigits(str);
         if (!n) return std::nullopt;
-        const int nPerSecond = form == TimeForm::Hhmmss ? 1 : form == TimeForm::HhmmssCc ? 100 : 1000;
+        const int nPerSecond = form == TimeForm::Hhmmss     ? 1
+                               : form == TimeForm::HhmmssCc ? 100
+                                                            : 1000;
         const int nSeconds = *n / nPerSecond;
         return ClockTime(nSeconds / 10000, nSeconds / 100 % 100, nSeconds % 100,
                          *n % nPerSecond * (1000 / nPerSecond));
@@ -157,9 +162,8 @@ std::optional<int> ParseTime(std::string_view strText, TimeForm form) {
     }
     const size_t nSecond = str.find(':', nFirst + 1);
     const auto nHour = ParseDigits(str.substr(0, nFirst));
-    const auto nMinute = ParseDigits(str.substr(nFirst + 1, nSecond == std::string_view::npos
-                                                                ? nSecond
-                                                                : nSecond - nFirst - 1));
+    const auto nMinute = ParseDigits(
+        str.substr(nFirst + 1, nSecond == std::string_view::npos ? nSecond : nSecond - nFirst - 1));
     const auto nSeconds = nSecond == std::string_view::npos ? std::optional<int>(0)
                                                             : ParseDigits(str.substr(nSecond + 1));
     if (!nHour || !nMinute || !nSeconds) return std::nullopt;

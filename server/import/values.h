@@ -12,8 +12,8 @@ namespace qrx::server {
 // How a time without colons is written, leading zeros left out or not.
 enum class TimeForm { Hhmmss, HhmmssCc, HhmmssMmm };
 
-// The text times ten to the nShift, rounded half away from zero. "1.05e7" is understood. Empty, "-",
-// "N/A", "nan" and numbers of 1e300 and more stand for a missing value, which is 0.
+// The text times ten to the nShift, rounded half away from zero. "1.05e7" is understood. Empty,
+// "-", "N/A", "nan" and numbers of 1e300 and more stand for a missing value, which is 0.
 std::optional<int64_t> ParseDecimal(std::string_view strText, int nShift);
 
 // The exponent of a power of ten: 2 for "100", -3 for "0.001".

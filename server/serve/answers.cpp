@@ -1,6 +1,6 @@
 // Requests by type: the length that their body must have, and the answer that is made from the
-// store. The forms that are not stored (day ticks, plain snapshots) are derived chunk by chunk; none
-// of them is longer than what it is derived from, so packets keep within their bound.
+// store. The forms that are not stored (day ticks, plain snapshots) are derived chunk by chunk;
+// none of them is longer than what it is derived from, so packets keep within their bound.
 #include "serve/answers.h"
 
 #include <algorithm>
@@ -102,8 +102,8 @@ public:
             if (m_pfnRewrite != nullptr) strStream = m_pfnRewrite(strStream, chunk.nItems);
         }
         ++m_nNext;
-        const Head head = MakeHead<Head>(m_form, chunk.nDate, chunk.nItems,
-                                         m_nNext >= m_vecChunks.size());
+        const Head head =
+            MakeHead<Head>(m_form, chunk.nDate, chunk.nItems, m_nNext >= m_vecChunks.size());
         strPacket = MakePacket(m_form.nType, m_form.nRequestID, &head, sizeof head, strStream);
         return true;
     }
@@ -134,9 +134,12 @@ private:
 template <class To, class From>
 To ConvertRecord(const From& from) {
     To to{};
-#define SHARE(member)                                        \
-    if constexpr (requires { to.member; from.member; }) {    \
-        memcpy(&to.member, &from.member, sizeof to.member);  \
+#define SHARE(member)                                       \
+    if constexpr (requires {                                \
+                      to.member;                            \
+                      from.member;                          \
+                  }) {                                      \
+        memcpy(&to.member, &from.member, sizeof to.member); \
     }
     SHARE(nTime)
     SHARE(nPrice)
@@ -206,7 +209,7 @@ std::vector<ChunkRef> OpenDay(Store& store, const UserRow& user, DayKind kind,
 std::unique_ptr<Answer> Ticks(Store& store, const UserRow& user, int nType, int nRequestID,
                               const std::string& strBody) {
     const auto request = ReadRequest<ZPMDefine_RequestTickData>(strBody);
-    DayAnswerForm form{ID_ZPMTELE_TICK_NIGHT, nRequestID, FieldText(request.chCode),
+    DayAnswerForm form{ID_ZPMTELE_TICK_NIGHT,       nRequestID,    FieldText(request.chCode),
                        FieldText(request.chMarket), request.nDate, request.nFlags};
     const bool bLevels = (request.nFlags & 1) != 0;
     DayKind kind = bLevels ? DayKind::TickLevels : DayKind::Tick;
@@ -227,7 +230,7 @@ std::unique_ptr<Answer> Ticks(Store& store, const UserRow& user, int nType, int 
     }
     auto vecChunks = OpenDay(store, user, kind, form);
     return std::make_unique<DayAnswer<ZPMDefine_TickData_Head>>(store, form, std::move(vecChunks),
-                                                               pfnRewrite);
+                                                                pfnRewrite);
 }
 
 std::unique_ptr<Answer> Trades(Store& store, const UserRow& user, int nRequestID,
@@ -260,7 +263,7 @@ std::unique_ptr<Answer> Snapshots(Store& store, const UserRow& user, bool bLevel
     const Rewrite pfnPlain =
         RewriteStream<ZPMDefine_Future_AB_Night, ZPMDefine_Future_Night, WithoutLevels>;
     return std::make_unique<DayAnswer<ZPMDefine_Future_Head>>(store, form, std::move(vecChunks),
-                                                             bLevels ? nullptr : pfnPlain);
+                                                              bLevels ? nullptr : pfnPlain);
 }
 
 // Bars are not served yet: the form of the answer is right and it holds nothing.
@@ -302,7 +305,8 @@ std::string MakeLoginAnswer(Store& store, const UserRow& user, int nRequestID,
         answer.nResult = 1;
         for (const auto& strMarket : user.vecMarkets) {
             FillField(answer.chMarket[answer.nMarkets], strMarket.c_str(), 4);
-            // The client skips zeros and would shift the rest, so a market without codes has a date.
+            // The client skips zeros and would shift the rest, so a market without codes has a
+            // date.
             const int nChanged = store.CodesChanged(strMarket);
             answer.nMarketInfo[answer.nMarkets++] = nChanged != 0 ? nChanged : 19700101;
         }
@@ -330,10 +334,13 @@ std::unique_ptr<Answer> MakeAnswer(Store& store, const UserRow& user,
                                    const ZPMDefine_MessageHead& head, const std::string& strBody) {
     const int nId = head.nRequestID;
     switch (head.sDataType) {
-        case ID_ZPMTELE_REQ_CODETABLE: return CodeTable(store, user, nId, strBody);
+        case ID_ZPMTELE_REQ_CODETABLE:
+            return CodeTable(store, user, nId, strBody);
         case ID_ZPMTELE_REQ_TICK:
-        case ID_ZPMTELE_REQ_TICK_NIGHT: return Ticks(store, user, head.sDataType, nId, strBody);
-        case ID_ZPMTELE_REQ_SAVEDATA: return Trades(store, user, nId, strBody);
+        case ID_ZPMTELE_REQ_TICK_NIGHT:
+            return Ticks(store, user, head.sDataType, nId, strBody);
+        case ID_ZPMTELE_REQ_SAVEDATA:
+            return Trades(store, user, nId, strBody);
         case ID_ZPMTELE_REQ_FUTURE:
         case ID_ZPMTELE_REQ_FUTURE_AB:
             return Snapshots<ZPMDefine_RequestFuture>(
@@ -346,8 +353,9 @@ std::unique_ptr<Answer> MakeAnswer(Store& store, const UserRow& user,
             return NoBars<ZPMDefine_RequestKData, ZPMDefine_KData_Head>(store, nId, strBody);
         case ID_ZPMTELE_REQ_KDATA_OPTION:
             return NoBars<ZPMDefine_RequestKData_Option, ZPMDefine_KData_Option_Head>(store, nId,
-                                                                                     strBody);
-        default: throw ProtocolError("unknown request type " + std::to_string(head.sDataType));
+                                                                                      strBody);
+        default:
+            throw ProtocolError("unknown request type " + std::to_string(head.sDataType));
     }
 }
 

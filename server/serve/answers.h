@@ -3,8 +3,8 @@
 //
 // A request is checked before its body is read (CheckHead) and again as a whole (MakeAnswer). What
 // is malformed throws ProtocolError, which ends the connection. What is well formed but has no data
-// (unknown code, closed day, a date that no calendar has, a market not open to the user) is answered
-// with one packet without items.
+// (unknown code, closed day, a date that no calendar has, a market not open to the user) is
+// answered with one packet without items.
 #ifndef QRX_SERVER_SERVE_ANSWERS_H
 #define QRX_SERVER_SERVE_ANSWERS_H
 

@@ -73,8 +73,7 @@ asio::awaitable<void> Connection::LogIn(const ZPMDefine_MessageHead& head, std::
     auto user = m_store.FindUser(strName);
     const std::string strHash = user ? user->strHash : std::string();
     const bool bRight = co_await asio::co_spawn(
-        m_pool,
-        [&]() -> asio::awaitable<bool> { co_return CheckPassword(strPassword, strHash); },
+        m_pool, [&]() -> asio::awaitable<bool> { co_return CheckPassword(strPassword, strHash); },
         asio::use_awaitable);
 
     // One text for both, so that nobody learns which names exist.

@@ -29,7 +29,8 @@ std::string Printable(std::string_view strText) {
             strOut += c;
         } else {
             char hex[8];
-            snprintf(hex, sizeof hex, "\\x%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+            snprintf(hex, sizeof hex, "\\x%02X",
+                     static_cast<unsigned>(static_cast<unsigned char>(c)));
             strOut += hex;
         }
     }

@@ -13,11 +13,11 @@ namespace qrx::server {
 
 struct ServeOptions {
     std::string strListen = "127.0.0.1";
-    int nPort = 7700;          // 0: a free one
-    std::string strPortFile;   // holds the port once it is open
+    int nPort = 7700;         // 0: a free one
+    std::string strPortFile;  // holds the port once it is open
     int nMaxConnections = 256;
-    int nMaxLogins = 3;        // attempts of one connection
-    std::chrono::seconds login{30};  // until a connection is logged in
+    int nMaxLogins = 3;               // attempts of one connection
+    std::chrono::seconds login{30};   // until a connection is logged in
     std::chrono::seconds idle{3600};  // between requests
     std::chrono::seconds stall{120};  // for a request to arrive whole, or a packet to be taken
 };

@@ -50,7 +50,9 @@ template <>
 inline constexpr DayKind kKindOf<ZPMDefine_Future_AB_Night> = DayKind::Snapshot;
 
 template <class Record>
-concept Dated = requires(Record r) { r.nDate; };
+concept Dated = requires(Record r) {
+    r.nDate;
+};
 
 // Appends records of one calendar date. Throws when a value has no encoding.
 template <class Record>
@@ -109,8 +111,10 @@ std::vector<DayPart<Record>> ReadRecords(Store& store, const DayKey& key,
     std::vector<DayPart<Record>> vecParts;
     std::string strStream;
     for (const ChunkRef& ref : store.ListDay(kind, key)) {
-        if (!store.ReadChunk(ref.nId, strStream)) throw StoreError("a day changed while it was read");
-        if (vecParts.empty() || vecParts.back().nDate != ref.nDate) vecParts.push_back({ref.nDate, {}});
+        if (!store.ReadChunk(ref.nId, strStream))
+            throw StoreError("a day changed while it was read");
+        if (vecParts.empty() || vecParts.back().nDate != ref.nDate)
+            vecParts.push_back({ref.nDate, {}});
         auto& vec = vecParts.back().vecRecords;
         const auto more = DecodeChunk<Record>(strStream, ref.nItems);
         vec.insert(vec.end(), more.begin(), more.end());
@@ -135,13 +139,13 @@ void PutRecords(Store& store, DayKind kind, const DayKey& key,
 
 // Transactions, orders and order queues, which carry no date of their own.
 template <class Record>
-    requires(!Dated<Record>)
-void PutRecords(Store& store, const DayKey& key, const std::vector<DayPart<Record>>& vecParts) {
+requires(!Dated<Record>) void PutRecords(Store& store, const DayKey& key,
+                                         const std::vector<DayPart<Record>>& vecParts) {
     store.PutDay(kKindOf<Record>, key, EncodeDay(vecParts));
 }
 template <class Record>
-    requires(!Dated<Record>)
-void PutRecords(Store& store, const DayKey& key, const std::vector<Record>& vecRecords) {
+requires(!Dated<Record>) void PutRecords(Store& store, const DayKey& key,
+                                         const std::vector<Record>& vecRecords) {
     std::vector<StreamChunk> vecChunks;
     AppendChunks(vecChunks, key.nDay, std::span<const Record>(vecRecords));
     store.PutDay(kKindOf<Record>, key, vecChunks);

@@ -48,7 +48,7 @@ int Today() {
 class SqliteStore final : public Store {
 public:
     SqliteStore(const std::string& strPath, bool bCreate) {
-        struct stat info{};
+        struct stat info {};
         const bool bExists = stat(strPath.c_str(), &info) == 0;
         if (bCreate && bExists) throw StoreError(strPath + " exists already");
         if (!bCreate && !bExists) throw StoreError(strPath + " does not exist; make it with init");

@@ -65,7 +65,8 @@ void FillGbkField(char* pField, size_t nWidth, std::string_view strUtf8) {
     while (!strUtf8.empty()) {
         const size_t nBytes = CharacterBytes(strUtf8);
         std::string strCharacter;
-        if (!converter.Convert(strUtf8.substr(0, nBytes), strCharacter)) strCharacter.assign(1, '?');
+        if (!converter.Convert(strUtf8.substr(0, nBytes), strCharacter))
+            strCharacter.assign(1, '?');
         if (nUsed + strCharacter.size() > nWidth) return;
         memcpy(pField + nUsed, strCharacter.data(), strCharacter.size());
         nUsed += strCharacter.size();

@@ -43,7 +43,9 @@ pid_t Start(const std::vector<std::string>& vecArguments, const std::string& str
 
 }  // namespace
 
-bool HaveServer() { return access(kServer.c_str(), X_OK) == 0; }
+bool HaveServer() {
+    return access(kServer.c_str(), X_OK) == 0;
+}
 
 ScratchFolder::ScratchFolder() {
     std::string strPath = (std::filesystem::temp_directory_path() / "qrx-test-XXXXXX").string();
@@ -107,6 +109,8 @@ int ServerProcess::Stop() {
     return -1;
 }
 
-std::string ServerProcess::Log() const { return ReadFile(m_strLog); }
+std::string ServerProcess::Log() const {
+    return ReadFile(m_strLog);
+}
 
 }  // namespace qrx::test

@@ -1,5 +1,5 @@
-// A real qrx-server for tests: a scratch folder, its commands run to their end, and one process that
-// serves on a free port until the object goes.
+// A real qrx-server for tests: a scratch folder, its commands run to their end, and one process
+// that serves on a free port until the object goes.
 #ifndef QRX_TESTS_SUPPORT_SERVER_PROCESS_H
 #define QRX_TESTS_SUPPORT_SERVER_PROCESS_H
 
