@@ -87,7 +87,9 @@ void AddUserCommands(CLI::App& app) {
     pUser->require_subcommand(1);
     CLI::App* pAdd = AddDb(pUser->add_subcommand("add", "Add a user"), p);
     pAdd->add_option("name", p->strName, "User name, at most 16 bytes")->required();
-    pAdd->add_option("--markets", p->vecMarkets, "Markets, such as SH,SZ")->delimiter(',');
+    pAdd->add_option("--markets", p->vecMarkets, "Markets, such as SH,SZ")
+        ->delimiter(',')
+        ->allow_extra_args(false);  // the name may follow
     pAdd->add_option("--password-file", p->strPasswordFile,
                      "Take the password from the first line of a file instead of asking");
     pAdd->callback([p] { AddUser(*p); });

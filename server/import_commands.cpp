@@ -77,9 +77,12 @@ void AddImportCommands(CLI::App& app) {
         pKind->add_option("--db", p->strDb, "The store's file")->required();
         pKind->add_option("files", p->vecFiles, "Files; each is imported whole or not at all")
             ->required();
-        pKind->add_option("--map", p->vecMap,
-                          "Other column names: theirs=ours,... ; * in both for numbered columns");
-        pKind->add_option("--set", p->vecSet, "Values for every row: ours=value,...");
+        pKind
+            ->add_option("--map", p->vecMap,
+                         "Other column names: theirs=ours,... ; * in both for numbered columns")
+            ->allow_extra_args(false);  // what follows is a file
+        pKind->add_option("--set", p->vecSet, "Values for every row: ours=value,...")
+            ->allow_extra_args(false);
         pKind->add_option("--encoding", p->options.strEncoding, "Text encoding, such as gbk")
             ->capture_default_str();
         if (row.kind != ImportKind::Codes) {
