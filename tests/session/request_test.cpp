@@ -249,6 +249,7 @@ TEST(Request, APacketAboveTheCeilingIsANetworkError) {
 }
 
 TEST(RequestDeath, MalformedPackets) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";  // the server has threads
     std::string strBody(20, 'x');
     ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
         return peer.Answer(r, ID_ZPMTELE_ORDER_V2, strBody);

@@ -1,0 +1,18 @@
+// The subcommands of qrx-server. Each adds itself to the parser and leaves what it does as the
+// subcommand's callback, which reports failure by throwing.
+#ifndef QRX_SERVER_COMMANDS_H
+#define QRX_SERVER_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+
+namespace qrx::server {
+
+void AddInitCommand(CLI::App& app);
+void AddUserCommands(CLI::App& app);
+void AddImportCommands(CLI::App& app);
+void AddSimulateCommand(CLI::App& app);
+void AddServeCommand(CLI::App& app);
+
+}  // namespace qrx::server
+
+#endif

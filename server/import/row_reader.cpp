@@ -1,0 +1,139 @@
+// The columns that every row has: security, date and time.
+#include "import/row_reader.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "text/encoding.h"
+
+namespace qrx::server {
+
+Columns ReadHeader(LineReader& lines, const ImportOptions& options,
+                   std::vector<std::string> vecColumns) {
+    for (const char* sz :
+         {"market", "code", "date", "time", "datetime", "trading_day", "millisecond"}) {
+        vecColumns.emplace_back(sz);
+    }
+    std::string_view strLine;
+    if (!lines.Next(strLine)) throw ImportError(1, "the file is empty");
+    const auto strHeader = ToUtf8(strLine, options.strEncoding);
+    if (!strHeader)
+        throw ImportError(1, "text is not " + options.strEncoding + " (see --encoding)");
+    return Columns(*strHeader, options.vecMap, options.vecSet, vecColumns);
+}
+
+void SplitCode(const std::string& strCode, const std::string& strMarket, RowStamp& stamp) {
+    const size_t nDot = strCode.rfind('.');
+    stamp.strCode = strCode.substr(0, nDot);
+    stamp.strMarket = !strMarket.empty()          ? strMarket
+                      : nDot != std::string::npos ? strCode.substr(nDot + 1)
+                                                  : std::string();
+    std::transform(stamp.strMarket.begin(), stamp.strMarket.end(), stamp.strMarket.begin(),
+                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+}
+
+RowReader::RowReader(LineReader& lines, const ImportOptions& options,
+                     const std::vector<std::string>& vecColumns)
+    : m_lines(lines),
+      m_options(options),
+      m_columns(ReadHeader(lines, options, vecColumns)),
+      m_nMarket(m_columns.Find("market")),
+      m_nCode(m_columns.Find("code")),
+      m_nDate(m_columns.Find("date")),
+      m_nTime(m_columns.Find("time")),
+      m_nDateTime(m_columns.Find("datetime")),
+      m_nDay(m_columns.Find("trading_day")),
+      m_nMillisecond(m_columns.Find("millisecond")) {
+    m_columns.Require("code");
+    if (m_nDateTime < 0) {
+        m_columns.Require("date");
+        m_columns.Require("time");
+    }
+}
+
+void RowReader::Refuse(const std::string& strText) const {
+    throw ImportError(m_lines.Line(), strText);
+}
+
+std::string RowReader::Text(int nColumn) const {
+    const auto strText = ToUtf8(m_columns[nColumn], m_options.strEncoding);
+    if (!strText) Refuse("text is not " + m_options.strEncoding + " (see --encoding)");
+    return *strText;
+}
+
+bool RowReader::Next() {
+    std::string_view strLine;
+    do {
+        if (!m_lines.Next(strLine)) return false;
+    } while (strLine.empty());
+    m_columns.Split(strLine, m_lines.Line());
+    return true;
+}
+
+void RowReader::ReadStamp(RowStamp& stamp) const {
+    SplitCode(std::string(m_columns[m_nCode]),
+              m_nMarket < 0 ? std::string() : std::string(m_columns[m_nMarket]), stamp);
+    if (stamp.strMarket.empty()) Refuse("no market is given (see --set market=...)");
+    const auto bad = [&](const char* szWhat, int nColumn) {
+        Refuse(std::string("bad ") + szWhat + " \"" + std::string(m_columns[nColumn]) + "\"");
+    };
+    if (m_nDateTime >= 0) {
+        if (!ParseDateTime(m_columns[m_nDateTime], m_options.timeForm, stamp.nDate, stamp.nTime)) {
+            bad("date and time", m_nDateTime);
+        }
+    } else {
+        const auto nDate = ParseDate(m_columns[m_nDate]);
+        const auto nTime = ParseTime(m_columns[m_nTime], m_options.timeForm);
+        if (!nDate) bad("date", m_nDate);
+        if (!nTime) bad("time", m_nTime);
+        stamp.nDate = *nDate;
+        stamp.nTime = *nTime;
+    }
+    if (m_nMillisecond >= 0) {
+        const auto nMs = ParseDecimal(m_columns[m_nMillisecond], 0);
+        if (!nMs || *nMs < 0 || *nMs > 999) bad("millisecond", m_nMillisecond);
+        stamp.nTime = stamp.nTime / 1000 * 1000 + static_cast<int>(*nMs);
+    }
+    stamp.nDay = 0;
+    if (m_nDay >= 0) {
+        const auto nDay = ParseDate(m_columns[m_nDay]);
+        if (!nDay) bad("trading day", m_nDay);
+        stamp.nDay = *nDay;
+    }
+}
+
+int64_t RowReader::Value(const Field& field, int nColumn) const {
+    const std::string_view strText = m_columns[nColumn];
+    std::optional<int64_t> value;
+    bool bSigned = false;
+    switch (field.kind) {
+        case FieldKind::Flag:
+            value = ParseFlag(strText);
+            break;
+        case FieldKind::Price:
+            value = ParseDecimal(strText, 4 + m_options.nPriceShift);
+            bSigned = true;
+            break;
+        case FieldKind::Amount:
+            value = ParseDecimal(strText, 4 + m_options.nTurnoverShift);
+            break;
+        case FieldKind::Volume:
+            value = ParseDecimal(strText, m_options.nVolumeShift);
+            break;
+        default:
+            value = ParseDecimal(strText, 0);
+            break;
+    }
+    if (!value) {
+        Refuse("bad value \"" + std::string(strText) + "\" in column " + field.strColumn);
+    }
+    const int64_t nLimit =
+        field.nWidth == 8 ? (int64_t{1} << 56) - 1 : std::numeric_limits<int32_t>::max();
+    if (*value > nLimit || *value < (bSigned ? -nLimit : 0)) {
+        Refuse("value " + std::string(strText) + " in column " + field.strColumn +
+               (*value < 0 ? " is negative" : " is too large"));
+    }
+    return *value;
+}
+
+}  // namespace qrx::server

@@ -1,0 +1,56 @@
+// One row of a file as security, date, time and fields: what all imports of records have in common.
+#ifndef QRX_SERVER_IMPORT_ROW_READER_H
+#define QRX_SERVER_IMPORT_ROW_READER_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "import/field_table.h"
+#include "import/importer.h"
+
+namespace qrx::server {
+
+struct RowStamp {
+    std::string strMarket;
+    std::string strCode;
+    int nDate = 0;
+    int nTime = 0;
+    int nDay = 0;  // 0: the row does not say
+};
+
+class RowReader {
+public:
+    // vecColumns: the names beyond those of the stamp that the import knows.
+    RowReader(LineReader& lines, const ImportOptions& options,
+              const std::vector<std::string>& vecColumns);
+
+    const Columns& GetColumns() const { return m_columns; }
+
+    // The next row that is not empty. Throws ImportError for a row that cannot be understood.
+    bool Next();
+    // Which security and when; only after Next. The stamp is reused, as securities rarely change.
+    void ReadStamp(RowStamp& stamp) const;
+    // A field's value; the column must be there.
+    int64_t Value(const Field& field, int nColumn) const;
+
+    [[noreturn]] void Refuse(const std::string& strText) const;
+    std::string Text(int nColumn) const;  // in UTF-8
+
+private:
+    LineReader& m_lines;
+    const ImportOptions& m_options;
+    Columns m_columns;
+    int m_nMarket, m_nCode, m_nDate, m_nTime, m_nDateTime, m_nDay, m_nMillisecond;
+};
+
+// The header as columns; the names of the stamp are added to those given.
+Columns ReadHeader(LineReader& lines, const ImportOptions& options,
+                   std::vector<std::string> vecColumns);
+
+// "600000" in "SH", or "600000.SH": both parts, the market in upper case.
+void SplitCode(const std::string& strCode, const std::string& strMarket, RowStamp& stamp);
+
+}  // namespace qrx::server
+
+#endif

@@ -1,0 +1,28 @@
+// qrx-server: init, user, import, simulate, serve. Exit codes: 0 done, 1 failed (one line on standard error
+// says why), others for a command line that is not understood.
+#include <exception>
+#include <iostream>
+
+#include "commands.h"
+#include "qrx/version.h"
+
+int main(int argc, char** argv) {
+    CLI::App app{"Reference data server for qrx clients", "qrx-server"};
+    app.set_version_flag("--version", QRX_VERSION_STRING);
+    app.require_subcommand(1);
+    app.get_formatter()->column_width(34);
+    qrx::server::AddInitCommand(app);
+    qrx::server::AddUserCommands(app);
+    qrx::server::AddImportCommands(app);
+    qrx::server::AddSimulateCommand(app);
+    qrx::server::AddServeCommand(app);
+    try {
+        app.parse(argc, argv);
+        return 0;
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e);
+    } catch (const std::exception& e) {
+        std::cerr << "qrx-server: " << e.what() << "\n";
+        return 1;
+    }
+}

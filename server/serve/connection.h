@@ -1,0 +1,45 @@
+// One connection: login, then request after request. Whatever goes wrong ends this connection with
+// a log line and nothing else.
+#ifndef QRX_SERVER_SERVE_CONNECTION_H
+#define QRX_SERVER_SERVE_CONNECTION_H
+
+#include <asio.hpp>
+#include <memory>
+#include <string>
+
+#include "codec/wire.h"
+#include "serve/server.h"
+
+namespace qrx::server {
+
+class Connection : public std::enable_shared_from_this<Connection> {
+public:
+    // The pool checks passwords, which takes longer than a network thread may be held.
+    Connection(asio::ip::tcp::socket socket, Store& store, asio::thread_pool& pool,
+               const ServeOptions& options);
+
+    asio::awaitable<void> Run();
+
+private:
+    asio::awaitable<void> ReadRequest(ZPMDefine_MessageHead& head, std::string& strBody);
+    asio::awaitable<void> LogIn(const ZPMDefine_MessageHead& head, std::string strBody);
+    asio::awaitable<void> Write(const std::string& strPacket);
+
+    // Closes the socket when the time is over before it is set anew.
+    void ExpectWithin(std::chrono::seconds time);
+
+    asio::ip::tcp::socket m_socket;
+    asio::steady_timer m_deadline;
+    Store& m_store;
+    asio::thread_pool& m_pool;
+    const ServeOptions& m_options;
+    std::string m_strPeer;
+    UserRow m_user;
+    bool m_bLoggedIn = false;
+    bool m_bExpired = false;
+    int m_nLogins = 0;
+};
+
+}  // namespace qrx::server
+
+#endif

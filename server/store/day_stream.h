@@ -1,0 +1,156 @@
+// Records to chunks and back. PutRecords is what the importers and the simulator call:
+//
+//   Store::Batch batch(store);
+//   PutRecords(store, {"SH", "600000", 20240102}, vecTicks);         // records that carry a date
+//   PutRecords(store, {"SH", "600000", 20240102}, vecTransactions);  // dated by the trading day
+//   PutRecords(store, key, {{20240105, vecNight}, {20240108, vecDay}});  // trades with a night
+//   batch.Commit();
+//
+// A chunk holds records of one calendar date, never a part of a record, and fits with both heads
+// into a packet of 256 KB. Ticks are stored in both forms, with and without levels.
+#ifndef QRX_SERVER_STORE_DAY_STREAM_H
+#define QRX_SERVER_STORE_DAY_STREAM_H
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "codec/future_records.h"
+#include "codec/kline_records.h"
+#include "codec/stream.h"
+#include "codec/tick_records.h"
+#include "codec/wire.h"
+#include "store/store.h"
+
+namespace qrx::server {
+
+inline constexpr size_t kPacketBytes = 256 * 1024;
+inline constexpr size_t kStreamBytes =
+    kPacketBytes - sizeof(ZPMDefine_MessageHead) - sizeof(ZPMDefine_KData_Option_Head);
+
+template <class Record>
+struct DayPart {
+    int nDate;  // calendar date
+    std::vector<Record> vecRecords;
+};
+
+template <class Record>
+inline constexpr DayKind kKindOf = DayKind{};
+template <>
+inline constexpr DayKind kKindOf<ZPMDefine_Tick_Night> = DayKind::Tick;
+template <>
+inline constexpr DayKind kKindOf<ZPMDefine_Tick_AB_Night> = DayKind::TickLevels;
+template <>
+inline constexpr DayKind kKindOf<ZPMDefine_Transaction_v2> = DayKind::Transaction;
+template <>
+inline constexpr DayKind kKindOf<ZPMDefine_Order_v2> = DayKind::Order;
+template <>
+inline constexpr DayKind kKindOf<ZPMDefine_OrderQueue> = DayKind::OrderQueue;
+template <>
+inline constexpr DayKind kKindOf<ZPMDefine_Future_AB_Night> = DayKind::Snapshot;
+
+template <class Record>
+concept Dated = requires(Record r) {
+    r.nDate;
+};
+
+// Appends records of one calendar date. Throws when a value has no encoding.
+template <class Record>
+void AppendChunks(std::vector<StreamChunk>& vecChunks, int nDate, std::span<const Record> records) {
+    std::string strRecord;
+    bool bNew = true;
+    for (const Record& record : records) {
+        strRecord.clear();
+        if (!codec::EncodeRecord(record, strRecord)) {
+            throw StoreError("a value of 2^56 or more cannot be sent");
+        }
+        if (bNew || vecChunks.back().strStream.size() + strRecord.size() > kStreamBytes) {
+            vecChunks.push_back({nDate, 0, {}});
+            bNew = false;
+        }
+        vecChunks.back().strStream += strRecord;
+        ++vecChunks.back().nItems;
+    }
+}
+
+// The chunks of records that carry their date, cut where it changes.
+template <Dated Record>
+std::vector<StreamChunk> EncodeDay(std::span<const Record> records) {
+    std::vector<StreamChunk> vecChunks;
+    for (size_t i = 0; i < records.size();) {
+        size_t j = i + 1;
+        while (j < records.size() && records[j].nDate == records[i].nDate) ++j;
+        AppendChunks(vecChunks, records[i].nDate, records.subspan(i, j - i));
+        i = j;
+    }
+    return vecChunks;
+}
+
+template <class Record>
+std::vector<StreamChunk> EncodeDay(const std::vector<DayPart<Record>>& vecParts) {
+    std::vector<StreamChunk> vecChunks;
+    for (const auto& part : vecParts) {
+        AppendChunks(vecChunks, part.nDate, std::span<const Record>(part.vecRecords));
+    }
+    return vecChunks;
+}
+
+template <class Record>
+std::vector<Record> DecodeChunk(std::string strStream, int nItems) {
+    std::vector<Record> vec(static_cast<size_t>(nItems));
+    const auto nLen = static_cast<int>(strStream.size());
+    strStream.append(8, '\0');  // the last value may be looked at beyond its end
+    codec::DecodeStream(strStream.data(), nLen, vec.data(), nItems);
+    return vec;
+}
+
+// What a stored day holds of this record, part by part.
+template <class Record>
+std::vector<DayPart<Record>> ReadRecords(Store& store, const DayKey& key,
+                                         DayKind kind = kKindOf<Record>) {
+    std::vector<DayPart<Record>> vecParts;
+    std::string strStream;
+    for (const ChunkRef& ref : store.ListDay(kind, key)) {
+        if (!store.ReadChunk(ref.nId, strStream))
+            throw StoreError("a day changed while it was read");
+        if (vecParts.empty() || vecParts.back().nDate != ref.nDate)
+            vecParts.push_back({ref.nDate, {}});
+        auto& vec = vecParts.back().vecRecords;
+        const auto more = DecodeChunk<Record>(strStream, ref.nItems);
+        vec.insert(vec.end(), more.begin(), more.end());
+    }
+    return vecParts;
+}
+
+ZPMDefine_Tick_Night WithoutLevels(const ZPMDefine_Tick_AB_Night& tick);
+ZPMDefine_Future_Night WithoutLevels(const ZPMDefine_Future_AB_Night& snapshot);
+
+// Ticks, in both forms.
+void PutRecords(Store& store, const DayKey& key, std::span<const ZPMDefine_Tick_AB_Night> ticks);
+
+// Snapshots of futures and options, with what the packet heads say about the day.
+void PutRecords(Store& store, const DayKey& key,
+                std::span<const ZPMDefine_Future_AB_Night> snapshots,
+                const DayReference& reference);
+
+// Bars; the kind says whether key.nDay is a trading day or a year (YYYY0000).
+void PutRecords(Store& store, DayKind kind, const DayKey& key,
+                std::span<const ZPMDefine_KData> bars);
+
+// Transactions, orders and order queues, which carry no date of their own.
+template <class Record>
+requires(!Dated<Record>) void PutRecords(Store& store, const DayKey& key,
+                                         const std::vector<DayPart<Record>>& vecParts) {
+    store.PutDay(kKindOf<Record>, key, EncodeDay(vecParts));
+}
+template <class Record>
+requires(!Dated<Record>) void PutRecords(Store& store, const DayKey& key,
+                                         const std::vector<Record>& vecRecords) {
+    std::vector<StreamChunk> vecChunks;
+    AppendChunks(vecChunks, key.nDay, std::span<const Record>(vecRecords));
+    store.PutDay(kKindOf<Record>, key, vecChunks);
+}
+
+}  // namespace qrx::server
+
+#endif
