@@ -10,6 +10,7 @@ namespace qrx::server {
 void AddInitCommand(CLI::App& app);
 void AddUserCommands(CLI::App& app);
 void AddImportCommands(CLI::App& app);
+void AddSimulateCommand(CLI::App& app);
 void AddServeCommand(CLI::App& app);
 
 }  // namespace qrx::server

@@ -1,4 +1,4 @@
-// qrx-server: init, user, import, serve. Exit codes: 0 done, 1 failed (one line on standard error
+// qrx-server: init, user, import, simulate, serve. Exit codes: 0 done, 1 failed (one line on standard error
 // says why), others for a command line that is not understood.
 #include <exception>
 #include <iostream>
@@ -14,6 +14,7 @@ int main(int argc, char** argv) {
     qrx::server::AddInitCommand(app);
     qrx::server::AddUserCommands(app);
     qrx::server::AddImportCommands(app);
+    qrx::server::AddSimulateCommand(app);
     qrx::server::AddServeCommand(app);
     try {
         app.parse(argc, argv);

@@ -43,9 +43,9 @@ typedef struct QRXDefine_ReqCalcFormula {
     char szVelaCode[32];    /* security in public form */
     int32_t nCycType;       /* CYCTYPE */
     int32_t nCycDef;        /* multiple of the cycle; below 1 means 1 */
-    int32_t nCQFlag;        /* price adjustment: 2 reaches the server, everything else is sent as 0 */
-    int32_t nBeginDate;     /* these four are handed through to the server */
-    int32_t nEndDate;       /* sent as 0 when not positive */
+    int32_t nCQFlag;    /* price adjustment: 2 reaches the server, everything else is sent as 0 */
+    int32_t nBeginDate; /* these four are handed through to the server */
+    int32_t nEndDate;   /* sent as 0 when not positive */
     int32_t nBeginTime;
     int32_t nEndTime;
 } QRXDefine_ReqCalcFormula;
@@ -55,10 +55,12 @@ typedef struct QRXDefine_CalcFormulaRes {
     char szVelaCode[32];
     char szCode[8]; /* the server's code, not necessarily terminated */
     char chReserved[24];
-    int32_t nRecordCount;                          /* rows */
-    int32_t nFieldCount;                           /* columns filled */
-    char chFieldName[QRX_FORMULA_MAX_FIELDS][28];  /* "Date", "Time" if present, then the indicators */
-    int32_t* pnFieldData[QRX_FORMULA_MAX_FIELDS];  /* nRecordCount values a column, owned by the result */
+    int32_t nRecordCount; /* rows */
+    int32_t nFieldCount;  /* columns filled */
+    char chFieldName[QRX_FORMULA_MAX_FIELDS]
+                    [28]; /* "Date", "Time" if present, then the indicators */
+    int32_t*
+        pnFieldData[QRX_FORMULA_MAX_FIELDS]; /* nRecordCount values a column, owned by the result */
 } QRXDefine_CalcFormulaRes;
 
 #ifdef __cplusplus

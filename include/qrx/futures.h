@@ -13,12 +13,13 @@ extern "C" {
 
 /* Request of snapshots, 52 bytes. */
 typedef struct QRXDefine_ReqFuture {
-    char chCode[32];       /* contract in public form */
-    int32_t nBeginDate;    /* first trading day; 0 or less means today */
-    int32_t nEndDate;      /* last trading day; 0 or less means the first day */
-    int32_t nBeginTime;    /* earliest time on the first day; 0 or less means no limit */
-    int32_t nEndTime;      /* latest time on the last day; 0 or less means no limit */
-    int32_t nAutoComplete; /* non-zero: each day is completed onto its exchange's half-second grid */
+    char chCode[32];    /* contract in public form */
+    int32_t nBeginDate; /* first trading day; 0 or less means today */
+    int32_t nEndDate;   /* last trading day; 0 or less means the first day */
+    int32_t nBeginTime; /* earliest time on the first day; 0 or less means no limit */
+    int32_t nEndTime;   /* latest time on the last day; 0 or less means no limit */
+    int32_t
+        nAutoComplete; /* non-zero: each day is completed onto its exchange's half-second grid */
 } QRXDefine_ReqFuture;
 
 /* Snapshot, 145 bytes. chVelaCode and chCode of 32 characters have no terminator. */

@@ -9,7 +9,8 @@
 extern "C" {
 #endif
 
-/* Bar cycles. The multiple of a cycle stands beside it (nCycDef): 5 with CYC_MINUTE is five minutes. */
+/* Bar cycles. The multiple of a cycle stands beside it (nCycDef): 5 with CYC_MINUTE is five
+ * minutes. */
 typedef enum CYCTYPE {
     CYC_SECOND = 0,
     CYC_MINUTE = 1,

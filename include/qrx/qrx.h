@@ -27,12 +27,12 @@
  *  6. "Today" (a date of 0) is the date of this machine's local time zone.
  *
  * Who owns what
- *  | what                                  | lives until                  | released by            |
+ *  | what                                  | lives until                  | released by |
  *  |---------------------------------------|------------------------------|------------------------|
- *  | a handle                              | QRX_Close                    | QRX_Close              |
- *  | an array from a data or table call    | you release it               | QRX_Free               |
- *  | the columns of a calculation          | you release them             | QRX_ReleaseCalcFormula |
- *  | the record that QRX_GetCodeInfo shows | the handle is destroyed      | nobody                 |
+ *  | a handle                              | QRX_Close                    | QRX_Close | | an array
+ * from a data or table call    | you release it               | QRX_Free               | | the
+ * columns of a calculation          | you release them             | QRX_ReleaseCalcFormula | | the
+ * record that QRX_GetCodeInfo shows | the handle is destroyed      | nobody                 |
  *
  * Threads
  *  Every function may be called from any thread. Calls on different handles run in parallel;
@@ -70,17 +70,17 @@ extern "C" {
 /* Result codes of every function that returns int. */
 enum QRX_RESULT {
     QRX_OK = 0,
-    QRX_ERR_NETWORK = -1,           /* connection failed or closed, or the session is not logged in */
-    QRX_ERR_TIMEOUT = -2,           /* nothing arrived within the time-out; the session stays usable */
-    QRX_ERR_NO_DATA = -3,           /* no record in the range, or the code is unknown */
-    QRX_ERR_MEMORY = -4,            /* the result could not be allocated */
-    QRX_ERR_LOGIN = -5,             /* login refused */
-    QRX_ERR_TYPE = -10,             /* the security's type does not suit the call */
-    QRX_ERR_ARGUMENT = -11,         /* invalid argument, or an unknown or closed handle */
-    QRX_ERR_FORMULA = -50,          /* the formula service refused */
-    QRX_ERR_NO_CODE_TABLE = -997,   /* no code table could be retrieved */
-    QRX_ERR_NO_MARKETS = -998,      /* the user is authorised for no market */
-    QRX_ERR_MALFORMED_LOGIN = -999  /* malformed login answer */
+    QRX_ERR_NETWORK = -1,   /* connection failed or closed, or the session is not logged in */
+    QRX_ERR_TIMEOUT = -2,   /* nothing arrived within the time-out; the session stays usable */
+    QRX_ERR_NO_DATA = -3,   /* no record in the range, or the code is unknown */
+    QRX_ERR_MEMORY = -4,    /* the result could not be allocated */
+    QRX_ERR_LOGIN = -5,     /* login refused */
+    QRX_ERR_TYPE = -10,     /* the security's type does not suit the call */
+    QRX_ERR_ARGUMENT = -11, /* invalid argument, or an unknown or closed handle */
+    QRX_ERR_FORMULA = -50,  /* the formula service refused */
+    QRX_ERR_NO_CODE_TABLE = -997,  /* no code table could be retrieved */
+    QRX_ERR_NO_MARKETS = -998,     /* the user is authorised for no market */
+    QRX_ERR_MALFORMED_LOGIN = -999 /* malformed login answer */
 };
 
 /* -- Opening and closing ------------------------------------------------------------------ */

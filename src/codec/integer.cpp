@@ -3,7 +3,8 @@
 
 int compressData(long long value, char* p) {
     const unsigned nSign = value < 0 ? 0x80U : 0U;
-    uint64_t nMagnitude = value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+    uint64_t nMagnitude =
+        value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
     unsigned nScale = 0;
     while (nScale < 3 && nMagnitude != 0 && nMagnitude % 10 == 0) {
         nMagnitude /= 10;

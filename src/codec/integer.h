@@ -1,10 +1,11 @@
 // The variable-length integers of the server's record streams.
 //
 // Scaled 64-bit form: a tag byte and 0 to 7 magnitude bytes, little-endian and unsigned.
-//   bit 7 sign | bits 4-6 byte count, read only when bits 2-3 are zero | bits 2-3 short value 1 to 3
-//   | bits 0-1 decimal scale 1, 10, 100, 1000
+//   bit 7 sign | bits 4-6 byte count, read only when bits 2-3 are zero | bits 2-3 short value 1 to
+//   3 | bits 0-1 decimal scale 1, 10, 100, 1000
 // Packed 32-bit form: a head byte and 0 to 3 bytes.
-//   bit 7 sign | bits 5-6 byte count | bits 0-4 lowest bits; the bytes carry bits 5-12, 13-20, 21-28
+//   bit 7 sign | bits 5-6 byte count | bits 0-4 lowest bits; the bytes carry bits 5-12, 13-20,
+//   21-28
 //
 // Every byte decodes to something; overflow wraps. None of these knows where its buffer ends:
 // callers keep eight readable bytes behind it.
@@ -36,7 +37,9 @@ inline int decompressData(long long& value, const char* p) {
 }
 
 // The same operation under the name that the formula service uses.
-inline int decompressData64(long long& value, const char* p) { return decompressData(value, p); }
+inline int decompressData64(long long& value, const char* p) {
+    return decompressData(value, p);
+}
 
 // Pointer first, then the result: the other way round than above, and kept so.
 inline int decompressData32(const char* p, int& value) {

@@ -14,19 +14,24 @@ namespace qrx::codec {
 // Stores the low bytes of a value, as many as the field is wide.
 inline void StoreField(char* pRecord, const StreamField& field, long long value) {
     switch (field.nWidth) {
-        case 1: pRecord[field.nOffset] = static_cast<char>(value); break;
+        case 1:
+            pRecord[field.nOffset] = static_cast<char>(value);
+            break;
         case 4: {
             const auto n = static_cast<int32_t>(value);
             memcpy(pRecord + field.nOffset, &n, sizeof n);
             break;
         }
-        default: memcpy(pRecord + field.nOffset, &value, sizeof value); break;
+        default:
+            memcpy(pRecord + field.nOffset, &value, sizeof value);
+            break;
     }
 }
 
 inline long long LoadField(const char* pRecord, const StreamField& field) {
     switch (field.nWidth) {
-        case 1: return static_cast<signed char>(pRecord[field.nOffset]);
+        case 1:
+            return static_cast<signed char>(pRecord[field.nOffset]);
         case 4: {
             int32_t n;
             memcpy(&n, pRecord + field.nOffset, sizeof n);

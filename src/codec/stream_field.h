@@ -46,9 +46,9 @@ consteval std::array<StreamField, N> FieldArray(size_t nOffset) {
 // Four arrays, level by level: level 0 of each, then level 1 of each.
 template <size_t N>
 consteval std::array<StreamField, 4 * N> Interleave(const std::array<StreamField, N>& a,
-                                                   const std::array<StreamField, N>& b,
-                                                   const std::array<StreamField, N>& c,
-                                                   const std::array<StreamField, N>& d) {
+                                                    const std::array<StreamField, N>& b,
+                                                    const std::array<StreamField, N>& c,
+                                                    const std::array<StreamField, N>& d) {
     std::array<StreamField, 4 * N> all{};
     for (size_t i = 0; i < N; ++i) {
         all[4 * i] = a[i];
@@ -64,7 +64,7 @@ consteval std::array<StreamField, 4 * N> Interleave(const std::array<StreamField
 // One scalar or array member of a packed record as its stream fields.
 #define QRX_SCALAR(Record, member) \
     ::qrx::codec::FieldArray<decltype(Record::member), 1>(offsetof(Record, member))
-#define QRX_ARRAY(Record, member)                                             \
+#define QRX_ARRAY(Record, member)                                                 \
     ::qrx::codec::FieldArray<std::remove_all_extents_t<decltype(Record::member)>, \
                              std::extent_v<decltype(Record::member)>>(offsetof(Record, member))
 

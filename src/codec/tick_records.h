@@ -33,43 +33,73 @@
     int64_t iAccVolume; \
     int64_t iAccTurnover;
 #define QRX_TICK_EX int32_t nExt[4];
-#define QRX_TICK_AB      \
-    int32_t nBook1[10];  \
-    int32_t nBook2[10];  \
-    int32_t nBook3[10];  \
-    int32_t nBook4[10];  \
-    int32_t nABField1;   \
-    int32_t nABField2;   \
-    int64_t iABField3;   \
+#define QRX_TICK_AB     \
+    int32_t nBook1[10]; \
+    int32_t nBook2[10]; \
+    int32_t nBook3[10]; \
+    int32_t nBook4[10]; \
+    int32_t nABField1;  \
+    int32_t nABField2;  \
+    int64_t iABField3;  \
     int64_t iABField4;
 #define QRX_TICK_ALL int32_t nAllField[2];
 
 #pragma pack(push, 1)
-struct ZPMDefine_TickData { QRX_TICK_BASE };
-struct ZPMDefine_TickData_ACC { QRX_TICK_BASE QRX_TICK_ACC };
-struct ZPMDefine_TickData_AB { QRX_TICK_BASE QRX_TICK_AB };
-struct ZPMDefine_TickData_AB_ACC { QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB };
-struct ZPMDefine_TickData_ALL { QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB QRX_TICK_ALL };
-struct ZPMDefine_TickData_Index { QRX_TICK_INDEX };
-struct ZPMDefine_TickData_Index_ACC { QRX_TICK_INDEX QRX_TICK_ACC };
-struct ZPMDefine_TickData_Index_ALL { QRX_TICK_INDEX QRX_TICK_ACC QRX_TICK_ALL };
-struct ZPMDefine_TickData_EX { QRX_TICK_BASE QRX_TICK_EX };
-struct ZPMDefine_TickData_ACC_EX { QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_EX };
-struct ZPMDefine_TickData_AB_EX { QRX_TICK_BASE QRX_TICK_AB QRX_TICK_EX };
-struct ZPMDefine_TickData_AB_ACC_EX { QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB QRX_TICK_EX };
-struct ZPMDefine_TickData_ALL_EX { QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB QRX_TICK_ALL QRX_TICK_EX };
-struct ZPMDefine_TickData_Index_EX { QRX_TICK_INDEX QRX_TICK_EX };
-struct ZPMDefine_TickData_Index_ACC_EX { QRX_TICK_INDEX QRX_TICK_ACC QRX_TICK_EX };
-struct ZPMDefine_TickData_Index_ALL_EX { QRX_TICK_INDEX QRX_TICK_ACC QRX_TICK_EX };
+struct ZPMDefine_TickData {
+    QRX_TICK_BASE
+};
+struct ZPMDefine_TickData_ACC {
+    QRX_TICK_BASE QRX_TICK_ACC
+};
+struct ZPMDefine_TickData_AB {
+    QRX_TICK_BASE QRX_TICK_AB
+};
+struct ZPMDefine_TickData_AB_ACC {
+    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB
+};
+struct ZPMDefine_TickData_ALL {
+    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB QRX_TICK_ALL
+};
+struct ZPMDefine_TickData_Index {
+    QRX_TICK_INDEX
+};
+struct ZPMDefine_TickData_Index_ACC {
+    QRX_TICK_INDEX QRX_TICK_ACC
+};
+struct ZPMDefine_TickData_Index_ALL {
+    QRX_TICK_INDEX QRX_TICK_ACC QRX_TICK_ALL
+};
+struct ZPMDefine_TickData_EX {
+    QRX_TICK_BASE QRX_TICK_EX
+};
+struct ZPMDefine_TickData_ACC_EX {
+    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_EX
+};
+struct ZPMDefine_TickData_AB_EX {
+    QRX_TICK_BASE QRX_TICK_AB QRX_TICK_EX
+};
+struct ZPMDefine_TickData_AB_ACC_EX {
+    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB QRX_TICK_EX
+};
+struct ZPMDefine_TickData_ALL_EX {
+    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB QRX_TICK_ALL QRX_TICK_EX
+};
+struct ZPMDefine_TickData_Index_EX {
+    QRX_TICK_INDEX QRX_TICK_EX
+};
+struct ZPMDefine_TickData_Index_ACC_EX {
+    QRX_TICK_INDEX QRX_TICK_ACC QRX_TICK_EX
+};
+struct ZPMDefine_TickData_Index_ALL_EX {
+    QRX_TICK_INDEX QRX_TICK_ACC QRX_TICK_EX
+};
 struct ZPMDefine_Tick_Night {
     int32_t nDate;
-    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_EX
-    int32_t nIndexField[5];
+    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_EX int32_t nIndexField[5];
 };
 struct ZPMDefine_Tick_AB_Night {
     int32_t nDate;
-    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB QRX_TICK_EX
-    int32_t nIndexField[5];
+    QRX_TICK_BASE QRX_TICK_ACC QRX_TICK_AB QRX_TICK_EX int32_t nIndexField[5];
 };
 struct ZPMDefine_Transaction {  // first format
     int32_t nTime;
@@ -155,7 +185,8 @@ consteval auto AbTail() {
     return Join(QRX_SCALAR(R, nABField1), QRX_SCALAR(R, nABField2), QRX_SCALAR(R, iABField3),
                 QRX_SCALAR(R, iABField4));
 }
-// The ALL streams send iABField3 and iABField4 a second time, over the first; a property of the format.
+// The ALL streams send iABField3 and iABField4 a second time, over the first; a property of the
+// format.
 template <class R>
 consteval auto AllTail() {
     return Join(QRX_SCALAR(R, iABField3), QRX_SCALAR(R, iABField4), QRX_ARRAY(R, nAllField));
@@ -166,10 +197,13 @@ consteval auto ExFields() {
 }
 
 // A record's stream as a list of groups, its size, and its number of values, said once.
-#define QRX_STREAM(Record, nSize, nValues, ...)                          \
-    static_assert(sizeof(Record) == (nSize));                            \
-    template <>                                                          \
-    inline constexpr auto kStream<Record> = [] { using R = Record; return Join(__VA_ARGS__); }(); \
+#define QRX_STREAM(Record, nSize, nValues, ...)  \
+    static_assert(sizeof(Record) == (nSize));    \
+    template <>                                  \
+    inline constexpr auto kStream<Record> = [] { \
+        using R = Record;                        \
+        return Join(__VA_ARGS__);                \
+    }();                                         \
     static_assert(kStream<Record>.size() == (nValues));
 
 QRX_STREAM(ZPMDefine_TickData, 34, 8, BaseFields<R>())
@@ -177,16 +211,16 @@ QRX_STREAM(ZPMDefine_TickData_ACC, 50, 10, BaseFields<R>(), AccFields<R>())
 QRX_STREAM(ZPMDefine_TickData_AB, 218, 52, BaseFields<R>(), InterleavedLevels<R>(), AbTail<R>())
 QRX_STREAM(ZPMDefine_TickData_AB_ACC, 234, 54, BaseFields<R>(), AccFields<R>(),
            InterleavedLevels<R>(), AbTail<R>())
-QRX_STREAM(ZPMDefine_TickData_ALL, 242, 58, BaseFields<R>(), AccFields<R>(),
-           InterleavedLevels<R>(), AbTail<R>(), AllTail<R>())
+QRX_STREAM(ZPMDefine_TickData_ALL, 242, 58, BaseFields<R>(), AccFields<R>(), InterleavedLevels<R>(),
+           AbTail<R>(), AllTail<R>())
 QRX_STREAM(ZPMDefine_TickData_Index, 48, 10, IndexFields<R>())
 QRX_STREAM(ZPMDefine_TickData_Index_ACC, 64, 12, IndexFields<R>(), AccFields<R>())
 QRX_STREAM(ZPMDefine_TickData_Index_ALL, 72, 14, IndexFields<R>(), AccFields<R>(),
            QRX_ARRAY(R, nAllField))
 QRX_STREAM(ZPMDefine_TickData_EX, 50, 12, BaseFields<R>(), ExFields<R>())
 QRX_STREAM(ZPMDefine_TickData_ACC_EX, 66, 14, BaseFields<R>(), AccFields<R>(), ExFields<R>())
-QRX_STREAM(ZPMDefine_TickData_AB_EX, 234, 56, BaseFields<R>(), InterleavedLevels<R>(),
-           AbTail<R>(), ExFields<R>())
+QRX_STREAM(ZPMDefine_TickData_AB_EX, 234, 56, BaseFields<R>(), InterleavedLevels<R>(), AbTail<R>(),
+           ExFields<R>())
 QRX_STREAM(ZPMDefine_TickData_AB_ACC_EX, 250, 58, BaseFields<R>(), AccFields<R>(),
            InterleavedLevels<R>(), AbTail<R>(), ExFields<R>())
 QRX_STREAM(ZPMDefine_TickData_ALL_EX, 258, 62, BaseFields<R>(), AccFields<R>(),

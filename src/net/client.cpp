@@ -77,7 +77,9 @@ struct CNKNetWorkClient::ProxyTarget {
     const char* szPwd;
 };
 
-CNKNetWorkClient::~CNKNetWorkClient() { Disconnect(true); }
+CNKNetWorkClient::~CNKNetWorkClient() {
+    Disconnect(true);
+}
 
 bool CNKNetWorkClient::Connect(const char* szHost, unsigned nPort, bool) {
     return Open(szHost, nPort, nullptr);
@@ -104,7 +106,8 @@ bool CNKNetWorkClient::Open(const char* szHost, unsigned nPort, const ProxyTarge
     bool bReady = bOpen;
     if (bOpen && pProxy) {
         SocketStream stream(m_socket.Get(), m_wake.Get(), deadline);
-        bReady = qrx::OpenTunnel(stream, pProxy->eType, szHost, nPort, pProxy->szUser, pProxy->szPwd);
+        bReady =
+            qrx::OpenTunnel(stream, pProxy->eType, szHost, nPort, pProxy->szUser, pProxy->szPwd);
     }
     bReady = bReady && StartThread();
     if (!bReady) Disconnect(true);
@@ -227,4 +230,3 @@ bool CNKNetWorkClient::ReceiveAvailable() {
     }
     return true;
 }
-

@@ -64,8 +64,8 @@ public:
 
 protected:
     virtual void OnConnected(bool bSuccess) = 0;
-    virtual void OnDisconnected() = 0;                               // receiving thread, last call
-    virtual void OnReceiveData(const void* pData, int nLen) = 0;     // receiving thread, nLen >= 1
+    virtual void OnDisconnected() = 0;                            // receiving thread, last call
+    virtual void OnReceiveData(const void* pData, int nLen) = 0;  // receiving thread, nLen >= 1
 
 private:
     struct ProxyTarget;

@@ -42,7 +42,8 @@ bool Socks4(HandshakeStream& stream, const char* szHost, unsigned nPort, const c
            answer[1] == 0x5A;
 }
 
-bool Socks5Authorise(HandshakeStream& stream, const std::string& strUser, const std::string& strPwd) {
+bool Socks5Authorise(HandshakeStream& stream, const std::string& strUser,
+                     const std::string& strPwd) {
     if (strUser.size() > 255 || strPwd.size() > 255) return false;
     std::string strRequest(1, '\x01');
     strRequest += static_cast<char>(strUser.size());
@@ -66,31 +67,39 @@ bool Socks5(HandshakeStream& stream, const char* szHost, unsigned nPort, const c
     } else if (method[1] != 0) {
         return false;
     }
-    if (!Say(stream, std::string("\x05\x01\x00\x01", 4) + AddressBytes(szHost) + PortBytes(nPort))) {
+    if (!Say(stream,
+             std::string("\x05\x01\x00\x01", 4) + AddressBytes(szHost) + PortBytes(nPort))) {
         return false;
     }
     unsigned char head[4];
     if (!stream.Read(head, sizeof head) || head[0] != 5 || head[1] != 0) return false;
     unsigned char nLength = 0;
     switch (head[3]) {  // the bound address, which nobody needs
-        case 1: nLength = 4; break;
-        case 4: nLength = 16; break;
+        case 1:
+            nLength = 4;
+            break;
+        case 4:
+            nLength = 16;
+            break;
         case 3:
             if (!stream.Read(&nLength, 1)) return false;
             break;
-        default: return false;
+        default:
+            return false;
     }
     char bound[255 + 2];
     return stream.Read(bound, nLength + size_t{2});
 }
 
 std::string Base64(const std::string& strText) {
-    static const char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    static const char kDigits[] =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string strOut;
     for (size_t i = 0; i < strText.size(); i += 3) {
         unsigned nBits = 0;
         for (size_t k = 0; k < 3; ++k) {
-            nBits = nBits << 8 | (i + k < strText.size() ? static_cast<unsigned char>(strText[i + k]) : 0U);
+            nBits = nBits << 8 |
+                    (i + k < strText.size() ? static_cast<unsigned char>(strText[i + k]) : 0U);
         }
         for (size_t k = 0; k < 4; ++k) {
             strOut += i + k > strText.size() ? '=' : kDigits[nBits >> (18 - 6 * k) & 63];
@@ -104,8 +113,8 @@ bool HttpConnect(HandshakeStream& stream, const char* szHost, unsigned nPort, co
     const std::string strTarget = std::string(szHost) + ":" + std::to_string(nPort);
     std::string strRequest = "CONNECT " + strTarget + " HTTP/1.1\r\nHost: " + strTarget + "\r\n";
     if (szUser[0] != '\0') {
-        strRequest += "Proxy-Authorization: Basic " +
-                      Base64(std::string(szUser) + ":" + szPwd) + "\r\n";
+        strRequest +=
+            "Proxy-Authorization: Basic " + Base64(std::string(szUser) + ":" + szPwd) + "\r\n";
     }
     strRequest += "\r\n";
     if (!Say(stream, strRequest)) return false;
@@ -126,10 +135,14 @@ bool HttpConnect(HandshakeStream& stream, const char* szHost, unsigned nPort, co
 bool OpenTunnel(HandshakeStream& stream, CNKNetWorkClient::NK_PROXY_TYPE eType, const char* szHost,
                 unsigned nPort, const char* szUser, const char* szPwd) {
     switch (eType) {
-        case CNKNetWorkClient::NK_PROXY_SOCKS4: return Socks4(stream, szHost, nPort, szUser, false);
-        case CNKNetWorkClient::NK_PROXY_SOCKS4A: return Socks4(stream, szHost, nPort, szUser, true);
-        case CNKNetWorkClient::NK_PROXY_SOCKS5: return Socks5(stream, szHost, nPort, szUser, szPwd);
-        case CNKNetWorkClient::NK_PROXY_HTTP: return HttpConnect(stream, szHost, nPort, szUser, szPwd);
+        case CNKNetWorkClient::NK_PROXY_SOCKS4:
+            return Socks4(stream, szHost, nPort, szUser, false);
+        case CNKNetWorkClient::NK_PROXY_SOCKS4A:
+            return Socks4(stream, szHost, nPort, szUser, true);
+        case CNKNetWorkClient::NK_PROXY_SOCKS5:
+            return Socks5(stream, szHost, nPort, szUser, szPwd);
+        case CNKNetWorkClient::NK_PROXY_HTTP:
+            return HttpConnect(stream, szHost, nPort, szUser, szPwd);
     }
     return false;
 }

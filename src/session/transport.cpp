@@ -37,25 +37,29 @@ struct AddressText {
 
 }  // namespace
 
-SynNKNetWork::SynNKNetWork(int64_t nTimeOutSeconds, const std::atomic<int>* pQuit) : m_pQuit(pQuit) {
+SynNKNetWork::SynNKNetWork(int64_t nTimeOutSeconds, const std::atomic<int>* pQuit)
+    : m_pQuit(pQuit) {
     SetTimeOut(nTimeOutSeconds);
 }
 
-SynNKNetWork::~SynNKNetWork() { Disconnect(true); }
+SynNKNetWork::~SynNKNetWork() {
+    Disconnect(true);
+}
 
 int SynNKNetWork::Connect(unsigned nIP, int nPort) {
     if (IsConnected()) return 1;
     Close();
-    return Finish(CNKNetWorkClient::Connect(AddressText(nIP).szText, static_cast<unsigned>(nPort), true));
+    return Finish(
+        CNKNetWorkClient::Connect(AddressText(nIP).szText, static_cast<unsigned>(nPort), true));
 }
 
 int SynNKNetWork::ConnectProxy(unsigned nIP, int nPort, NK_PROXY_TYPE eType, unsigned nProxyIP,
                                int nProxyPort, const char* szUser, const char* szPwd) {
     if (IsConnected()) return 1;
     Close();
-    return Finish(CNKNetWorkClient::Connect(AddressText(nIP).szText, static_cast<unsigned>(nPort), eType,
-                                            AddressText(nProxyIP).szText,
-                                            static_cast<unsigned>(nProxyPort), szUser, szPwd, true));
+    return Finish(CNKNetWorkClient::Connect(
+        AddressText(nIP).szText, static_cast<unsigned>(nPort), eType, AddressText(nProxyIP).szText,
+        static_cast<unsigned>(nProxyPort), szUser, szPwd, true));
 }
 
 // The receiving thread may have seen the peer's end already: its word stands.
@@ -93,7 +97,8 @@ int SynNKNetWork::SendN(const void* pSrc, int nLen) {
     int nSent = 0;
     qrx::Deadline deadline(m_nTimeOut * 1000);
     while (nSent < nLen) {
-        const int n = IsConnected() ? Send(static_cast<const char*>(pSrc) + nSent, nLen - nSent) : 0;
+        const int n =
+            IsConnected() ? Send(static_cast<const char*>(pSrc) + nSent, nLen - nSent) : 0;
         if (n > 0) {
             nSent += n;
             deadline = qrx::Deadline(m_nTimeOut * 1000);
@@ -179,6 +184,7 @@ int SynNKNetWork::RecvN(void* pDst, int nLen, int* pGot) {
         const bool bPeerClosed = m_nStatus == kPeerClosed;
         nGot += CopyHeld(static_cast<char*>(pDst) + nGot, nWanted - nGot);
         if (nGot == nWanted || bPeerClosed) break;
+        if (m_pQuit != nullptr && *m_pQuit != 0) break;  // an endless stream never has to wait
         const int nWait = WaitForBytes();
         if (nWait < 0) {
             nResult = nWait;

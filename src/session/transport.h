@@ -22,8 +22,8 @@ public:
 
     // 1 when connected (also when it was before), -1 otherwise. Addresses in network order.
     int Connect(unsigned nIP, int nPort);
-    int ConnectProxy(unsigned nIP, int nPort, NK_PROXY_TYPE eType, unsigned nProxyIP, int nProxyPort,
-                     const char* szUser, const char* szPwd);
+    int ConnectProxy(unsigned nIP, int nPort, NK_PROXY_TYPE eType, unsigned nProxyIP,
+                     int nProxyPort, const char* szUser, const char* szPwd);
     int Close();  // always 1; keeps the received data
     int SetTimeOut(int64_t nSeconds);
     bool IsConnected() const { return m_nStatus == kConnected; }
@@ -62,8 +62,8 @@ private:
     CondVar m_cond;   // bytes arrived, peer closed, abort
     std::deque<std::unique_ptr<Block>> m_blocks;  // received, oldest first
     std::deque<std::unique_ptr<Block>> m_spare;
-    size_t m_nHeld = 0;   // bytes received and not yet consumed
-    size_t m_nRead = 0;   // cursor in the first block; reading thread only
+    size_t m_nHeld = 0;  // bytes received and not yet consumed
+    size_t m_nRead = 0;  // cursor in the first block; reading thread only
     bool m_bAbort = false;
     std::atomic<int64_t> m_nTimeOut;  // seconds
     const std::atomic<int>* m_pQuit;

@@ -21,10 +21,11 @@ inline constexpr char kLock[] = "Lock";
 
 }  // namespace qrx
 
-#define QRX_ASSERT(condition, text, source_name)                                               \
-    do {                                                                                       \
-        if (!(condition)) [[unlikely]]                                                         \
-            ::qrx::AssertionFailed(text, source_name, __LINE__, static_cast<const char*>(__PRETTY_FUNCTION__)); \
+#define QRX_ASSERT(condition, text, source_name)                                   \
+    do {                                                                           \
+        if (!(condition)) [[unlikely]]                                             \
+            ::qrx::AssertionFailed(text, source_name, __LINE__,                    \
+                                   static_cast<const char*>(__PRETTY_FUNCTION__)); \
     } while (false)
 
 #endif

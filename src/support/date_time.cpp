@@ -46,7 +46,8 @@ int GetDayOfWeek(int nDate) {
         nYear -= 1;
     }
     return (nDay + 2 * nMonth + 3 * (nMonth + 1) / 5 + nYear + nYear / 4 - nYear / 100 +
-            nYear / 400 + 1) % 7;
+            nYear / 400 + 1) %
+           7;
 }
 
 // The conversions compute in unsigned arithmetic where a wild time of a peer could overflow:
@@ -111,9 +112,8 @@ void DateTimeInfo::GetCurDateTime() {
 }
 
 int DateTimeInfo::ToTick() const {
-    return static_cast<int>(static_cast<unsigned>(nDay) * 86400000U +
-                            static_cast<unsigned>(nHour) * 3600000U +
-                            static_cast<unsigned>(nMinute) * 60000U +
-                            static_cast<unsigned>(nSecond) * 1000U +
-                            static_cast<unsigned>(nMillisecond));
+    return static_cast<int>(
+        static_cast<unsigned>(nDay) * 86400000U + static_cast<unsigned>(nHour) * 3600000U +
+        static_cast<unsigned>(nMinute) * 60000U + static_cast<unsigned>(nSecond) * 1000U +
+        static_cast<unsigned>(nMillisecond));
 }

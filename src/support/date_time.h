@@ -39,7 +39,8 @@ int TimeAdd(int nTime, int nMs);
 
 }  // namespace CFAlign
 
-// The clock, broken down in UTC (unlike GetCurYYMMDD, which is local: each is kept where it is used).
+// The clock, broken down in UTC (unlike GetCurYYMMDD, which is local: each is kept where it is
+// used).
 struct DateTimeInfo {
     int32_t nYear, nMonth, nDay, nHour, nMinute, nSecond, nMillisecond;
 

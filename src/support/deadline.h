@@ -24,9 +24,7 @@ public:
     bool Passed() const { return NowMs() >= m_nEnd; }
 
     // Milliseconds left, in the form that poll wants.
-    int Left() const {
-        return static_cast<int>(std::clamp<int64_t>(m_nEnd - NowMs(), 0, INT_MAX));
-    }
+    int Left() const { return static_cast<int>(std::clamp<int64_t>(m_nEnd - NowMs(), 0, INT_MAX)); }
 
 private:
     int64_t m_nEnd;

@@ -28,9 +28,15 @@ AutoLock::~AutoLock() {
     QRX_ASSERT(nRet == 0, "nRet == 0", kLock);
 }
 
-void AutoLock::Lock() { pthread_mutex_lock(&m_mutex); }
-void AutoLock::UnLock() { pthread_mutex_unlock(&m_mutex); }
-bool AutoLock::TryLock() { return pthread_mutex_trylock(&m_mutex) == 0; }
+void AutoLock::Lock() {
+    pthread_mutex_lock(&m_mutex);
+}
+void AutoLock::UnLock() {
+    pthread_mutex_unlock(&m_mutex);
+}
+bool AutoLock::TryLock() {
+    return pthread_mutex_trylock(&m_mutex) == 0;
+}
 
 CondVar::CondVar() {
     pthread_condattr_t attr;
@@ -41,7 +47,9 @@ CondVar::CondVar() {
     QRX_ASSERT(nRet == 0, "nRet == 0", kLock);
 }
 
-CondVar::~CondVar() { pthread_cond_destroy(&m_cond); }
+CondVar::~CondVar() {
+    pthread_cond_destroy(&m_cond);
+}
 
 void CondVar::Notify() {
     if (m_bPending) return;

@@ -1,5 +1,6 @@
 // Mutex, condition variable with a remembered notification, and the two sleeps.
-// Waits are on the monotonic clock, so that a step of the wall clock neither ends nor stretches one.
+// Waits are on the monotonic clock, so that a step of the wall clock neither ends nor stretches
+// one.
 #ifndef QRX_SUPPORT_LOCK_H
 #define QRX_SUPPORT_LOCK_H
 
@@ -49,9 +50,9 @@ public:
     CondVar(const CondVar&) = delete;
     CondVar& operator=(const CondVar&) = delete;
 
-    void Notify();                                                  // with the lock held
-    void Wait(AutoLock& lock);                                      // with the lock held
-    int WaitTime(AutoLock& lock, unsigned long long nMilliseconds); // 0 or ETIMEDOUT
+    void Notify();                                                   // with the lock held
+    void Wait(AutoLock& lock);                                       // with the lock held
+    int WaitTime(AutoLock& lock, unsigned long long nMilliseconds);  // 0 or ETIMEDOUT
 
 private:
     pthread_cond_t m_cond;

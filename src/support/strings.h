@@ -9,8 +9,12 @@
 
 namespace qrx {
 
-inline char ToUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-inline char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+inline char ToUpper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+inline char ToLower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 // The text of a field that may lack its NUL.
 inline std::string FieldText(const char* pField, size_t nWidth) {
@@ -32,8 +36,8 @@ inline void FillField(char* pField, const char* szText, size_t nLimit) {
 // Case-insensitive comparison of at most nLimit characters, ending at a NUL; 0 when equal.
 inline int CompareNoCase(const char* a, const char* b, size_t nLimit = static_cast<size_t>(-1)) {
     for (size_t i = 0; i < nLimit; ++i) {
-        const int n = static_cast<unsigned char>(ToLower(a[i])) -
-                      static_cast<unsigned char>(ToLower(b[i]));
+        const int n =
+            static_cast<unsigned char>(ToLower(a[i])) - static_cast<unsigned char>(ToLower(b[i]));
         if (n != 0 || a[i] == '\0') return n;
     }
     return 0;

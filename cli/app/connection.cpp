@@ -1,0 +1,163 @@
+// See the header.
+#include "app/connection.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "app/failure.h"
+#include "app/interrupt.h"
+#include "text/nearest.h"
+
+namespace qrx::cli {
+namespace {
+
+template <size_t nWidth>
+void Fill(char (&field)[nWidth], const std::string& strText) {
+    memcpy(field, strText.data(), std::min(nWidth, strText.size()));
+}
+
+std::string Upper(std::string strText) {
+    for (char& ch : strText) ch = static_cast<char>(toupper(static_cast<unsigned char>(ch)));
+    return strText;
+}
+
+}  // namespace
+
+Connection::Connection(const Settings& settings) : m_settings(settings) {
+    const Decoder decoder(settings.strEncoding);
+    OPEN_SETTINGS open{};
+    Fill(open.szIP, ResolveIPv4(settings.server.strHost));
+    Fill(open.szPort, std::to_string(settings.server.nPort));
+    Fill(open.szUser, settings.strUser);
+    Fill(open.szPassword, settings.password ? *settings.password : AskPassword(settings.strUser));
+    open.nTimeOutVal = settings.nTimeOut;
+    open.nRetryCount = settings.nRetries;
+    open.nRetryGap = 1;
+    OpenResult opened;
+    if (settings.proxy) {
+        QRX_PROXY_SETTING proxy{};
+        proxy.nProxyType = settings.proxy->nType;
+        Fill(proxy.szProxyHostIp, ResolveIPv4(settings.proxy->address.strHost));
+        Fill(proxy.szProxyPort, std::to_string(settings.proxy->address.nPort));
+        Fill(proxy.szProxyUser, settings.proxy->strUser);
+        Fill(proxy.szProxyPwd, settings.proxy->strPassword);
+        opened = Session::OpenProxy(open, proxy);
+    } else {
+        opened = Session::Open(open);
+    }
+    if (!opened) RefuseOpen(opened.login, decoder);
+    for (int i = 0; i < opened.login.nMarkets; ++i) {
+        m_vecMarkets.emplace_back(FieldView(opened.login.szMarket[i]));
+    }
+    m_session = std::move(opened.session);
+    interrupt::OnStop([this] { m_session.Close(); });
+}
+
+Connection::~Connection() {
+    interrupt::OnStop({});
+}
+
+// The library says in a text what went wrong; only a refusal's text is the server's own.
+void Connection::RefuseOpen(const QRXDefine_ResLogin& login, const Decoder& decoder) const {
+    struct Outcome {
+        const char* szEnd;
+        ExitCode nCode;
+        const char* szSentence;  // before and after the address
+        const char* szRest;
+    };
+    static constexpr Outcome kOutcomes[] = {
+        {": connect failed!", EXIT_NETWORK, "cannot connect to ", ""},
+        {": recv time out!", EXIT_TIME_OUT, "", " did not answer in time; see --timeout"},
+        {": receive exception data!", EXIT_NETWORK, "", " does not answer as such a server does"},
+        {": no authorized markets!", EXIT_LOGIN, "", " lets this user into no market"},
+        {": no code table!", EXIT_NO_DATA, "", " has no securities in this user's markets"}};
+    std::string strAddress = m_settings.server.Text();
+    if (m_settings.proxy) {
+        strAddress += " through the proxy " + m_settings.proxy->address.Text();
+    }
+    const std::string strText(FieldView(login.szInfo));
+    for (const Outcome& outcome : kOutcomes) {
+        if (strText.ends_with(outcome.szEnd)) {
+            throw Failure(outcome.nCode, outcome.szSentence + strAddress + outcome.szRest);
+        }
+    }
+    throw Failure(EXIT_LOGIN, strAddress + " refused the login of " + m_settings.strUser +
+                                  (strText.empty() ? "" : ": " + decoder.ToUtf8(strText)));
+}
+
+QRXDefine_Code Connection::FindCode(const std::string& strCode) {
+    constexpr size_t kMaxCode = sizeof(QRXDefine_Code::szVelaCode) - 1;
+    if (strCode.size() > kMaxCode) {
+        RefuseUsage("CODE: \"" + strCode + "\" is too long; write one such as 600000.SH");
+    }
+    if (const QRXDefine_Code* pCode = m_session.CodeInfo(strCode.c_str())) return *pCode;
+    interrupt::Check();
+    const size_t nDot = strCode.rfind('.');
+    std::string strSentence = nDot == std::string::npos
+                                  ? "CODE: \"" + strCode + "\" lacks its market, such as 600000.SH"
+                                  : "CODE: there is no security " + strCode;
+    throw Failure(EXIT_UNKNOWN_CODE, strSentence + Candidates(strCode));
+}
+
+// Of the loaded tables: the same code elsewhere, then codes that begin alike, then the nearest.
+std::string Connection::Candidates(const std::string& strCode) {
+    constexpr size_t kMost = 5;
+    const std::string strWanted = Upper(strCode);
+    const std::string strPlain = strWanted.substr(0, strWanted.rfind('.'));
+    const auto codes = m_session.Codes();
+    std::vector<std::pair<int, std::string>> vecRanked;
+    for (const QRXDefine_Code& code : codes.value) {
+        const std::string strPublic(FieldView(code.szVelaCode));
+        const std::string strOther = Upper(std::string(FieldView(code.szCode)));
+        int nRank = 2 + EditDistance(strWanted, Upper(strPublic));
+        if (strOther.starts_with(strPlain)) nRank = 1;
+        if (strOther == strPlain) nRank = 0;
+        vecRanked.emplace_back(nRank, strPublic);
+    }
+    const size_t nShown = std::min(kMost, vecRanked.size());
+    std::partial_sort(vecRanked.begin(), vecRanked.begin() + static_cast<std::ptrdiff_t>(nShown),
+                      vecRanked.end());
+    std::string strList;
+    for (size_t i = 0; i < nShown; ++i) {
+        if (vecRanked[i].first > vecRanked[0].first + 2) break;
+        strList += (i == 0 ? "; did you mean " : ", ") + vecRanked[i].second;
+    }
+    return strList.empty() ? strList : strList + "?";
+}
+
+void Connection::Check(ResultCode code, const std::string& strWhat) {
+    if (code == ResultCode::Ok) return;
+    interrupt::Check();
+    const std::string strServer = m_settings.server.Text();
+    switch (code) {
+        case ResultCode::NoData:
+            throw Failure(EXIT_NO_DATA, "there are no " + strWhat);
+        case ResultCode::Network:
+            throw Failure(EXIT_NETWORK, "the connection to " + strServer + " was lost");
+        case ResultCode::TimeOut:
+            throw Failure(EXIT_TIME_OUT, strServer + " did not answer within " +
+                                             std::to_string(m_settings.nTimeOut) +
+                                             " seconds; --timeout waits longer");
+        case ResultCode::Memory:
+            throw Failure(EXIT_MEMORY, "the " + strWhat + " do not fit into memory");
+        case ResultCode::WrongType:
+            throw Failure(EXIT_WRONG_TYPE, "this kind of security has no " + strWhat);
+        case ResultCode::Formula:
+            throw Failure(EXIT_FORMULA, "the server refused the formula");
+        default:
+            throw Failure(EXIT_OTHER, std::string("unexpected result: ") + Message(code));
+    }
+}
+
+const char* KindOfType(int nType) {
+    constexpr int kFirstSecurity = 16;
+    constexpr int kFirstFuture = 112;
+    constexpr int kLastFuture = 125;
+    constexpr int kOptionGroup = 0x90;
+    if (nType < kFirstSecurity) return "index";
+    if (nType >= kFirstFuture && nType <= kLastFuture) return "future";
+    if ((nType & 0xF0) == kOptionGroup) return "option";
+    return "security";
+}
+
+}  // namespace qrx::cli

@@ -1,0 +1,152 @@
+// Expands the table of commands into a CLI11 parser. What the values mean is the commands'
+// business.
+#include "app/parser.h"
+
+#include <qrx/version.h>
+
+#include <CLI/CLI.hpp>
+#include <deque>
+#include <sstream>
+
+#include "app/failure.h"
+
+namespace qrx::cli {
+namespace {
+
+// One option of the parser with the place that CLI11 writes its value to.
+struct Binding {
+    const char* szKey;
+    CLI::Option* pOption = nullptr;
+    std::string strValue{};
+    bool bFlag = false;
+};
+using Bindings = std::deque<Binding>;  // CLI11 keeps addresses of the elements
+
+std::vector<std::string> Split(const std::string& strText, char chSeparator) {
+    std::vector<std::string> vecParts;
+    std::istringstream stream(strText);
+    for (std::string strPart; std::getline(stream, strPart, chSeparator);) {
+        vecParts.push_back(strPart);
+    }
+    return vecParts;
+}
+
+void AddOption(CLI::App& app, const OptionRow& row, const char* szGroup, Bindings& bindings) {
+    Binding& binding = bindings.emplace_back(Binding{row.Key()});
+    if (row.szValue == nullptr) {
+        binding.pOption = app.add_flag(row.szName, binding.bFlag, row.szHelp);
+    } else {
+        binding.pOption = app.add_option(row.szName, binding.strValue, row.szHelp);
+        binding.pOption->type_name(row.szValue);
+    }
+    if (row.szChoices != nullptr) {
+        binding.pOption->type_name(row.szChoices);
+        binding.pOption->check([&row](const std::string& strValue) -> std::string {
+            for (const std::string& strChoice : Split(row.szChoices, '|')) {
+                if (strValue == strChoice) return {};
+            }
+            return std::string(row.Key()) + " " + strValue + " is not one of " + row.szChoices;
+        });
+    }
+    binding.pOption->group(szGroup);
+}
+
+void AddCommand(CLI::App& app, const Command& command, Bindings& bindings) {
+    for (const PositionalRow& row : command.vecPositionals) {
+        Binding& binding = bindings.emplace_back(Binding{row.szName});
+        binding.pOption = app.add_option(row.szName, binding.strValue, row.szHelp);
+        binding.pOption->type_name("");
+    }
+    for (const OptionRow& row : command.vecOptions) AddOption(app, row, "Options", bindings);
+}
+
+std::string Footer() {
+    std::ostringstream text;
+    text
+        << "Settings come from options, then from the environment (QRX_SERVER, QRX_USER,\n"
+           "QRX_PASSWORD, and so on for every connection option), then from the file\n"
+           "~/.config/qrx/config or $QRX_CONFIG: lines of \"key = value\" with the options' names\n"
+           "and \"password\"; nobody but you may read it (chmod 600). The password is never an\n"
+           "argument.\n\nExit codes:\n";
+    for (const ExitRow& row : kExitRows) {
+        text << "  " << std::setw(4) << std::left << static_cast<int>(row.nCode) << row.szMeaning
+             << "\n";
+    }
+    return text.str();
+}
+
+}  // namespace
+
+Parsed Parse(int argc, char** argv) {
+    CLI::App app("Fetches market history: codes, ticks, trades, orders, bars, futures, formulas.",
+                 "qrx");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.set_version_flag("--version", std::string("qrx ") + QRX_VERSION_STRING);
+    app.footer(Footer());
+
+    Bindings shared;
+    for (const OptionRow& row : OutputOptions()) AddOption(app, row, "Output", shared);
+    for (const OptionRow& row : ConnectionOptions()) AddOption(app, row, "Connection", shared);
+
+    std::map<std::string, CLI::App*> groups;
+    const auto group = [&](const std::string& strName) -> CLI::App& {
+        CLI::App*& pGroup = groups[strName];
+        if (pGroup != nullptr) return *pGroup;
+        for (const GroupRow& row : Groups()) {
+            if (strName == row.szName) pGroup = app.add_subcommand(row.szName, row.szSummary);
+        }
+        pGroup->require_subcommand(1);
+        pGroup->fallthrough();
+        return *pGroup;
+    };
+    struct Added {
+        const Command* pCommand;
+        CLI::App* pApp;
+        Bindings bindings;
+    };
+    std::deque<Added> commands;
+    for (const Command& command : Commands()) {
+        const std::vector<std::string> words = Split(command.szName, ' ');
+        CLI::App& parent = words.size() > 1 ? group(words[0]) : app;
+        CLI::App* pApp = parent.add_subcommand(words.back(), command.szSummary);
+        pApp->fallthrough();
+        pApp->footer("Options of output and connection: qrx --help\n");
+        Added& added = commands.emplace_back(Added{&command, pApp, {}});
+        AddCommand(*pApp, command, added.bindings);
+    }
+
+    Parsed parsed;
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& success) {
+        std::ostringstream text;
+        app.exit(success, text, text);
+        parsed.strText = text.str();
+        return parsed;
+    } catch (const CLI::ParseError& error) {
+        std::string strText = error.what();
+        if (const size_t nEnd = strText.find('\n'); nEnd != std::string::npos) strText.resize(nEnd);
+        RefuseUsage(strText + "; see qrx --help");
+    }
+    const auto collect = [&](const Bindings& bindings) {
+        for (const Binding& binding : bindings) {
+            if (binding.pOption->count() > 0) parsed.arguments.Set(binding.szKey, binding.strValue);
+        }
+    };
+    collect(shared);
+    for (const Added& added : commands) {
+        if (!added.pApp->parsed()) continue;
+        parsed.pCommand = added.pCommand;
+        collect(added.bindings);
+        for (const PositionalRow& row : added.pCommand->vecPositionals) {
+            if (row.bRequired && parsed.arguments.Get(row.szName).empty()) {
+                RefuseUsage("qrx " + std::string(added.pCommand->szName) + " needs " + row.szName +
+                            ": " + row.szHelp);
+            }
+        }
+    }
+    return parsed;
+}
+
+}  // namespace qrx::cli

@@ -1,0 +1,64 @@
+// See the header.
+#include "commands/completion.h"
+
+#include <string>
+
+#include "app/failure.h"
+#include "output/cell.h"
+#include "text/encoding.h"
+
+namespace qrx::cli {
+namespace {
+
+struct GridRow {
+    const char* szMarket;
+    bool bSnapshots;  // has a grid of half seconds too
+    int nBarsOpen;    // HHMMSSmmm of the first bar of the day session, at the earliest
+    int nBarsNight;   // of the night session; 0: none
+};
+constexpr GridRow kGrids[] = {
+    {"SH", false, 93000000, 0},         {"SZ", false, 93000000, 0},
+    {"CF", true, 91500000, 0},          {"SHF", true, 90000000, 210000000},
+    {"CZC", true, 90000000, 210000000}, {"DCE", true, 90000000, 210000000}};
+constexpr int kNightEnd = 23000000;  // 02:30, the latest end of a night
+
+const GridRow* FindGrid(const QRXDefine_Code& code) {
+    for (const GridRow& row : kGrids) {
+        if (FieldView(code.szMarket) == row.szMarket) return &row;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+void CheckCompletable(const QRXDefine_Code& code, Completed kind) {
+    const bool bSnapshots = kind == Completed::Snapshots;
+    const GridRow* pGrid = FindGrid(code);
+    if (pGrid != nullptr && (pGrid->bSnapshots || !bSnapshots)) return;
+    std::string strMarkets;
+    for (const GridRow& row : kGrids) {
+        if (row.bSnapshots || !bSnapshots) strMarkets += std::string(" ") + row.szMarket;
+    }
+    throw Failure(EXIT_COMPLETION, "--complete: the market " +
+                                       std::string(FieldView(code.szMarket)) +
+                                       " has no session grid; only" + strMarkets + " have one");
+}
+
+void CheckCompletable(const QRXDefine_Code& code, Completed kind, int nFirstDate, int nFirstTime) {
+    CheckCompletable(code, kind);
+    // The grid of snapshots takes up what lies before the session.
+    if (kind == Completed::Snapshots) return;
+    const GridRow& grid = *FindGrid(code);
+    const bool bNight =
+        grid.nBarsNight != 0 && (nFirstTime >= grid.nBarsNight || nFirstTime <= kNightEnd);
+    if (bNight || nFirstTime >= grid.nBarsOpen) return;
+    std::string strWhere;
+    AppendCell({"", Kind::Date}, {nFirstDate}, {}, strWhere);
+    strWhere += " ";
+    AppendCell({"", Kind::Time}, {nFirstTime}, {}, strWhere);
+    throw Failure(EXIT_COMPLETION, "--complete: the first bar, at " + strWhere +
+                                       ", lies before the session of " +
+                                       std::string(FieldView(code.szMarket)));
+}
+
+}  // namespace qrx::cli

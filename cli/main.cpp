@@ -1,0 +1,47 @@
+// qrx, the command line of the client library: parses, runs one command, and turns what ended it
+// into a sentence on the standard error and an exit code.
+#include <cstdio>
+#include <exception>
+#include <new>
+
+#include "app/context.h"
+#include "app/failure.h"
+#include "app/interrupt.h"
+#include "app/parser.h"
+
+namespace {
+
+int Run(int argc, char** argv) {
+    using namespace qrx::cli;
+    interrupt::Start();
+    const Parsed parsed = Parse(argc, argv);
+    if (parsed.pCommand == nullptr) {
+        Sink sink("");
+        sink.Write(parsed.strText);
+        sink.Finish();
+        return EXIT_OK;
+    }
+    Context context(parsed.arguments);
+    parsed.pCommand->pfnRun(context);
+    return EXIT_OK;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    using namespace qrx::cli;
+    try {
+        return Run(argc, argv);
+    } catch (const ReaderGone&) {
+        return EXIT_OK;
+    } catch (const Failure& failure) {
+        if (!failure.Sentence().empty()) fprintf(stderr, "qrx: %s.\n", failure.Sentence().c_str());
+        return failure.Code();
+    } catch (const std::bad_alloc&) {
+        fprintf(stderr, "qrx: there is not enough memory.\n");
+        return EXIT_MEMORY;
+    } catch (const std::exception& error) {
+        fprintf(stderr, "qrx: %s.\n", error.what());
+        return EXIT_OTHER;
+    }
+}

@@ -1,0 +1,155 @@
+// The blocking transport against a peer that does anything.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "session/transport.h"
+#include "support/deadline.h"
+#include "support/limits.h"
+#include "support/scripted_server.h"
+
+namespace qrx::test {
+namespace {
+
+const unsigned kLoopback = inet_addr("127.0.0.1");
+
+std::string Counting(size_t nBytes) {
+    std::string strBytes(nBytes, '\0');
+    for (size_t i = 0; i < nBytes; ++i) strBytes[i] = static_cast<char>(i * 131 >> 3);
+    return strBytes;
+}
+
+TEST(Transport, ExactCountsWhateverThePieces) {
+    const std::string strAll = Counting(3000000);
+    for (const size_t nPiece : {size_t{7}, size_t{1000}, size_t{262144}, size_t{3000000}}) {
+        const size_t nTotal = nPiece < 100 ? 20000 : strAll.size();
+        ScriptedServer server([&](Peer& peer) {
+            peer.SendInPieces(strAll.substr(0, nTotal), nPiece);
+            peer.WaitForEnd();
+        });
+        SynNKNetWork net(5);
+        ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+        EXPECT_EQ(net.Connect(kLoopback, server.Port()), 1);  // connected already
+        std::string strGot;
+        for (size_t nAsk = 1; strGot.size() < nTotal; nAsk = nAsk * 3 % 70001 + 1) {
+            std::string strPart(std::min(nAsk, nTotal - strGot.size()), '\0');
+            ASSERT_EQ(net.RecvN(strPart.data(), static_cast<int>(strPart.size())),
+                      static_cast<int>(strPart.size()));
+            strGot += strPart;
+        }
+        EXPECT_TRUE(strGot == strAll.substr(0, nTotal)) << nPiece;
+        EXPECT_EQ(server.Connections(), 1);
+    }
+}
+
+TEST(Transport, TimeOutKeepsTheConnectionAndTellsWhatItTook) {
+    ScriptedServer server([&](Peer& peer) {
+        char c;
+        peer.Send("12345");
+        peer.Read(&c, 1);
+        peer.Send("67890");
+        peer.WaitForEnd();
+    });
+    SynNKNetWork net(1);
+    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    char bytes[10];
+    int nGot = 0;
+    EXPECT_EQ(net.RecvN(bytes, 10, &nGot), -2);
+    EXPECT_EQ(nGot, 5);
+    EXPECT_TRUE(net.IsConnected());
+    EXPECT_GT(net.SendN("x", 1), 0);
+    EXPECT_EQ(net.RecvN(bytes + 5, 5), 5);
+    EXPECT_EQ(std::string(bytes, 10), "1234567890");
+}
+
+TEST(Transport, BytesBeforeADisconnectCount) {
+    for (int nRound = 0; nRound < 200; ++nRound) {
+        ScriptedServer server([&](Peer& peer) { peer.Send("12345678"); });
+        SynNKNetWork net(5);
+        ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+        char bytes[10];
+        ASSERT_EQ(net.RecvN(bytes, 8), 8);
+        ASSERT_EQ(net.RecvN(bytes, 1), -1);
+        ASSERT_FALSE(net.IsConnected());
+        ASSERT_EQ(net.RecvN(bytes, 1), -1);
+    }
+}
+
+TEST(Transport, AbortWakesAndAClosedTransportAnswersAtOnce) {
+    ScriptedServer server([&](Peer& peer) {
+        peer.Send("kept");
+        peer.WaitForEnd();
+    });
+    SynNKNetWork net(60);
+    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    char bytes[10];
+    ASSERT_EQ(net.RecvN(bytes, 1), 1);
+    std::thread aborter([&] {
+        usleep(50000);
+        net.AbortRead();
+    });
+    const int64_t nStart = Deadline::NowMs();
+    EXPECT_EQ(net.RecvN(bytes, 10), -1);
+    EXPECT_LT(Deadline::NowMs() - nStart, 5000);
+    aborter.join();
+    EXPECT_EQ(net.RecvN(bytes, 1), -1);
+    EXPECT_EQ(net.SendN(bytes, 1), -1);
+    // An abort while nothing waits fails the next read that has to wait, not one that need not.
+    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    usleep(100000);
+    net.AbortRead();
+    EXPECT_EQ(net.RecvN(bytes, 4), 4);
+    EXPECT_EQ(net.RecvN(bytes, 1), -1);
+}
+
+TEST(Transport, ASendThatCannotMoveEnds) {
+    ScriptedServer server([&](Peer&) { usleep(4000000); });
+    SynNKNetWork net(1);
+    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    const std::string strBig(64 << 20, 'x');
+    EXPECT_EQ(net.SendN(strBig.data(), static_cast<int>(strBig.size())), -1);
+    EXPECT_FALSE(net.IsConnected());
+}
+
+TEST(Transport, HeldMemoryIsBounded) {
+    std::atomic<int64_t> nSent{0};
+    ScriptedServer server([&](Peer& peer) {
+        const std::string strPiece(1 << 20, 'y');
+        while (peer.Send(strPiece)) nSent += 1 << 20;
+    });
+    SynNKNetWork net(5);
+    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    int64_t nBefore = -1;
+    while (nSent != nBefore) {  // until the sender stands still
+        nBefore = nSent;
+        usleep(300000);
+    }
+    EXPECT_LT(nSent, static_cast<int64_t>(limits::kMaxHeldBytes) + (64 << 20));
+    // Reading lets it go on, well beyond what was held.
+    std::string strPart(8 << 20, '\0');
+    for (int i = 0; i < 40; ++i) {
+        ASSERT_EQ(net.RecvN(strPart.data(), 8 << 20), 8 << 20);
+        ASSERT_EQ(strPart.find_first_not_of('y'), std::string::npos);
+    }
+    EXPECT_GT(nSent, nBefore);
+    net.Close();
+}
+
+TEST(Transport, ConnectFailures) {
+    SynNKNetWork net(1);
+    int nFree = 0;
+    {
+        ScriptedServer server([](Peer&) {});
+        nFree = server.Port();
+    }
+    EXPECT_EQ(net.Connect(kLoopback, nFree), -1);
+    EXPECT_EQ(net.Connect(inet_addr("not an address"), nFree), -1);
+    for (const int nPort : {0, -1, 65536}) EXPECT_EQ(net.Connect(kLoopback, nPort), -1);
+    char c;
+    EXPECT_EQ(net.RecvN(&c, 1), -1);
+    EXPECT_DEATH(net.RecvN(&c, 0), "SynNKNetWork:[0-9]+: ");
+}
+
+}  // namespace
+}  // namespace qrx::test

@@ -1,0 +1,510 @@
+// The simulator's days against an independent account of them: a plain book that replays the order
+// messages, sums over trades, and session times written by hand. A '+' before a record's field
+// copies it: records are packed, and a reference must not be bound to their fields.
+#include "simulate/simulator.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+#include <tuple>
+
+#include "support/date_time.h"
+
+namespace {
+
+using namespace qrx::simulate;
+
+constexpr int kMonday = 20240115;
+
+Simulator Make(int nEndDate, int nDays = 1, uint64_t iSeed = 7,
+               std::vector<std::string> vecMarkets = {}) {
+    return Simulator({iSeed, nDays, nEndDate, std::move(vecMarkets)});
+}
+
+const Instrument& Find(const Simulator& simulator, const std::string& strCode,
+                       const std::string& strMarket) {
+    for (const Instrument& instrument : simulator.Instruments()) {
+        if (instrument.strMarket == strMarket && instrument.strCode == strCode) return instrument;
+    }
+    throw std::out_of_range(strCode);
+}
+
+// A clock time on one axis for the whole trading day, the night before first.
+int64_t Axis(int nTime) {
+    return nTime >= 200000000 ? nTime : int64_t{nTime} + 240000000;
+}
+
+template <class Record>
+bool SameBytes(const std::vector<Record>& a, const std::vector<Record>& b) {
+    return a.size() == b.size() &&
+           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(Record)) == 0);
+}
+bool SameBytes(const Day& a, const Day& b) {
+    return SameBytes(a.vecTicks, b.vecTicks) && SameBytes(a.vecSnapshots, b.vecSnapshots) &&
+           SameBytes(a.vecQueues, b.vecQueues) && SameBytes(a.vecMinutes, b.vecMinutes) &&
+           SameBytes(a.vecTrades, b.vecTrades) && SameBytes(a.vecOrders, b.vecOrders) &&
+           std::memcmp(&a.daily, &b.daily, sizeof a.daily) == 0 &&
+           std::tie(a.nPrevClose, a.nPrevSettle, a.nPrevInterest, a.nSettle) ==
+               std::tie(b.nPrevClose, b.nPrevSettle, b.nPrevInterest, b.nSettle);
+}
+
+struct Sum {
+    int nOpen = 0, nHigh = 0, nLow = 0, nClose = 0, nTrades = 0;
+    int64_t iVolume = 0, iTurnover = 0;
+    auto operator<=>(const Sum&) const = default;
+
+    void Add(int nPrice, int64_t iMoreVolume, int64_t iMoreTurnover) {
+        if (nTrades++ == 0) nOpen = nHigh = nLow = nPrice;
+        nHigh = std::max(nHigh, nPrice);
+        nLow = std::min(nLow, nPrice);
+        nClose = nPrice;
+        iVolume += iMoreVolume;
+        iTurnover += iMoreTurnover;
+    }
+};
+Sum SumOf(const ZPMDefine_KData& bar) {
+    return {bar.nOpen,       bar.nHigh,   bar.nLow,     bar.nClose,
+            bar.nMatchItems, bar.iVolume, bar.iTurnover};
+}
+
+TEST(Simulate, BarsTicksAndSnapshotsAgreeWithTheTrades) {
+    Simulator simulator = Make(kMonday, 2);
+    for (const int nDate : simulator.TradingDays()) {
+        for (const Instrument& instrument : simulator.Instruments()) {
+            if (instrument.IsIndex()) continue;
+            SCOPED_TRACE(instrument.strCode + " " + std::to_string(nDate));
+            const Day day = simulator.RunDay(instrument, nDate);
+            Sum total;
+            std::map<int64_t, Sum> minutes;  // by axis time, HHMM
+            std::vector<std::tuple<int64_t, int64_t, int64_t>> vecRunning = {{0, 0, 0}};
+            for (const auto& trade : day.vecTrades) {
+                const int64_t nAxis = Axis(trade.nTime);
+                ASSERT_GE(nAxis, std::get<0>(vecRunning.back()));
+                const int64_t iVolume = trade.nTradeValue[1];
+                const int64_t iTurnover = iVolume * trade.nTradeValue[0] * instrument.nMultiplier;
+                ASSERT_EQ(+trade.nTradeValue[0] % instrument.nTick, 0);
+                total.Add(trade.nTradeValue[0], iVolume, iTurnover);
+                minutes[nAxis / 100000].Add(trade.nTradeValue[0], iVolume, iTurnover);
+                vecRunning.emplace_back(nAxis, total.iVolume, total.iTurnover);
+            }
+            EXPECT_EQ(SumOf(day.daily), total);
+            EXPECT_EQ(+day.daily.nDate, nDate);
+            EXPECT_GT(total.nTrades, 1000);
+            ASSERT_EQ(day.vecMinutes.size(), minutes.size());
+            auto itBar = day.vecMinutes.begin();
+            for (const auto& [nMinute, sum] : minutes) {
+                EXPECT_EQ(Axis(itBar->nTime * 1000) / 100000, nMinute);
+                EXPECT_EQ(itBar->nTime % 100, 0);
+                EXPECT_EQ(SumOf(*itBar++), sum);
+            }
+
+            // What is stamped T covers the trades before T.
+            size_t nNext = 0;
+            int64_t iVolume = 0, iTurnover = 0;
+            const auto checkRunning = [&](const auto& record) {
+                while (nNext + 1 < vecRunning.size() &&
+                       std::get<0>(vecRunning[nNext + 1]) < Axis(record.nTime)) {
+                    nNext++;
+                }
+                iVolume += record.iVolume;
+                iTurnover += record.iTurnover;
+                EXPECT_EQ(iVolume, std::get<1>(vecRunning[nNext])) << +record.nTime;
+                EXPECT_EQ(iTurnover, std::get<2>(vecRunning[nNext])) << +record.nTime;
+            };
+            for (const auto& tick : day.vecTicks) {
+                checkRunning(tick);
+                EXPECT_EQ(+tick.iAccVolume, iVolume);
+                EXPECT_EQ(+tick.iAccTurnover, iTurnover);
+                EXPECT_EQ(+tick.nTickField1, static_cast<int>(nNext));
+            }
+            for (const auto& snapshot : day.vecSnapshots) checkRunning(snapshot);
+            EXPECT_EQ(iVolume, total.iVolume);
+            EXPECT_EQ(instrument.IsStock(), !day.vecTicks.empty());
+            EXPECT_EQ(instrument.IsContract(), !day.vecSnapshots.empty());
+            if (instrument.IsContract()) {
+                const int64_t nAverage = total.iTurnover / (total.iVolume * instrument.nMultiplier);
+                EXPECT_EQ(day.nSettle, nAverage - nAverage % instrument.nTick);
+                for (const auto& snapshot : day.vecSnapshots) {
+                    const bool bLast = &snapshot == &day.vecSnapshots.back();
+                    ASSERT_EQ(+snapshot.nSettle, bLast ? day.nSettle : 0);
+                }
+                const auto& last = day.vecSnapshots.back();
+                EXPECT_EQ(std::tuple(+last.nValue1, +last.nValue2, +last.nValue3, +last.nValue0),
+                          std::tuple(+day.daily.nOpen, +day.daily.nHigh, +day.daily.nLow,
+                                     +day.daily.nClose));
+                EXPECT_EQ(+last.nPosition, +day.daily.nInterest);
+            }
+        }
+    }
+}
+
+// The plainest book: resting orders by side, price rank and number.
+struct PlainBook {
+    struct Resting {
+        int nPrice;
+        int nLeft;
+    };
+    std::map<std::pair<int, int>, Resting> sides[2];  // 0 asks, 1 bids
+
+    static std::pair<int, int> Key(int nSide, int nPrice, int nNumber) {
+        return {nSide == 0 ? nPrice : -nPrice, nNumber};
+    }
+    // Takes one message and, from itTrade on, the trades that it must have made.
+    template <class It>
+    void Take(const ZPMDefine_Order_v2& order, It& itTrade, It itEnd) {
+        const int nSide = order.chFlag2 == 'B' ? 1 : 0;
+        const int nNumber = order.nOrderField;
+        if (order.chFlag1 == 'D') {
+            if (nNumber == nMarket) {  // the rest of a market order
+                ASSERT_EQ(+order.nOrderValue2, nMarketLeft);
+                return;
+            }
+            const auto it = sides[nSide].find(Key(nSide, order.nOrderValue1, nNumber));
+            ASSERT_NE(it, sides[nSide].end());
+            ASSERT_EQ(it->second.nLeft, +order.nOrderValue2);
+            sides[nSide].erase(it);
+            return;
+        }
+        const bool bMarket = order.chFlag1 == '1';
+        int nLeft = order.nOrderValue2;
+        auto& other = sides[1 - nSide];
+        while (nLeft > 0 && !other.empty()) {
+            const auto best = other.begin();
+            const int nPrice = best->second.nPrice;
+            if (!bMarket &&
+                (nSide == 1 ? nPrice > order.nOrderValue1 : nPrice < order.nOrderValue1))
+                break;
+            ASSERT_NE(itTrade, itEnd);
+            const int nTraded = std::min(nLeft, best->second.nLeft);
+            ASSERT_EQ(+itTrade->nTime, +order.nTime);
+            ASSERT_EQ(+itTrade->chFlag3, +order.chFlag2);
+            ASSERT_EQ(+itTrade->nTradeValue[0], nPrice);
+            ASSERT_EQ(+itTrade->nTradeValue[1], nTraded);
+            ASSERT_EQ(+itTrade->nTradeValue[2], nSide == 0 ? nNumber : best->first.second);
+            ASSERT_EQ(+itTrade->nTradeValue4, nSide == 1 ? nNumber : best->first.second);
+            ++itTrade;
+            nLeft -= nTraded;
+            best->second.nLeft -= nTraded;
+            if (best->second.nLeft == 0) other.erase(best);
+        }
+        if (bMarket) {
+            nMarket = nNumber;
+            nMarketLeft = nLeft;
+        } else if (nLeft > 0) {
+            sides[nSide][Key(nSide, order.nOrderValue1, nNumber)] = {order.nOrderValue1, nLeft};
+        }
+    }
+    int nMarket = 0;
+    int nMarketLeft = 0;
+
+    // The record's level i by levelOf: the arrays of a packed record cannot be passed themselves.
+    template <class LevelOf>
+    void CheckLevels(int nSide, size_t nLevels, LevelOf levelOf) const {
+        std::vector<std::pair<int, int>> vecLevels;
+        for (const auto& [key, resting] : sides[nSide]) {
+            if (vecLevels.empty() || vecLevels.back().first != resting.nPrice) {
+                if (vecLevels.size() == nLevels) break;
+                vecLevels.emplace_back(resting.nPrice, 0);
+            }
+            vecLevels.back().second += resting.nLeft;
+        }
+        vecLevels.resize(nLevels);
+        for (size_t i = 0; i < nLevels; i++) ASSERT_EQ(levelOf(i), vecLevels[i]);
+    }
+    template <class Record>
+    void CheckBook(const Record& record) const {
+        constexpr size_t kLevels = sizeof record.nBook1 / sizeof(int32_t);
+        CheckLevels(0, kLevels, [&](size_t i) {
+            return std::pair<int, int>(+record.nBook1[i], +record.nBook2[i]);
+        });
+        CheckLevels(1, kLevels, [&](size_t i) {
+            return std::pair<int, int>(+record.nBook3[i], +record.nBook4[i]);
+        });
+    }
+    void CheckTotals(int nSide, int nAverage, int64_t iTotal) const {
+        int64_t iVolume = 0, iValue = 0;
+        for (const auto& [key, resting] : sides[nSide]) {
+            iVolume += resting.nLeft;
+            iValue += int64_t{resting.nLeft} * resting.nPrice;
+        }
+        ASSERT_EQ(iTotal, iVolume);
+        ASSERT_EQ(nAverage, iVolume == 0 ? 0 : iValue / iVolume);
+    }
+    void CheckQueue(const ZPMDefine_OrderQueue& queue) const {
+        const auto& side = sides[queue.nQueueField[1] == 'B' ? 1 : 0];
+        std::vector<int> vecItems;
+        for (const auto& [key, resting] : side) {
+            if (resting.nPrice == queue.nQueueField[0]) vecItems.push_back(resting.nLeft);
+        }
+        ASSERT_EQ(+queue.nQueueField[0], side.begin()->second.nPrice);
+        ASSERT_EQ(+queue.nQueueField[2], static_cast<int>(vecItems.size()));
+        vecItems.resize(50);
+        ASSERT_EQ(+queue.nQueueField[3], 50 - std::count(vecItems.begin(), vecItems.end(), 0));
+        for (size_t i = 0; i < 50; i++) ASSERT_EQ(+queue.nQueueItems[i], vecItems[i]);
+    }
+};
+
+TEST(Simulate, AReplayOfTheOrdersGivesTradesAndBooks) {
+    Simulator simulator = Make(kMonday);
+    for (const Instrument& instrument : simulator.Instruments()) {
+        if (instrument.IsIndex()) continue;
+        SCOPED_TRACE(instrument.strCode);
+        const Day day = simulator.RunDay(instrument, kMonday);
+        EXPECT_EQ(day.vecQueues.size(), 2 * day.vecTicks.size());
+        PlainBook book;
+        auto itOrder = day.vecOrders.begin();
+        auto itTrade = day.vecTrades.begin();
+        const auto replayTo = [&](int nTime) {
+            for (; itOrder != day.vecOrders.end() && Axis(itOrder->nTime) < Axis(nTime);
+                 ++itOrder) {
+                ASSERT_EQ(+itOrder->nIndex, itOrder - day.vecOrders.begin() + 1);
+                if (itOrder->nOrderValue1 != 0) {
+                    ASSERT_LE(std::abs(+itOrder->nOrderValue1 - day.nPrevClose),
+                              int64_t{day.nPrevClose} * instrument.nBand / 1000);
+                    ASSERT_EQ(itOrder->nOrderValue1 % instrument.nTick, 0);
+                }
+                ASSERT_GT(+itOrder->nOrderValue2, 0);
+                ASSERT_EQ(itOrder->nOrderValue2 % instrument.nLot, 0);
+                book.Take(*itOrder, itTrade, day.vecTrades.end());
+            }
+            ASSERT_TRUE(book.sides[0].empty() || book.sides[1].empty() ||
+                        book.sides[0].begin()->second.nPrice >
+                            book.sides[1].begin()->second.nPrice);
+        };
+        auto itQueue = day.vecQueues.begin();
+        for (const auto& tick : day.vecTicks) {
+            ASSERT_NO_FATAL_FAILURE(replayTo(tick.nTime));
+            ASSERT_NO_FATAL_FAILURE(book.CheckBook(tick)) << +tick.nTime;
+            ASSERT_NO_FATAL_FAILURE(book.CheckTotals(0, tick.nABField1, tick.iABField3));
+            ASSERT_NO_FATAL_FAILURE(book.CheckTotals(1, tick.nABField2, tick.iABField4));
+            for (int i = 0; i < 2; i++, ++itQueue) {
+                ASSERT_EQ(+itQueue->nTime, +tick.nTime);
+                ASSERT_NO_FATAL_FAILURE(book.CheckQueue(*itQueue));
+            }
+        }
+        for (const auto& snapshot : day.vecSnapshots) {
+            ASSERT_NO_FATAL_FAILURE(replayTo(snapshot.nTime)) << +snapshot.nTime;
+            ASSERT_NO_FATAL_FAILURE(book.CheckBook(snapshot)) << +snapshot.nTime;
+        }
+        if (instrument.IsContract()) {  // whatever happens shows at the end of its half second
+            std::set<int> setDue, setStamps;
+            for (const auto& order : day.vecOrders) {
+                setDue.insert(BusinessConvertor::GetDiffTime(order.nTime, 500) / 500 * 500);
+            }
+            for (const auto& snapshot : day.vecSnapshots) setStamps.insert(+snapshot.nTime);
+            setDue.erase(240000000);  // midnight
+            EXPECT_TRUE(
+                std::includes(setStamps.begin(), setStamps.end(), setDue.begin(), setDue.end()));
+        }
+        EXPECT_EQ(itOrder, day.vecOrders.end());
+        EXPECT_EQ(itTrade, day.vecTrades.end());
+    }
+}
+
+// Sessions by hand: pre-open stamp (0: none), begin and end, each with its calendar date.
+struct HandSegment {
+    int nDate, nPreOpen, nBegin, nEndDate, nEnd;
+};
+std::vector<HandSegment> WithDay(std::vector<HandSegment> vecNight, int nDate) {
+    vecNight.push_back({nDate, 85900500, 90000000, nDate, 101500000});
+    vecNight.push_back({nDate, 0, 103000000, nDate, 113000000});
+    vecNight.push_back({nDate, 0, 133000000, nDate, 150000000});
+    return vecNight;
+}
+
+TEST(Simulate, RecordsLieInTheSessions) {
+    const auto night = [](int nDate, int nEndDate, int nEnd) {
+        return std::vector<HandSegment>{{nDate, 205900500, 210000000, nEndDate, nEnd}};
+    };
+    const struct {
+        const char* szMarket;
+        const char* szCode;
+        int nDay;
+        std::vector<HandSegment> vecSegments;
+    } cases[] = {
+        {"SHF", "au2403", kMonday, WithDay(night(20240112, 20240113, 23000000), kMonday)},
+        {"SHF", "ag2403", 20240117, WithDay(night(20240116, 20240117, 23000000), 20240117)},
+        {"SHF", "cu2403", kMonday, WithDay(night(20240112, 20240113, 10000000), kMonday)},
+        {"SHF", "rb2403", kMonday, WithDay(night(20240112, 20240113, 10000000), kMonday)},
+        {"SHF", "ru2403", kMonday, WithDay(night(20240112, 20240112, 230000000), kMonday)},
+        {"SHF", "wr2403", kMonday, WithDay({}, kMonday)},
+        {"DCE", "jm2403", kMonday, WithDay(night(20240112, 20240113, 23000000), kMonday)},
+        {"DCE", "p2403", 20240301, WithDay(night(20240229, 20240301, 23000000), 20240301)},
+        {"DCE", "a2403", kMonday, WithDay({}, kMonday)},
+        {"DCE", "c2403-c-2400", kMonday, WithDay({}, kMonday)},
+        {"CZC", "SR403", kMonday, WithDay(night(20240112, 20240112, 233000000), kMonday)},
+        {"CZC", "TA403", kMonday, WithDay(night(20240112, 20240112, 233000000), kMonday)},
+        {"CZC", "WH403", kMonday, WithDay({}, kMonday)},
+        {"SHF", "au2403", 20130705, WithDay({}, 20130705)},
+        {"SHF", "au2403", 20130708, WithDay(night(20130705, 20130706, 23000000), 20130708)},
+        {"SHF", "cu2403", 20131220, WithDay({}, 20131220)},
+        {"SHF", "rb2403", 20141226, WithDay({}, 20141226)},
+        {"DCE", "jm2403", 20140604, WithDay({}, 20140604)},
+        {"CZC", "SR403", 20141212, WithDay({}, 20141212)},
+        {"CF",
+         "IF2403",
+         kMonday,
+         {{kMonday, 91400500, 91500000, kMonday, 113000000},
+          {kMonday, 0, 130000000, kMonday, 151500000}}},
+        {"CF",
+         "IO2403-C-3500",
+         kMonday,
+         {{kMonday, 91400500, 91500000, kMonday, 113000000},
+          {kMonday, 0, 130000000, kMonday, 151500000}}},
+        {"SH",
+         "600000",
+         kMonday,
+         {{kMonday, 0, 93000000, kMonday, 113000000}, {kMonday, 0, 130000000, kMonday, 150000000}}},
+        {"SZ",
+         "399001",
+         kMonday,
+         {{kMonday, 0, 93000000, kMonday, 113000000}, {kMonday, 0, 130000000, kMonday, 150000000}}},
+    };
+    Simulator simulator = Make(kMonday);
+    for (const auto& testCase : cases) {
+        SCOPED_TRACE(std::string(testCase.szCode) + " " + std::to_string(testCase.nDay));
+        const Day day =
+            simulator.RunDay(Find(simulator, testCase.szCode, testCase.szMarket), testCase.nDay);
+        std::vector<int> vecEnds(testCase.vecSegments.size());
+        std::vector<int> vecPreOpens(testCase.vecSegments.size());
+        std::pair<int, int> previous = {0, 0};
+        const auto check = [&](const auto& record, int nStep) {
+            const std::pair stamp(+record.nDate, +record.nTime);
+            ASSERT_GT(stamp, previous);
+            ASSERT_EQ(record.nTime % nStep, 0);
+            previous = stamp;
+            int nFound = 0;
+            for (size_t i = 0; i < vecEnds.size(); i++) {
+                const HandSegment& segment = testCase.vecSegments[i];
+                const std::pair end(segment.nEndDate, segment.nEnd);
+                const bool bPreOpen =
+                    segment.nPreOpen != 0 && stamp == std::pair(segment.nDate, segment.nPreOpen);
+                vecEnds[i] += stamp == end;
+                vecPreOpens[i] += bPreOpen;
+                nFound +=
+                    bPreOpen || (stamp > std::pair(segment.nDate, segment.nBegin) && stamp <= end);
+            }
+            ASSERT_EQ(nFound, 1) << +record.nDate << " " << +record.nTime;
+        };
+        for (const auto& tick : day.vecTicks) ASSERT_NO_FATAL_FAILURE(check(tick, 1000));
+        for (const auto& record : day.vecSnapshots) ASSERT_NO_FATAL_FAILURE(check(record, 500));
+        EXPECT_EQ(day.vecTicks.size(), day.vecSnapshots.empty() ? 4800U : 0U);  // one in 3 s
+        // Every segment with a snapshot at its end and, where it has one, before its opening.
+        for (size_t i = 0; i < vecEnds.size(); i++) {
+            EXPECT_EQ(vecEnds[i], 1);
+            EXPECT_EQ(vecPreOpens[i], testCase.vecSegments[i].nPreOpen != 0 ? 1 : 0);
+        }
+
+        // Minutes begin inside a segment, and each segment's first minute has a bar.
+        size_t nOpenings = 0;
+        for (const auto& bar : day.vecMinutes) {
+            const std::pair stamp(+bar.nDate, bar.nTime * 1000);
+            int nFound = 0;
+            for (const HandSegment& segment : testCase.vecSegments) {
+                const std::pair begin(segment.nDate, segment.nBegin);
+                nOpenings += stamp == begin;
+                nFound += stamp >= begin && stamp < std::pair(segment.nEndDate, segment.nEnd);
+            }
+            ASSERT_EQ(nFound, 1) << +bar.nDate << " " << +bar.nTime;
+        }
+        EXPECT_EQ(nOpenings, testCase.vecSegments.size());
+    }
+}
+
+TEST(Simulate, EachDayGoesOnFromTheDayBefore) {
+    Simulator simulator = Make(20240121, 4);  // a Sunday: the week before it
+    EXPECT_EQ(simulator.TradingDays(), (std::vector<int>{20240116, 20240117, 20240118, 20240119}));
+    EXPECT_EQ(Make(20240120).TradingDays(), std::vector<int>{20240119});
+    for (const Instrument& instrument : simulator.Instruments()) {
+        SCOPED_TRACE(instrument.strCode);
+        Day previous = simulator.RunDay(instrument, kMonday);
+        for (const int nDate : simulator.TradingDays()) {
+            const Day day = simulator.RunDay(instrument, nDate);
+            EXPECT_EQ(day.nPrevClose, +previous.daily.nClose);
+            EXPECT_EQ(day.nPrevSettle, previous.nSettle);
+            EXPECT_EQ(day.nPrevInterest, +previous.daily.nInterest);
+            previous = day;
+        }
+    }
+}
+
+TEST(Simulate, ADayDependsOnSeedAndDateAlone) {
+    Simulator first = Make(20240119, 5);
+    Simulator second = Make(kMonday, 1, 7, {"CF", "SZ", "SHF"});
+    EXPECT_EQ(second.Instruments().size(), 13U);
+    Simulator other = Make(20240119, 5, 8);
+    for (const Instrument& instrument : second.Instruments()) {
+        SCOPED_TRACE(instrument.strCode);
+        for (const int nDate : first.TradingDays()) first.RunDay(instrument, nDate);
+        const Day day = second.RunDay(instrument, 20240118);
+        EXPECT_TRUE(SameBytes(first.RunDay(instrument, 20240118), day));
+        EXPECT_FALSE(SameBytes(other.RunDay(instrument, 20240118), day));
+        EXPECT_FALSE(SameBytes(first.RunDay(instrument, 20240117), day));
+    }
+}
+
+TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
+    Simulator simulator = Make(kMonday);
+    for (const auto& [szMarket, szIndex] : {std::pair("SH", "000001"), std::pair("SZ", "399001")}) {
+        const Instrument& index = Find(simulator, szIndex, szMarket);
+        const Day day = simulator.RunDay(index, kMonday);
+        std::vector<double> vecLevel(day.vecTicks.size());
+        std::vector<int64_t> vecTurnover(day.vecTicks.size());
+        int nStocks = 0;
+        for (const Instrument& stock : simulator.Instruments()) {
+            if (!stock.IsStock() || stock.strMarket != szMarket) continue;
+            nStocks++;
+            const Day stockDay = simulator.RunDay(stock, kMonday);
+            for (size_t i = 0; i < vecLevel.size(); i++) {
+                vecLevel[i] += 1.0 * stockDay.vecTicks[i].nPrice / stock.nBasePrice;
+                vecTurnover[i] += stockDay.vecTicks[i].iTurnover;
+            }
+        }
+        std::map<int, Sum> minutes;
+        for (size_t i = 0; i < vecLevel.size(); i++) {
+            const auto& tick = day.vecTicks[i];
+            EXPECT_NEAR(+tick.nPrice, index.nBasePrice * vecLevel[i] / nStocks, 101);
+            EXPECT_EQ(tick.nPrice % 100, 0);
+            EXPECT_EQ(+tick.iTurnover, vecTurnover[i]);
+            EXPECT_EQ(+tick.nBook1[0] | +tick.nBook4[9] | +tick.nABField1, 0);
+            EXPECT_EQ(+tick.nIndexField[0] + +tick.nIndexField[1] + +tick.nIndexField[2], nStocks);
+            // Three seconds that end at a whole minute belong to the minute before.
+            int nMinute = tick.nTime / 100000;
+            if (tick.nTime % 100000 == 0) nMinute -= nMinute % 100 == 0 ? 41 : 1;
+            minutes[nMinute].Add(tick.nPrice, tick.iVolume, tick.iTurnover);
+        }
+        ASSERT_EQ(day.vecMinutes.size(), 240U);
+        auto itBar = day.vecMinutes.begin();
+        for (auto& [nMinute, sum] : minutes) {
+            EXPECT_EQ(+itBar->nTime, nMinute * 100);
+            sum.nTrades = itBar->nMatchItems;
+            EXPECT_EQ(SumOf(*itBar++), sum);
+        }
+        EXPECT_EQ(+day.daily.nClose, +day.vecTicks.back().nPrice);
+        EXPECT_EQ(+day.daily.iTurnover, +day.vecTicks.back().iAccTurnover);
+        EXPECT_EQ(+day.daily.nMatchItems, +day.vecTicks.back().nTickField1);
+    }
+}
+
+TEST(Simulate, CodesCarryTheComingQuarterMonthAndFitTheWire) {
+    for (const auto& [nEnd, szCu, szSr] :
+         {std::tuple(20240115, "cu2403", "SR403"), std::tuple(20240229, "cu2403", "SR403"),
+          std::tuple(20240301, "cu2406", "SR406"), std::tuple(20241130, "cu2412", "SR412"),
+          std::tuple(20241202, "cu2503", "SR503"), std::tuple(20090702, "cu0909", "SR909")}) {
+        const Simulator simulator = Make(nEnd);
+        EXPECT_NO_THROW(Find(simulator, szCu, "SHF"));
+        EXPECT_NO_THROW(Find(simulator, szSr, "CZC"));
+        for (const Instrument& instrument : simulator.Instruments()) {
+            const bool bOption = (instrument.nType & 0xF0) == 0x90;
+            EXPECT_LE(instrument.strCode.size(), bOption ? 16U : 8U);
+            EXPECT_LE(instrument.strName.size(), 32U);
+            EXPECT_TRUE(bOption || !instrument.IsContract() ||
+                        (instrument.nType >= 112 && instrument.nType <= 125));
+        }
+    }
+}
+
+}  // namespace

@@ -1,0 +1,234 @@
+// Opening a session: outcomes of login and code tables, and what stands in the login result.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "support/deadline.h"
+#include "support/scripted_server.h"
+
+namespace qrx::test {
+namespace {
+
+// Opens against a script; the handle (closed again) and the text.
+struct Outcome {
+    bool bOpen = false;
+    std::string strText;
+    QRXDefine_ResLogin login{};
+};
+Outcome TryOpen(ScriptedServer::Script script, unsigned nTimeOut = 5) {
+    ScriptedServer server(std::move(script));
+    const OPEN_SETTINGS settings = Settings(server.Port(), nTimeOut);
+    Outcome outcome;
+    void* h = QRX_Open(&settings, &outcome.login);
+    outcome.bOpen = h != nullptr;
+    outcome.strText = std::string(outcome.login.szInfo, strnlen(outcome.login.szInfo, 64));
+    if (h != nullptr) EXPECT_EQ(QRX_Close(h), 0);
+    return outcome;
+}
+
+// Answers the login with a body; then what `after` does.
+ScriptedServer::Script LoginScript(const std::string& strBody, int nFlags = PROTOCAL_NUMBER,
+                                   std::function<void(Peer&)> after = {}) {
+    return [=](Peer& peer) {
+        Message request;
+        if (!peer.Receive(request)) return;
+        peer.Send(Packet(ID_ZPMTELE_LOGIN_ANSWER, 0, strBody, nFlags));
+        if (after) {
+            after(peer);
+        } else {
+            peer.WaitForEnd();
+        }
+    };
+}
+
+TEST(Open, FillsTheLoginResult) {
+    Message asked;
+    ZPMDefine_LoginAnswer answer{};
+    memcpy(answer.szInfo, "hello", 5);
+    answer.nResult = 1;
+    answer.nMarkets = 2;
+    memcpy(answer.chMarket[0], "SHFE", 4);  // four characters, no terminator
+    memcpy(answer.chMarket[1], "sz", 2);
+    answer.nMarketInfo[3] = 33;  // zeros between are skipped
+    answer.nMarketInfo[31] = 44;
+    std::vector<std::string> vecTables;
+    ScriptedServer server([&](Peer& peer) {
+        peer.Receive(asked);
+        peer.Send(Packet(ID_ZPMTELE_LOGIN_ANSWER, 7, Bytes(answer) + "more", 0));
+        Message request;
+        while (peer.Receive(request)) {
+            vecTables.push_back(request.strBody);
+            peer.Send(Packet(
+                ID_ZPMTELE_CODETABLE, 0,
+                CodeTableAnswer({"", {{vecTables.size() == 1 ? "cu1701" : "000001", 112}}})));
+        }
+    });
+    OPEN_SETTINGS settings = Settings(server.Port());
+    memset(settings.szUser, 'u', sizeof settings.szUser);  // no terminator
+    memset(settings.szPassword, 'p', sizeof settings.szPassword);
+    QRXDefine_ResLogin login;
+    memset(&login, 0x5A, sizeof login);
+    void* h = QRX_Open(&settings, &login);
+    ASSERT_NE(h, nullptr);
+    EXPECT_STREQ(login.szInfo, "retrieve code table: success!");
+    EXPECT_EQ(login.nMarkets, 2);
+    EXPECT_STREQ(login.szMarket[0], "SHFE");
+    EXPECT_STREQ(login.szMarket[1], "sz");
+    EXPECT_EQ(login.szMarket[2][0], 0);
+    EXPECT_EQ(login.nMarketInfo[0], 33);
+    EXPECT_EQ(login.nMarketInfo[1], 44);
+    EXPECT_EQ(login.nMarketInfo[2], 0);
+    // Tables stand under the upper-cased name; records carry the market as requested.
+    QRXDefine_Code* pCodes = nullptr;
+    int nCount = 0;
+    ASSERT_EQ(QRX_GetCodeTable(h, nullptr, &pCodes, &nCount), 0);
+    ASSERT_EQ(nCount, 2);
+    EXPECT_STREQ(pCodes[0].szVelaCode, "cu1701.SHFE");
+    EXPECT_STREQ(pCodes[1].szVelaCode, "000001.sz");
+    QRX_Free(pCodes);
+    EXPECT_EQ(QRX_Close(h), 0);
+
+    ASSERT_EQ(asked.head.sFlags, 21320);
+    ASSERT_EQ(asked.head.nRequestID, 0);
+    ASSERT_EQ(asked.strBody.size(), 88U);
+    EXPECT_EQ(asked.strBody, std::string(16, 'u') + std::string(32, 'p') +
+                                 std::string("GQCOMP\0\0", 8) + std::string(32, '\0'));
+    ASSERT_EQ(vecTables.size(), 2U);
+    EXPECT_EQ(vecTables[0], std::string("SHFE\0\0\0\0", 8));
+}
+
+TEST(Open, Refusals) {
+    const auto& markets = DefaultMarkets();
+    EXPECT_EQ(TryOpen(LoginScript(LoginAnswer(markets, 0, "wrong password"))).strText,
+              "wrong password");
+    // Answered and closed at once: still the server's own word. Market names are filled all the
+    // same.
+    for (int i = 0; i < 50; ++i) {
+        const Outcome cut =
+            TryOpen(LoginScript(LoginAnswer(markets, 2, "go away"), PROTOCAL_NUMBER, [](Peer&) {}));
+        ASSERT_EQ(cut.strText, "go away");
+        ASSERT_STREQ(cut.login.szMarket[0], "SH");
+    }
+    EXPECT_EQ(TryOpen(LoginScript(LoginAnswer({}))).strText, "login: no authorized markets!");
+    ZPMDefine_LoginAnswer negative{};
+    negative.nResult = 1;
+    negative.nMarkets = -3;
+    EXPECT_EQ(TryOpen(LoginScript(Bytes(negative))).strText, "login: no authorized markets!");
+    EXPECT_EQ(TryOpen([](Peer& peer) { peer.WaitForEnd(); }, 1).strText, "login: recv time out!");
+    EXPECT_EQ(TryOpen([](Peer&) {}).strText, "login: connect failed!");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(TryOpen(LoginScript(std::string(100, 'x'))).strText,
+              "login: receive exception data!");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "MarketDataSource::LogIn \xca\xd5\xb5\xbd\xb5\xc4\xb0\xfc\xcd\xb7\xb3\xa4\xb6\xc8\xd2\xec"
+        "\xb3\xa3:100!\n");
+    const OPEN_SETTINGS nobody = Settings(1);
+    QRXDefine_ResLogin login;
+    EXPECT_EQ(QRX_Open(&nobody, &login), nullptr);
+    EXPECT_STREQ(login.szInfo, "connect: connect failed!");
+}
+
+TEST(Open, CodeTableFailures) {
+    const std::vector<TestMarket> two = {{"SH", {}}, {"SZ", {}}};
+    const auto tables = [&](std::function<bool(Peer&, int)> answer) {
+        return LoginScript(LoginAnswer(two), PROTOCAL_NUMBER, [=](Peer& peer) {
+            Message request;
+            for (int i = 0; peer.Receive(request) && answer(peer, i); ++i) {
+            }
+        });
+    };
+    const std::string strEmpty = Packet(ID_ZPMTELE_CODETABLE, 0, CodeTableAnswer(two[0]));
+    EXPECT_EQ(TryOpen(tables([&](Peer& p, int) { return p.Send(strEmpty); })).strText,
+              "retrieve code table: no code table!");
+    EXPECT_EQ(TryOpen(tables([&](Peer& p, int i) {
+                          if (i == 0) return p.Send(strEmpty);
+                          p.WaitForEnd();
+                          return false;
+                      }),
+                      1)
+                  .strText,
+              "retrieve code table: recv time out!");
+    EXPECT_EQ(TryOpen(tables([&](Peer&, int) { return false; })).strText,
+              "retrieve code table: connect failed!");
+    // One empty market and one with a code is an open session.
+    EXPECT_TRUE(TryOpen(tables([&](Peer& p, int i) {
+                    return p.Send(i == 0 ? strEmpty
+                                         : Packet(ID_ZPMTELE_CODETABLE, 0,
+                                                  CodeTableAnswer({"SZ", {{"000001", 16}}})));
+                })).bOpen);
+    // An item size below the stride passes the length check; what the body does not hold is not
+    // there.
+    ZPMDefine_CodeTable_Head lying{0, 1000, 1};
+    const std::string strLying = Bytes(lying) + std::string(1000, 'A');
+    EXPECT_TRUE(TryOpen(tables([&](Peer& p, int) {
+                    return p.Send(Packet(ID_ZPMTELE_CODETABLE, 0, strLying));
+                })).bOpen);
+}
+
+TEST(OpenDeath, ContractViolations) {
+    const auto& markets = DefaultMarkets();
+    const auto open = [](ScriptedServer::Script script) { TryOpen(std::move(script)); };
+    EXPECT_DEATH(open(LoginScript(LoginAnswer(markets), 1)), "MarketDataSource:[0-9]+: ");
+    ZPMDefine_LoginAnswer many{};
+    many.nResult = 1;
+    many.nMarkets = 32;
+    EXPECT_DEATH(open(LoginScript(Bytes(many))), "MarketDataSource:[0-9]+: ");
+    EXPECT_DEATH(open([&](Peer& peer) {
+                     Message request;
+                     peer.Receive(request);
+                     peer.Send(Packet(3, 0, LoginAnswer(markets)));
+                 }),
+                 "MarketDataSource:[0-9]+: ");
+    // A code table does not accept a zero mark, nor items beyond its length.
+    const auto table = [&](const std::string& strPacket) {
+        return LoginScript(LoginAnswer(markets), 0, [=](Peer& peer) {
+            Message request;
+            peer.Receive(request);
+            peer.Send(strPacket);
+            peer.WaitForEnd();
+        });
+    };
+    EXPECT_DEATH(open(table(Packet(1001, 0, CodeTableAnswer(markets[0]), 0))), "MarketDataSource:");
+    EXPECT_DEATH(open(table(Packet(
+                     1001, 0, Bytes(ZPMDefine_CodeTable_Head{0, 2, 52}) + std::string(100, 'A')))),
+                 "MarketDataSource:");
+    QRX_PROXY_SETTING proxy{};
+    proxy.nProxyType = 4;
+    const OPEN_SETTINGS settings = Settings(1);
+    QRXDefine_ResLogin login;
+    EXPECT_DEATH(QRX_OpenProxy(&settings, &proxy, &login),
+                 "MarketDataSource:[0-9]+: .*Assertion `0' failed");
+}
+
+TEST(Codes, Lookups) {
+    ScriptedServer server(Serving([](Peer&, const Message&) { return true; }));
+    Session session(server.Port());
+    void* h = session.Get();
+    ASSERT_NE(h, nullptr);
+    const QRXDefine_Code* pCode = QRX_GetCodeInfo(h, "CU1701.shf");
+    ASSERT_NE(pCode, nullptr);
+    EXPECT_STREQ(pCode->szVelaCode, "cu1701.SHF");
+    EXPECT_EQ(pCode->nType, 112);
+    EXPECT_EQ(QRX_GetCodeInfo(h, "600001.SH"), nullptr);
+    EXPECT_EQ(QRX_GetCodeInfo(h, "600000"), nullptr);
+    EXPECT_EQ(QRX_GetCodeInfo(h, ".SH"), nullptr);
+    EXPECT_EQ(QRX_GetCodeInfo(h, (std::string(40, 'x') + ".SH").c_str()), nullptr);
+    struct {
+        const char* szMarket;
+        int nResult, nCount;
+    } kCases[] = {{"sh", 0, 2}, {"SHF", 0, 3},    {"XX", -3, 0},
+                  {"", 0, 12},  {nullptr, 0, 12}, {"SH34567890", -3, 0}};
+    for (const auto& c : kCases) {
+        QRXDefine_Code* pCodes = reinterpret_cast<QRXDefine_Code*>(&server);
+        int nCount = 99;
+        EXPECT_EQ(QRX_GetCodeTable(h, c.szMarket, &pCodes, &nCount), c.nResult);
+        EXPECT_EQ(nCount, c.nCount);
+        EXPECT_EQ(pCodes != nullptr, c.nCount > 0);
+        if (c.nCount == 12) EXPECT_STREQ(pCodes[2].szVelaCode, "000001.SZ");  // login order
+        QRX_Free(pCodes);
+    }
+}
+
+}  // namespace
+}  // namespace qrx::test

@@ -1,0 +1,378 @@
+// Requests over a session: packets nobody waits for, time-outs inside packets, retries, the gate,
+// closing against everything.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "codec/codecs.h"
+#include "support/deadline.h"
+#include "support/scripted_server.h"
+
+namespace qrx::test {
+namespace {
+
+std::string OrderBody(int nFirst, int nItems, bool bLast) {
+    ZPMDefine_SaveData_Head head{};
+    memcpy(head.chCode, "600000", 6);
+    memcpy(head.chMarket, "SH", 2);
+    head.nDate = 20240105;
+    head.nItems = nItems;
+    head.nLastPacket = bLast ? 1 : 0;
+    std::string strBody = Bytes(head);
+    for (int i = 0; i < nItems; ++i) {
+        ZPMDefine_Order_v2 order{};
+        order.nTime = 93000000 + i;
+        order.nIndex = nFirst + i;
+        codec::EncodeRecord(order, strBody);
+    }
+    return strBody;
+}
+
+std::string OrderPacket(int nId, int nFirst, int nItems, bool bLast) {
+    return Packet(ID_ZPMTELE_ORDER_V2, nId, OrderBody(nFirst, nItems, bLast));
+}
+
+struct Answer {
+    int nResult;
+    std::vector<int> indexes;
+};
+Answer GetOrders(void* h, int nBegin = 20240105, int nEnd = 0) {
+    const auto request = RequestFor<QRXDefine_ReqOrder>("600000.SH", nBegin, nEnd);
+    QRXDefine_Order* pOrders = nullptr;
+    int nCount = 0;
+    Answer answer{QRX_GetOrder(h, &request, &pOrders, &nCount), {}};
+    EXPECT_EQ(pOrders != nullptr, answer.nResult == 0);
+    for (int i = 0; i < nCount; ++i) answer.indexes.push_back(int{pOrders[i].nIndex});
+    QRX_Free(pOrders);
+    return answer;
+}
+
+TEST(Request, PacketsInOrderAndStaleOnesDropped) {
+    ScriptedServer server(Serving([](Peer& peer, const Message& r) {
+        const int nId = r.head.nRequestID;
+        return peer.Send(OrderPacket(nId - 1, 90, 1, true) +
+                         Packet(ID_ZPMTELE_DAYKDATA, nId, "other") + OrderPacket(nId, 1, 2, false) +
+                         OrderPacket(nId, 3, 0, false) + OrderPacket(nId, 3, 1, true));
+    }));
+    Session session(server.Port());
+    testing::internal::CaptureStderr();
+    const Answer answer = GetOrders(session.Get());
+    const std::string strLines = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(answer.nResult, 0);
+    EXPECT_EQ(answer.indexes, (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(std::count(strLines.begin(), strLines.end(), '\n'), 2);
+    const size_t nText = strLines.find("warnning:\xca\xd5\xb5\xbd\xb7\xc7\xd4\xa4\xc6\xda");
+    ASSERT_NE(nText, std::string::npos);
+    EXPECT_NE(strLines.find("1039 unknown message,request_id:"), std::string::npos);
+    EXPECT_NE(strLines.find("1010 ID_ZPMTELE_DAYKDATA,request_id:"), std::string::npos);
+}
+
+TEST(Request, AnswersCutIntoBytes) {
+    ScriptedServer server(Serving([](Peer& peer, const Message& r) {
+        return peer.SendInPieces(OrderPacket(r.head.nRequestID, 1, 40, false) +
+                                     OrderPacket(r.head.nRequestID, 41, 2, true),
+                                 1);
+    }));
+    Session session(server.Port());
+    EXPECT_EQ(GetOrders(session.Get()).indexes.size(), 42U);
+}
+
+// The time-out strikes after every possible number of bytes; the next request completes.
+TEST(Request, InStepAfterATimeOutAnywhere) {
+    const size_t nWhole = OrderPacket(1, 1, 3, true).size();
+    std::vector<std::thread> threads;
+    std::atomic<size_t> nNext{0};
+    for (int t = 0; t < 40; ++t) {
+        threads.emplace_back([&] {
+            for (size_t nCut = nNext++; nCut <= nWhole; nCut = nNext++) {
+                std::string strRest;
+                ScriptedServer server(Serving([&, nCut](Peer& peer, const Message& r) {
+                    if (strRest.empty()) {
+                        const std::string strAll =
+                            OrderPacket(r.head.nRequestID, 7, 3, nCut % 2 == 0);
+                        strRest = strAll.substr(nCut) + OrderPacket(r.head.nRequestID, 9, 1, true);
+                        return peer.Send(strAll.substr(0, nCut));
+                    }
+                    return peer.Send(strRest + OrderPacket(r.head.nRequestID, 1, 2, true));
+                }));
+                Session session(server.Port(), 1);
+                ASSERT_NE(session.Get(), nullptr);
+                const Answer first = GetOrders(session.Get());
+                if (nCut < nWhole || nCut % 2 != 0) ASSERT_EQ(first.nResult, -2) << nCut;
+                const Answer second = GetOrders(session.Get());
+                ASSERT_EQ(second.nResult, 0) << nCut;
+                ASSERT_EQ(second.indexes, (std::vector<int>{1, 2})) << nCut;
+                ASSERT_EQ(server.Connections(), 1);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+TEST(Request, ATimeOutKeepsTheRemainderOverSeveralRequests) {
+    std::atomic<int> nAsked{0};
+    const std::string strOld = OrderPacket(1, 50, 20, true);
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        switch (nAsked++) {
+            case 0:
+                return peer.Send(strOld.substr(0, 10));
+            case 1:
+                return peer.Send(strOld.substr(10, 30));
+            case 2:
+                return true;
+            default:
+                return peer.Send(strOld.substr(40) + OrderPacket(r.head.nRequestID, 1, 1, true));
+        }
+    }));
+    Session session(server.Port(), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(GetOrders(session.Get()).nResult, -2);
+    EXPECT_EQ(GetOrders(session.Get()).indexes, std::vector<int>{1});
+}
+
+// Connections cut inside a packet with bytes just delivered: a new connection starts clean.
+TEST(Request, ANewConnectionStartsClean) {
+    constexpr int kSessions = 10;
+    constexpr int kRequests = 8;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kSessions; ++t) {
+        threads.emplace_back([t] {
+            std::atomic<int> nAsked{0};
+            ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+                const std::string strAnswer = OrderPacket(r.head.nRequestID, 1, 5, true);
+                if (nAsked++ % 2 == 0) {
+                    peer.Send(strAnswer.substr(
+                        0, static_cast<size_t>(t * 7 + nAsked) % strAnswer.size()));
+                    return false;
+                }
+                return peer.Send(strAnswer);
+            }));
+            Session session(server.Port(), 10, 1, 1);
+            for (int i = 0; i < kRequests / 2; ++i)
+                ASSERT_EQ(GetOrders(session.Get()).indexes.size(), 5U);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+TEST(Request, RetriesThenFallsBack) {
+    ScriptedServer server(Serving([](Peer&, const Message&) { return false; }));
+    Session session(server.Port(), 5, 2, 1);
+    const int64_t nStart = Deadline::NowMs();
+    EXPECT_EQ(GetOrders(session.Get()).nResult, -1);
+    EXPECT_GE(Deadline::NowMs() - nStart, 1900);
+    EXPECT_EQ(server.Connections(), 3);
+    EXPECT_EQ(GetOrders(session.Get()).nResult, -1);  // the session must be opened again
+    EXPECT_EQ(server.Connections(), 3);
+    QRXDefine_Code* pCodes = nullptr;
+    int nCount = 0;
+    EXPECT_EQ(QRX_GetCodeTable(session.Get(), "SH", &pCodes, &nCount), -1);
+}
+
+TEST(Request, ShownCodeRecordsOutliveReconnects) {
+    std::atomic<int> nAsked{0};
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        return nAsked++ % 2 != 0 && peer.Send(OrderPacket(r.head.nRequestID, 1, 1, true));
+    }));
+    Session session(server.Port(), 5, 1, 1);
+    const QRXDefine_Code* pBefore = QRX_GetCodeInfo(session.Get(), "600000.SH");
+    ASSERT_EQ(GetOrders(session.Get()).nResult, 0);
+    EXPECT_EQ(server.Connections(), 2);
+    EXPECT_EQ(QRX_GetCodeInfo(session.Get(), "600000.SH"), pBefore);  // the same table came back
+    EXPECT_STREQ(pBefore->szVelaCode, "600000.SH");
+}
+
+TEST(Request, DaysOfARange) {
+    std::vector<int> days;
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        int nDate;
+        memcpy(&nDate, r.strBody.data() + 16, 4);
+        days.push_back(nDate);
+        if (nDate == 20100301 || nDate == 20100229)
+            return peer.Send(OrderPacket(r.head.nRequestID, nDate, 1, true));
+        return peer.Send(OrderPacket(r.head.nRequestID, 1, 0, true));
+    }));
+    Session session(server.Port(), 1);
+    EXPECT_EQ(GetOrders(session.Get(), 20100228, 20100301).nResult,
+              -3);  // dated 20240105, after the range
+    EXPECT_EQ(days, (std::vector<int>{20100228, 20100229, 20100230, 20100231, 20100301}));
+    EXPECT_EQ(GetOrders(session.Get(), 20240105, 20240104).nResult, -3);
+    EXPECT_EQ(days.size(), 5U);
+    const auto unknown = RequestFor<QRXDefine_ReqOrder>("600009.SH");
+    QRXDefine_Order* pOrders = nullptr;
+    int nCount = 1;
+    EXPECT_EQ(QRX_GetOrder(session.Get(), &unknown, &pOrders, &nCount), -3);
+    EXPECT_EQ(nCount, 0);
+    const auto future = RequestFor<QRXDefine_ReqTick>("cu1701.SHF");
+    QRXDefine_Tick* pTicks = nullptr;
+    EXPECT_EQ(QRX_GetTick(session.Get(), &future, &pTicks, &nCount), -10);
+    EXPECT_EQ(days.size(), 5U);
+}
+
+// Counts that lie: more records than the stream holds, more than memory, fewer than none.
+TEST(Request, LyingCounts) {
+    int nItems = 0;
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        std::string strBody = OrderBody(1, 2, true);
+        memcpy(strBody.data() + offsetof(ZPMDefine_SaveData_Head, nItems), &nItems, 4);
+        return peer.Answer(r, ID_ZPMTELE_ORDER_V2, strBody);
+    }));
+    Session session(server.Port());
+    const struct {
+        int nItems, nResult;
+        size_t nRecords;
+    } kCases[] = {{5, 0, 5},          {1, 0, 1},          {0, -3, 0},   {-1, -3, 0},
+                  {INT32_MIN, -3, 0}, {INT32_MAX, -4, 0}, {700, 0, 700}};
+    for (const auto& c : kCases) {
+        nItems = c.nItems;
+        const Answer answer = GetOrders(session.Get());
+        EXPECT_EQ(answer.nResult, c.nResult) << c.nItems;
+        EXPECT_EQ(answer.indexes.size(), c.nRecords);
+        if (c.nRecords > 2) EXPECT_EQ(answer.indexes[2], 0);  // announced beyond the end: zero
+    }
+}
+
+TEST(Request, APacketAboveTheCeilingIsANetworkError) {
+    ScriptedServer server(Serving([](Peer& peer, const Message& r) {
+        ZPMDefine_MessageHead head{};
+        head.sFlags = PROTOCAL_NUMBER;
+        head.sDataType = ID_ZPMTELE_ORDER_V2;
+        head.nDataLen = (1 << 30) + 1;
+        head.nRequestID = r.head.nRequestID;
+        return peer.Send(Bytes(head));
+    }));
+    Session session(server.Port());
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(GetOrders(session.Get()).nResult, -1);
+    const std::string strLines = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(strLines.begin(), strLines.end(), '\n'), 1);
+}
+
+TEST(RequestDeath, MalformedPackets) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";  // the server has threads
+    std::string strBody(20, 'x');
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        return peer.Answer(r, ID_ZPMTELE_ORDER_V2, strBody);
+    }));
+    EXPECT_DEATH(
+        {
+            Session session(server.Port());
+            GetOrders(session.Get());
+        },
+        "MarketDataSource:[0-9]+: .*Assertion `vecPacketLen\\[i\\]>=sizeof\\(head\\)' failed\\.");
+    strBody.clear();
+    EXPECT_DEATH(
+        {
+            Session session(server.Port());
+            GetOrders(session.Get());
+        },
+        "Assertion");
+}
+
+TEST(Request, OneAtATimeOnAHandle) {
+    std::atomic<int> nRunning{0}, nMost{0};
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        nMost = std::max<int>(nMost, ++nRunning);
+        usleep(100000);
+        --nRunning;
+        return peer.Send(OrderPacket(r.head.nRequestID, 1, 1, true));
+    }));
+    Session session(server.Port());
+    std::thread other([&] { EXPECT_EQ(GetOrders(session.Get()).nResult, 0); });
+    EXPECT_EQ(GetOrders(session.Get()).nResult, 0);
+    other.join();
+    EXPECT_EQ(nMost, 1);
+}
+
+// QRX_Close from another thread in every phase: back within a second, the call gives -1.
+TEST(Close, EndsEverythingWithinASecond) {
+    const auto silent = [](Peer& peer) { peer.WaitForEnd(); };
+    const auto flood = [](Peer& peer, const Message& r) {
+        while (peer.Send(OrderPacket(r.head.nRequestID - 1, 1, 1, true))) {
+        }
+        return false;
+    };
+    const auto cut = [](Peer&, const Message&) { return false; };
+    // Behaviour of the first connection's requests, and of later connections.
+    struct Case {
+        const char* szName;
+        Handler first;
+        ScriptedServer::Script later;
+        int nCloseAfterMs;
+    };
+    const Case kCases[] = {
+        {"silent server",
+         [&](Peer& p, const Message&) {
+             silent(p);
+             return false;
+         },
+         silent, 200},
+        {"flood of stale packets", flood, silent, 200},
+        {"inside a body",
+         [](Peer& p, const Message& r) {
+             p.Send(OrderPacket(r.head.nRequestID, 1, 50, true).substr(0, 60));
+             p.WaitForEnd();
+             return false;
+         },
+         silent, 200},
+        {"pause before a reconnect", cut, silent, 300},
+        {"login of a reconnect", cut, silent, 1400},
+        {"code table of a reconnect", cut,
+         [&](Peer& p) {
+             Message request;
+             p.Receive(request);
+             p.Answer(request, ID_ZPMTELE_LOGIN_ANSWER, LoginAnswer(DefaultMarkets()));
+             silent(p);
+         },
+         1400},
+        {"request after a reconnect", cut, Serving([&](Peer& p, const Message&) {
+             silent(p);
+             return false;
+         }),
+         1500},
+    };
+    std::vector<std::thread> threads;
+    for (const Case& c : kCases) {
+        threads.emplace_back([&c] {
+            const auto serveFirst = Serving(c.first);
+            ScriptedServer server(
+                [&](Peer& peer) { peer.Index() == 0 ? serveFirst(peer) : c.later(peer); });
+            Session session(server.Port(), 60, 3, 1);
+            ASSERT_NE(session.Get(), nullptr);
+            void* h = session.Get();
+            int nResult = 0;
+            std::thread caller([&] { nResult = GetOrders(h).nResult; });
+            usleep(static_cast<useconds_t>(c.nCloseAfterMs) * 1000);
+            const int64_t nStart = Deadline::NowMs();
+            EXPECT_EQ(session.Close(), 0) << c.szName;
+            EXPECT_LT(Deadline::NowMs() - nStart, 1000) << c.szName;
+            caller.join();
+            EXPECT_EQ(nResult, -1) << c.szName;
+            EXPECT_EQ(QRX_Close(h), -11);
+            EXPECT_EQ(GetOrders(h).nResult, -11);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+TEST(Close, TwoAtOnceAndForeignHandles) {
+    ScriptedServer server(Serving([](Peer&, const Message&) { return true; }));
+    for (int i = 0; i < 20; ++i) {
+        const OPEN_SETTINGS settings = Settings(server.Port());
+        QRXDefine_ResLogin login;
+        void* h = QRX_Open(&settings, &login);
+        ASSERT_NE(h, nullptr);
+        int nOther = 0;
+        std::thread other([&] { nOther = QRX_Close(h); });
+        const int nMine = QRX_Close(h);
+        other.join();
+        EXPECT_EQ(nMine + nOther, -11);
+    }
+    int nForeign = 0;
+    EXPECT_EQ(QRX_Close(&nForeign), -11);
+    EXPECT_EQ(QRX_Close(nullptr), -11);
+    EXPECT_EQ(QRX_GetCodeInfo(&nForeign, "600000.SH"), nullptr);
+}
+
+}  // namespace
+}  // namespace qrx::test
