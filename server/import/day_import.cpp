@@ -8,6 +8,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <unordered_map>
 
 #include "import/code_import.h"
@@ -299,9 +300,12 @@ private:
         if (!vecRows.empty() && stamp(vecRows.back()) < stamp(vecRows.front())) {
             std::reverse(vecRows.begin(), vecRows.end());
         }
-        std::stable_sort(vecRows.begin(), vecRows.end(), [](const auto& a, const auto& b) {
+        const auto isBefore = [](const auto& a, const auto& b) {
             return std::tie(a.nDay, a.nDate, a.nTime) < std::tie(b.nDay, b.nDate, b.nTime);
-        });
+        };
+        if (!std::is_sorted(vecRows.begin(), vecRows.end(), isBefore)) {
+            std::stable_sort(vecRows.begin(), vecRows.end(), isBefore);
+        }
     }
 
     void WriteDays(Security& security, std::set<std::string>& setWritten, ImportResult& result) {
@@ -309,22 +313,25 @@ private:
         for (size_t i = 0; i < vecRows.size();) {
             size_t j = i;
             while (j < vecRows.size() && vecRows[j].nDay == vecRows[i].nDay) ++j;
-            std::vector<Row<Record>> vecDay(vecRows.begin() + static_cast<ptrdiff_t>(i),
-                                            vecRows.begin() + static_cast<ptrdiff_t>(j));
             const DayKey key{security.strMarket, security.code.strCode, vecRows[i].nDay};
             const std::string strDay =
                 key.strMarket + "\n" + key.strCode + "\n" + std::to_string(key.nDay);
-            if (m_options.bAppend || m_setWritten.count(strDay) != 0) AddStored(key, vecDay);
+            std::span<Row<Record>> day(vecRows.data() + i, j - i);
+            std::vector<Row<Record>> vecJoined;
+            if (m_options.bAppend || m_setWritten.count(strDay) != 0) {
+                vecJoined = JoinStored(key, day);
+                day = vecJoined;
+            }
             setWritten.insert(strDay);
-            CompleteRows(vecDay);
-            WriteDay(key, security, vecDay);
+            CompleteRows(day);
+            WriteDay(key, security, day);
             ++result.nDays;
             i = j;
         }
     }
 
-    // Puts what is stored in front, and the whole in order.
-    void AddStored(const DayKey& key, std::vector<Row<Record>>& vecDay) {
+    // What is stored and what comes, in the order of time.
+    std::vector<Row<Record>> JoinStored(const DayKey& key, std::span<const Row<Record>> day) {
         std::vector<Row<Record>> vecAll;
         Quantity volume, turnover;
         for (const auto& part : ReadRecords<Record>(m_store, key)) {
@@ -336,18 +343,18 @@ private:
                 vecAll.push_back({0, key.nDay, part.nDate, record.nTime, volume, turnover, record});
             }
         }
-        vecAll.insert(vecAll.end(), vecDay.begin(), vecDay.end());
+        vecAll.insert(vecAll.end(), day.begin(), day.end());
         std::stable_sort(vecAll.begin(), vecAll.end(), [](const auto& a, const auto& b) {
             return std::tie(a.nDate, a.nTime) < std::tie(b.nDate, b.nTime);
         });
-        vecDay = std::move(vecAll);
+        return vecAll;
     }
 
-    void CompleteRows(std::vector<Row<Record>>& vecDay) const {
+    void CompleteRows(std::span<Row<Record>> day) const {
         int64_t nVolume = 0;
         int64_t nTurnover = 0;
         int nIndex = 0;
-        for (auto& row : vecDay) {
+        for (auto& row : day) {
             ++nIndex;
             if constexpr (requires { row.record.nDate; }) row.record.nDate = row.nDate;
             if constexpr (requires { row.record.nIndex; }) {
@@ -370,12 +377,11 @@ private:
         }
     }
 
-    void WriteDay(const DayKey& key, const Security& security,
-                  const std::vector<Row<Record>>& vecDay) {
+    void WriteDay(const DayKey& key, const Security& security, std::span<const Row<Record>> day) {
         if constexpr (Dated<Record>) {
             std::vector<Record> vecRecords;
-            vecRecords.reserve(vecDay.size());
-            for (const auto& row : vecDay) vecRecords.push_back(row.record);
+            vecRecords.reserve(day.size());
+            for (const auto& row : day) vecRecords.push_back(row.record);
             if constexpr (kKindOf<Record> == DayKind::Snapshot) {
                 DayReference reference = m_store.GetDayReference(key);
                 for (const int nDay : {0, key.nDay}) {
@@ -388,7 +394,7 @@ private:
             }
         } else {
             std::vector<DayPart<Record>> vecParts;
-            for (const auto& row : vecDay) {
+            for (const auto& row : day) {
                 if (vecParts.empty() || vecParts.back().nDate != row.nDate) {
                     vecParts.push_back({row.nDate, {}});
                 }
