@@ -73,25 +73,22 @@ TEST(AutoComplete, WorkedDays) {
         QRX_Free(pOut);
     }
 }
-// clang-format on
 
 TEST(AutoComplete, RefusesWhatIsNotFine) {
     const QRXDefine_KLine bar = Bar(20140103, 93000000, 1);
     QRXDefine_KLine* pOut = nullptr;
     int n = 0;
-    const auto refuses = [](QRXDefine_KLine** pp, int* pn, const QRXDefine_KLine* pSrc, int nSrc,
-                            CYCTYPE nCycType) {
-        return MarketDataSource::AutoCompleteKLine(pp, pn, 0, pSrc, nSrc, "", "", nCycType, 1, 0, 0,
-                                                   0, 0) == QRX_ERR_ARGUMENT;
-    };
-    EXPECT_TRUE(refuses(nullptr, &n, &bar, 1, CYC_MINUTE));
-    EXPECT_TRUE(refuses(&pOut, nullptr, &bar, 1, CYC_MINUTE));
-    EXPECT_TRUE(refuses(&pOut, &n, nullptr, 1, CYC_MINUTE));
-    EXPECT_TRUE(refuses(&pOut, &n, &bar, 0, CYC_MINUTE));
-    EXPECT_TRUE(refuses(&pOut, &n, &bar, -1, CYC_SECOND));
-    EXPECT_TRUE(refuses(&pOut, &n, &bar, 1, CYC_DAY));
+    struct Case { QRXDefine_KLine** pp; int* pn; const QRXDefine_KLine* pSrc; int nSrc; CYCTYPE c; };
+    for (const Case& c : {
+             Case{nullptr, &n, &bar, 1, CYC_MINUTE}, {&pOut, nullptr, &bar, 1, CYC_MINUTE},
+             {&pOut, &n, nullptr, 1, CYC_MINUTE}, {&pOut, &n, &bar, 0, CYC_MINUTE},
+             {&pOut, &n, &bar, -1, CYC_SECOND}, {&pOut, &n, &bar, 1, CYC_DAY}}) {
+        EXPECT_EQ(MarketDataSource::AutoCompleteKLine(c.pp, c.pn, 0, c.pSrc, c.nSrc, "", "", c.c, 1,
+                                                      0, 0, 0, 0), QRX_ERR_ARGUMENT);
+    }
     EXPECT_EQ(pOut, nullptr);
 }
+// clang-format on
 
 }  // namespace
 }  // namespace qrx::test
