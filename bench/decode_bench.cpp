@@ -16,7 +16,7 @@ void Decode(const Streams& streams, std::vector<Body>& records) {
     for (size_t i = 0; i < cursors.size(); ++i) {
         const char* p = streams.vecStream[i].data();
         cursors[i] = {p, p + streams.Length(i), reinterpret_cast<char*>(pDst),
-                      streams.vecRecords[i], nullptr};
+                      streams.vecRecords[i]};
         pDst += streams.vecRecords[i];
     }
     codec::DecodeStreams<Body>(cursors.data(), cursors.size());

@@ -20,14 +20,16 @@
 
 namespace qrx::codec {
 
+inline constexpr size_t kMaxPrefix = 68;
+
 // A stream and where its records go.
 struct StreamCursor {
     const char* p = nullptr;
     const char* pEnd = nullptr;
     char* pDst = nullptr;
-    int64_t nLeft = 0;              // records still to be written
-    const char* pPrefix = nullptr;  // what the target puts in front of the fields, if anything
-    bool bWhole = false;            // not to be divided: it was tried, and the stream is too short
+    int64_t nLeft = 0;             // records still to be written
+    bool bWhole = false;           // not to be divided: it was tried, and the stream is too short
+    char prefix[kMaxPrefix] = {};  // what the target puts in front of the fields, if anything
 };
 
 // Server records: the caller zero-fills them, and fields that the stream lacks stay as they are.
@@ -141,7 +143,7 @@ private:
         char* pDst[] = {m_lanes[Lane].pDst...};
         const TagTable& tags = Tags();
         for (int64_t n = 0; n < nBatch; ++n) {
-            (Target::Begin(pDst[Lane], m_lanes[Lane].pPrefix), ...);
+            (Target::Begin(pDst[Lane], m_lanes[Lane].prefix), ...);
             DecodeFields<Lane...>(tags, p, pDst, std::make_index_sequence<kValues>());
             ((pDst[Lane] += kSize), ...);
         }
@@ -174,7 +176,7 @@ private:
     static bool Finish(StreamCursor& cursor, Written& written, Go& go) {
         char* const pFirst = cursor.pDst;
         while (cursor.nLeft > 0 && cursor.p < cursor.pEnd) {
-            Target::BeginShort(cursor.pDst, cursor.pPrefix);
+            Target::BeginShort(cursor.pDst, cursor.prefix);
             for (const StreamField& field : Target::kFields) {
                 if (cursor.p >= cursor.pEnd) break;
                 cursor.p = GuardedStep(cursor.p, cursor.pDst + field.nOffset, field.nWidth);
@@ -188,7 +190,7 @@ private:
             if (!go()) return false;
             const int64_t nFill = std::min(cursor.nLeft, kFillBatch);
             for (int64_t i = 0; i < nFill; ++i) {
-                Target::BeginShort(cursor.pDst + i * kSize, cursor.pPrefix);
+                Target::BeginShort(cursor.pDst + i * kSize, cursor.prefix);
             }
             written(cursor.pDst, nFill);
             cursor.pDst += nFill * kSize;
