@@ -216,12 +216,19 @@ void CNKNetWorkClient::ReceiveLoop() {
     }
 }
 
+char* CNKNetWorkClient::ReceiveSpace(size_t* pSize) {
+    *pSize = qrx::limits::kReadSize;
+    return m_pRead.get();
+}
+
 // Takes what has arrived; false when the connection has ended.
 bool CNKNetWorkClient::ReceiveAvailable() {
     while (!m_bStop && !m_bPaused) {
-        const ssize_t n = recv(m_socket.Get(), m_pRead.get(), qrx::limits::kReadSize, 0);
+        size_t nSpace = 0;
+        char* pSpace = ReceiveSpace(&nSpace);
+        const ssize_t n = recv(m_socket.Get(), pSpace, nSpace, 0);
         if (n > 0) {
-            OnReceiveData(m_pRead.get(), static_cast<int>(n));
+            OnReceiveData(pSpace, static_cast<int>(n));
         } else if (n < 0 && (errno == EAGAIN || errno == EINTR)) {
             return true;
         } else {

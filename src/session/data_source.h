@@ -110,6 +110,13 @@ public:
         const std::vector<int>& vecPacketLen, int (*pfnDecompress)(char*, int, Body*, int),
         void (*pfnConvert)(const Body&, Record&, int, const std::string&, const std::string&),
         int nMsgType, int nBeginDate, int nEndDate, int nBeginTime, int nEndTime, int* pOut);
+    // The same result by the fast pipeline where it serves (ticks/fast_pipeline.h).
+    template <class Head, class Body, class Record>
+    int DecompressFast(
+        Record* pQRXArr, int nMaxCount, const std::vector<char*>& vecPacket,
+        const std::vector<int>& vecPacketLen, int (*pfnDecompress)(char*, int, Body*, int),
+        void (*pfnConvert)(const Body&, Record&, int, const std::string&, const std::string&),
+        int nMsgType, int nBeginDate, int nEndDate, int nBeginTime, int nEndTime, int* pOut);
 
     // -- Bars (kline/) -------------------------------------------------------------------------
     using KLineArray = std::pair<QRXDefine_KLine*, int>;

@@ -1,6 +1,6 @@
-// Received bytes stand in a list of fixed blocks. The receiving thread writes behind the end of the
-// last block and publishes the new end under the lock; the reader copies published bytes outside
-// it and gives whole blocks back. Nothing held is ever moved.
+// Received bytes stand in a list of fixed blocks. The receiving thread has the socket read behind
+// the end of the last block and publishes the new end under the lock; the reader copies published
+// bytes outside it and gives whole blocks back. Nothing held is ever moved.
 #include "session/transport.h"
 
 #include <arpa/inet.h>
@@ -221,6 +221,24 @@ std::unique_ptr<SynNKNetWork::Block> SynNKNetWork::TakeBlock() {
     return pBlock;
 }
 
+// The last block with room in it, a new one if need be; null without memory. With the lock held.
+SynNKNetWork::Block* SynNKNetWork::LastBlock() {
+    if (m_blocks.empty() || m_blocks.back()->nEnd == sizeof m_blocks.back()->data) {
+        std::unique_ptr<Block> pNew = TakeBlock();
+        if (!pNew) return nullptr;
+        m_blocks.push_back(std::move(pNew));
+    }
+    return m_blocks.back().get();
+}
+
+char* SynNKNetWork::ReceiveSpace(size_t* pSize) {
+    const LockGuard guard(m_lock);
+    Block* pBlock = LastBlock();
+    if (pBlock == nullptr) return CNKNetWorkClient::ReceiveSpace(pSize);
+    *pSize = sizeof pBlock->data - pBlock->nEnd;
+    return pBlock->data + pBlock->nEnd;
+}
+
 void SynNKNetWork::OnReceiveData(const void* pData, int nLen) {
     QRX_ASSERT(nLen > 0, "nLen", kTransport);
     if (m_nStatus == kPeerClosed) return;  // lost for want of memory: no hole in the stream
@@ -231,21 +249,17 @@ void SynNKNetWork::OnReceiveData(const void* pData, int nLen) {
         size_t nEnd = 0;
         {
             const LockGuard guard(m_lock);
-            if (m_blocks.empty() || m_blocks.back()->nEnd == sizeof m_blocks.back()->data) {
-                std::unique_ptr<Block> pNew = TakeBlock();
-                if (!pNew) {  // no memory to hold the stream: the connection counts as lost
-                    m_nStatus = kPeerClosed;
-                    PauseReading();
-                    m_cond.Notify();
-                    return;
-                }
-                m_blocks.push_back(std::move(pNew));
+            pBlock = LastBlock();
+            if (pBlock == nullptr) {  // no memory to hold the stream: the connection counts as lost
+                m_nStatus = kPeerClosed;
+                PauseReading();
+                m_cond.Notify();
+                return;
             }
-            pBlock = m_blocks.back().get();
             nEnd = pBlock->nEnd;
         }
         const size_t n = std::min(nLeft, sizeof pBlock->data - nEnd);
-        memcpy(pBlock->data + nEnd, pBytes, n);
+        if (pBytes != pBlock->data + nEnd) memcpy(pBlock->data + nEnd, pBytes, n);
         pBytes += n;
         nLeft -= n;
         const LockGuard guard(m_lock);

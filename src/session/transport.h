@@ -47,6 +47,7 @@ protected:
     void OnConnected(bool) override {}
     void OnDisconnected() override;
     void OnReceiveData(const void* pData, int nLen) override;
+    char* ReceiveSpace(size_t* pSize) override;
 
 private:
     enum Status { kClosed = 0, kConnected = 1, kPeerClosed = 2 };
@@ -56,6 +57,7 @@ private:
     size_t CopyHeld(char* pDst, size_t nWanted);
     int WaitForBytes();
     std::unique_ptr<Block> TakeBlock();
+    Block* LastBlock();
 
     std::atomic<int> m_nStatus{kClosed};
     AutoLock m_lock;  // guards the blocks' list and ends, the held count and the abort flag
