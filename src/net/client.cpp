@@ -150,6 +150,8 @@ bool CNKNetWorkClient::StartThread() {
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &former);
     m_bThread = pthread_create(&m_thread, &attr, &ThreadMain, this) == 0;
+    // Thread-local storage of the application may not fit the small stack.
+    if (!m_bThread) m_bThread = pthread_create(&m_thread, nullptr, &ThreadMain, this) == 0;
     pthread_sigmask(SIG_SETMASK, &former, nullptr);
     pthread_attr_destroy(&attr);
     return m_bThread;

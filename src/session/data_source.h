@@ -220,6 +220,7 @@ private:
     };
 
     int ConnectTransport();
+    int ConnectSteps(QRXDefine_ResLogin* pInfo);
     int RecvHead(ZPMDefine_MessageHead& head);
     int RecvExpectedHead(ZPMDefine_MessageHead& head, int nExpectType, int nExpectRequestID);
     int FinishAbandoned(int nExpectType, int nExpectRequestID);

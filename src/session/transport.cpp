@@ -17,7 +17,8 @@
 using qrx::source::kTransport;
 
 struct SynNKNetWork::Block {
-    size_t nEnd = 0;  // published bytes, guarded by the lock
+    size_t nEnd = 0;         // published bytes, guarded by the lock
+    Block* pNext = nullptr;  // in the list that holds it
     char data[qrx::limits::kReadSize];
 };
 
@@ -36,6 +37,25 @@ struct AddressText {
 };
 
 }  // namespace
+
+void SynNKNetWork::BlockList::PushBack(std::unique_ptr<Block> pBlock) {
+    pBlock->pNext = nullptr;
+    (pLast != nullptr ? pLast->pNext : pFirst) = pBlock.get();
+    pLast = pBlock.release();
+    ++nSize;
+}
+
+std::unique_ptr<SynNKNetWork::Block> SynNKNetWork::BlockList::PopFront() {
+    std::unique_ptr<Block> pBlock(pFirst);
+    pFirst = pBlock->pNext;
+    if (pFirst == nullptr) pLast = nullptr;
+    --nSize;
+    return pBlock;
+}
+
+void SynNKNetWork::BlockList::Clear() {
+    while (pFirst != nullptr) PopFront();
+}
 
 SynNKNetWork::SynNKNetWork(int64_t nTimeOutSeconds, const std::atomic<int>* pQuit)
     : m_pQuit(pQuit) {
@@ -85,7 +105,7 @@ int SynNKNetWork::SetTimeOut(int64_t nSeconds) {
 void SynNKNetWork::Forget() {
     Disconnect(true);
     const LockGuard guard(m_lock);
-    m_blocks.clear();
+    m_blocks.Clear();
     m_nHeld = 0;
     m_nRead = 0;
     m_nStatus = kClosed;
@@ -97,6 +117,9 @@ int SynNKNetWork::SendN(const void* pSrc, int nLen) {
     int nSent = 0;
     qrx::Deadline deadline(m_nTimeOut * 1000);
     while (nSent < nLen) {
+        // The peer has closed, but its last word has not been read: reading it is the caller's
+        // turn.
+        if (m_nStatus == kPeerClosed && HoldsBytes()) return nLen;
         const int n =
             IsConnected() ? Send(static_cast<const char*>(pSrc) + nSent, nLen - nSent) : 0;
         if (n > 0) {
@@ -120,6 +143,11 @@ int SynNKNetWork::SendN(const void* pSrc, int nLen) {
     return nSent;
 }
 
+bool SynNKNetWork::HoldsBytes() {
+    const LockGuard guard(m_lock);
+    return m_nHeld != 0;
+}
+
 // Copies up to nWanted held bytes. Takes the lock only to look and to give blocks back.
 size_t SynNKNetWork::CopyHeld(char* pDst, size_t nWanted) {
     size_t nGot = 0;
@@ -128,8 +156,8 @@ size_t SynNKNetWork::CopyHeld(char* pDst, size_t nWanted) {
         size_t nEnd = 0;
         {
             const LockGuard guard(m_lock);
-            if (m_blocks.empty()) break;
-            pBlock = m_blocks.front().get();
+            pBlock = m_blocks.pFirst;
+            if (pBlock == nullptr) break;
             nEnd = pBlock->nEnd;
         }
         const size_t n = std::min(nWanted - nGot, nEnd - m_nRead);
@@ -143,10 +171,8 @@ size_t SynNKNetWork::CopyHeld(char* pDst, size_t nWanted) {
             m_nHeld -= n;
             bResume = m_nHeld <= qrx::limits::kMaxHeldBytes / 2;
             if (m_nRead == sizeof pBlock->data) {  // a full block is spent, and the writer left it
-                if (m_spare.size() < qrx::limits::kSpareBlocks) {
-                    m_spare.push_back(std::move(m_blocks.front()));
-                }
-                m_blocks.pop_front();
+                std::unique_ptr<Block> pSpent = m_blocks.PopFront();
+                if (m_spare.nSize < qrx::limits::kSpareBlocks) m_spare.PushBack(std::move(pSpent));
                 m_nRead = 0;
             } else {
                 bDone = m_nRead == pBlock->nEnd;
@@ -214,21 +240,20 @@ void SynNKNetWork::OnDisconnected() {
 }
 
 std::unique_ptr<SynNKNetWork::Block> SynNKNetWork::TakeBlock() {
-    if (m_spare.empty()) return std::unique_ptr<Block>(new (std::nothrow) Block);
-    std::unique_ptr<Block> pBlock = std::move(m_spare.back());
-    m_spare.pop_back();
+    if (m_spare.nSize == 0) return std::unique_ptr<Block>(new (std::nothrow) Block);
+    std::unique_ptr<Block> pBlock = m_spare.PopFront();
     pBlock->nEnd = 0;
     return pBlock;
 }
 
 // The last block with room in it, a new one if need be; null without memory. With the lock held.
 SynNKNetWork::Block* SynNKNetWork::LastBlock() {
-    if (m_blocks.empty() || m_blocks.back()->nEnd == sizeof m_blocks.back()->data) {
+    if (m_blocks.pLast == nullptr || m_blocks.pLast->nEnd == sizeof m_blocks.pLast->data) {
         std::unique_ptr<Block> pNew = TakeBlock();
         if (!pNew) return nullptr;
-        m_blocks.push_back(std::move(pNew));
+        m_blocks.PushBack(std::move(pNew));
     }
-    return m_blocks.back().get();
+    return m_blocks.pLast;
 }
 
 char* SynNKNetWork::ReceiveSpace(size_t* pSize) {
