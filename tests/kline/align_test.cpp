@@ -125,6 +125,43 @@ TEST(Align, FirstPointAndGaps) {
     }
 }
 
+// The aligners by name on a session that was never opened: the opening bar is there.
+TEST(Align, NamesChooseRows) {
+    MarketDataSource source;
+    MarketDataSource::KLineArray out(nullptr, 0);
+    QRXDefine_ReqKLine request{};
+    request.nCycType = CYC_MINUTE;
+    const auto size = [&](int nTime, const char* szCode, auto align) {
+        QRXDefine_KLine bar = Bar(20150105, nTime);
+        snprintf(request.chCode, sizeof request.chCode, "%s", szCode);
+        EXPECT_EQ(align(MarketDataSource::InputArray(&bar, 1)), QRX_OK);
+        EXPECT_EQ(memcmp(&out.first[0], &bar, sizeof bar), 0);
+        FreeResult(out.first);
+        return out.second;
+    };
+    EXPECT_EQ(size(93000000, "", [&](auto in) { return source.AlignMinSH(out, in, &request); }), 240);
+    EXPECT_EQ(size(91500000, "", [&](auto in) {
+        return source.AlignMinCF(out, in, &request, CYC_MINUTE); }), 270);
+    EXPECT_EQ(size(90000000, "", [&](auto in) {
+        return source.AlignNormalMinSHF(out, in, &request, true, CYC_MINUTE); }), 225);
+    EXPECT_EQ(size(210000000, "", [&](auto in) {
+        return source.AlignNightMinSHF(out, in, &request, CYC_MINUTE); }), 555);
+    const auto cu = [&](auto in) { return source.AlignNightMinCuSHF(out, in, &request, CYC_MINUTE); };
+    EXPECT_EQ(size(210000000, "PB1505.SHF", cu), 465);
+    EXPECT_EQ(size(210000000, "ru1505.SHF", cu), 345);
+    for (const auto& [szMarket, nBars] : {std::pair("DCE", 555), {"CZC", 375}, {"SHF", 555}}) {
+        EXPECT_EQ(size(210000000, "", [&](auto in) {
+            return source.AlignNightMinFutures(szMarket, out, in, &request, CYC_MINUTE); }), nBars);
+    }
+    // Into an array of the caller: one day is written, what lies behind it is not.
+    Bars own(226, Bar(1, 1));
+    Bars in = {Bar(20150105, 90000000)};
+    out = {own.data(), 226};
+    EXPECT_EQ(source.AlignNormalMinSHF(out, {in.data(), 1}, &request, false, CYC_MINUTE), QRX_OK);
+    EXPECT_EQ(PointOf(own[224]), PlainPoint(20150105, 145900000));
+    EXPECT_EQ(PointOf(own[225]), PlainPoint(1, 1));
+}
+
 TEST(Align, BrokenConditionsStop) {
     using enum GridFault;
     const Bars wild = {Bar(20140103, 90000000), Bar(0, 99999999)};
