@@ -1,4 +1,5 @@
 // Futures and options from the socket to the caller's array.
+// A plus makes a value of a packed member, to which no reference may be bound.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -67,7 +68,7 @@ public:
     }
     std::vector<int> Times() const {
         std::vector<int> times;
-        for (const QRXDefine_Future& record : records) times.push_back(record.nTime);
+        for (const QRXDefine_Future& record : records) times.push_back(+record.nTime);
         return times;
     }
     const std::vector<Message>& Requests() const { return m_requests; }
@@ -149,18 +150,18 @@ TEST(FutureRequest, OptionWithLevels) {
     ASSERT_EQ(nCount, 1);
     EXPECT_STREQ(pData->chVelaCode, "IO1701-C-3500.CF");
     EXPECT_STREQ(pData->chCode, "IO1701-C-3500");
-    EXPECT_EQ(pData->nValue1, 21);
-    EXPECT_EQ(pData->nValue2, 22);
-    EXPECT_EQ(pData->nValue3, 23);
-    EXPECT_EQ(pData->nSettle, 24);
-    EXPECT_EQ(pData->nAuxValue, 25);
+    EXPECT_EQ(+pData->nValue1, 21);
+    EXPECT_EQ(+pData->nValue2, 22);
+    EXPECT_EQ(+pData->nValue3, 23);
+    EXPECT_EQ(+pData->nSettle, 24);
+    EXPECT_EQ(+pData->nAuxValue, 25);
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(pData->nBook1[i], 100 + 4 * i);
-        EXPECT_EQ(pData->nBook2[i], 101 + 4 * i);
-        EXPECT_EQ(pData->nBook3[i], 102 + 4 * i);
-        EXPECT_EQ(pData->nBook4[i], 103 + 4 * i);
+        EXPECT_EQ(+pData->nBook1[i], 100 + 4 * i);
+        EXPECT_EQ(+pData->nBook2[i], 101 + 4 * i);
+        EXPECT_EQ(+pData->nBook3[i], 102 + 4 * i);
+        EXPECT_EQ(+pData->nBook4[i], 103 + 4 * i);
     }
-    EXPECT_EQ(pData->nDayRef1, 71);
+    EXPECT_EQ(+pData->nDayRef1, 71);
     QRX_Free(pData);
     EXPECT_EQ(asked.head.sDataType, 115);
     EXPECT_EQ(asked.strBody,
@@ -257,7 +258,7 @@ TEST(FutureRequest, FilterAndRunningTotals) {
         for (const QRXDefine_Future& record : exchange.records) {
             volumes.push_back(static_cast<int>(record.iVolume));
             totals.push_back(static_cast<int>(record.iAccVolume));
-            EXPECT_EQ(record.iAccTurnover, 10 * record.iAccVolume);
+            EXPECT_EQ(+record.iAccTurnover, 10 * record.iAccVolume);
         }
         EXPECT_EQ(volumes, c.volumes);
         EXPECT_EQ(totals, c.totals);
@@ -282,10 +283,10 @@ TEST(FutureRequest, PacketsOfOneDay) {
     int nCount = 0;
     ASSERT_EQ(QRX_GetFuture(session.Get(), &request, &pData, &nCount), 0);
     ASSERT_EQ(nCount, 703);
-    EXPECT_EQ(pData[699].iAccVolume, 700);
-    EXPECT_EQ(pData[700].iAccVolume, 701);
-    EXPECT_EQ(pData[702].nTime, 0);
-    EXPECT_EQ(pData[702].iAccVolume, 701);
+    EXPECT_EQ(+pData[699].iAccVolume, 700);
+    EXPECT_EQ(+pData[700].iAccVolume, 701);
+    EXPECT_EQ(+pData[702].nTime, 0);
+    EXPECT_EQ(+pData[702].iAccVolume, 701);
     EXPECT_STREQ(pData[702].chCode, "cu1701");
     QRX_Free(pData);
 }
@@ -337,9 +338,9 @@ TEST(FutureRequest, Completion) {
         SCOPED_TRACE(c.szCode);
         ASSERT_EQ(exchange.Get(c.szCode, 20170103, 20170104, 0, 0, 1), 2 * c.nSlots);
         const auto& slots = exchange.records;
-        EXPECT_EQ(slots[0].nDate, 20170103);
+        EXPECT_EQ(+slots[0].nDate, 20170103);
         const size_t nSecond = static_cast<size_t>(c.nSlots);
-        EXPECT_EQ(slots[nSecond].nDate, 20170104);
+        EXPECT_EQ(+slots[nSecond].nDate, 20170104);
         int nVolume = 0;
         for (size_t i = 0; i < nSecond; ++i) nVolume += static_cast<int>(slots[i].iVolume);
         EXPECT_EQ(nVolume, c.nSlots == 32403 ? 12 : 14);  // CF: 08:55 is before its pre-open
