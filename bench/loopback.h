@@ -1,5 +1,5 @@
-// A sender on loopback that writes the same bytes to whoever connects, in a process of its own, so
-// that neither its memory nor its processor time is counted with the receiver's.
+// A sender on loopback, in processes of its own, so that neither its memory nor its processor time
+// is counted with the receiver's.
 #ifndef QRX_BENCH_LOOPBACK_H
 #define QRX_BENCH_LOOPBACK_H
 
@@ -44,7 +44,7 @@ inline bool WriteAll(int fd, const void* pData, size_t nLen) {
     return true;
 }
 
-// Runs serve(fd) in a child for each connection in turn; the child ends with this object.
+// Runs serve(fd) for every connection in a process of its own; all end with this object.
 class LoopbackServer {
 public:
     template <class Serve>
@@ -60,16 +60,21 @@ public:
         m_nPort = ntohs(address.sin_port);
         m_nChild = fork();
         if (m_nChild != 0) return;
+        setpgid(0, 0);
+        signal(SIGCHLD, SIG_IGN);
         for (;;) {
             const Descriptor peer(accept(listener.Get(), nullptr, nullptr));
             if (!peer.Valid()) _exit(1);
+            if (fork() != 0) continue;
             const int nOn = 1;
             setsockopt(peer.Get(), IPPROTO_TCP, TCP_NODELAY, &nOn, sizeof nOn);
             serve(peer.Get());
+            _exit(0);
         }
     }
     ~LoopbackServer() {
-        kill(m_nChild, SIGKILL);
+        kill(-m_nChild, SIGKILL);
+        kill(m_nChild, SIGKILL);  // had it no time to make its group
         waitpid(m_nChild, nullptr, 0);
     }
     LoopbackServer(const LoopbackServer&) = delete;

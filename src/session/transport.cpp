@@ -5,6 +5,7 @@
 
 #include <arpa/inet.h>
 #include <errno.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstring>
@@ -16,10 +17,18 @@
 
 using qrx::source::kTransport;
 
+// Mapped by itself, so that a block given back leaves the process and not just the heap's list: a
+// burst of them would otherwise stand beside the packets that were made of it.
 struct SynNKNetWork::Block {
     size_t nEnd = 0;         // published bytes, guarded by the lock
     Block* pNext = nullptr;  // in the list that holds it
     char data[qrx::limits::kReadSize];
+
+    static void* operator new(size_t nSize, const std::nothrow_t&) noexcept {
+        void* p = mmap(nullptr, nSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        return p == MAP_FAILED ? nullptr : p;
+    }
+    static void operator delete(void* p) noexcept { munmap(p, sizeof(Block)); }
 };
 
 namespace {
