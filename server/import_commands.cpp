@@ -43,7 +43,7 @@ void Import(ImportKind kind, Arguments& arguments) {
             const ImportResult result = pImporter->ImportFile(strFile);
             std::cout << strFile << ": " << result.nRows << " rows, " << result.nRecords
                       << " records";
-            if (kind != ImportKind::Codes) std::cout << ", " << result.nDays << " days";
+            if (result.nDays != 0) std::cout << ", " << result.nDays << " days";
             std::cout << std::endl;
         } catch (const ImportError& e) {
             const std::string strLine = e.nLine > 0 ? ":" + std::to_string(e.nLine) : std::string();
@@ -68,6 +68,8 @@ void AddImportCommands(CLI::App& app) {
         {"queues", "Order queues", ImportKind::Queues},
         {"snapshots", "Snapshots of futures and options, with up to five levels",
          ImportKind::Snapshots},
+        {"bars", "Bars of one minute or one day", ImportKind::Bars},
+        {"adjust", "Adjustment factors", ImportKind::Adjust},
     };
     CLI::App* pImport = app.add_subcommand("import", "Import CSV files, plain or gzip");
     pImport->require_subcommand(1);
@@ -85,7 +87,7 @@ void AddImportCommands(CLI::App& app) {
             ->allow_extra_args(false);
         pKind->add_option("--encoding", p->options.strEncoding, "Text encoding, such as gbk")
             ->capture_default_str();
-        if (row.kind != ImportKind::Codes) {
+        if (row.kind != ImportKind::Codes && row.kind != ImportKind::Adjust) {
             pKind
                 ->add_option("--decimals", p->nDecimals,
                              "Prices are whole numbers with this many decimals in them")
@@ -115,7 +117,25 @@ void AddImportCommands(CLI::App& app) {
             pKind->add_flag("--append", p->options.bAppend,
                             "Add to the days that are stored instead of replacing them");
         }
-        if (row.kind == ImportKind::Ticks || row.kind == ImportKind::Snapshots) {
+        if (row.kind == ImportKind::Bars) {
+            p->options.timeForm = TimeForm::Hhmmss;
+            pKind->add_option("--cycle", p->options.bDaily, "The bars are of a minute or a day")
+                ->transform(CLI::CheckedTransformer(
+                    std::map<std::string, bool>{{"minute", false}, {"day", true}}));
+            pKind
+                ->add_option("--label", p->options.bLabelAtEnd,
+                             "A minute is named by its begin or its end")
+                ->transform(CLI::CheckedTransformer(
+                    std::map<std::string, bool>{{"begin", false}, {"end", true}}));
+            pKind
+                ->add_option("--auction", p->options.bRefuseAuction,
+                             "A bar before a session is joined to the session's first, or the "
+                             "file refused: join, refuse")
+                ->transform(CLI::CheckedTransformer(
+                    std::map<std::string, bool>{{"join", false}, {"refuse", true}}));
+        }
+        if (row.kind == ImportKind::Ticks || row.kind == ImportKind::Bars ||
+            row.kind == ImportKind::Snapshots) {
             pKind
                 ->add_option("--volume", p->options.bCumulative,
                              "Volume and turnover are per-row or cumulative")

@@ -1,5 +1,5 @@
-// qrx-server: init, user, import, simulate, serve. Exit codes: 0 done, 1 failed (one line on standard error
-// says why), others for a command line that is not understood.
+// qrx-server: init, user, import, simulate, serve. Exit codes: 0 done, 1 failed (one line on
+// standard error says why), others for a command line that is not understood.
 #include <exception>
 #include <iostream>
 

@@ -11,6 +11,7 @@
 #include <span>
 #include <unordered_map>
 
+#include "import/bar_import.h"
 #include "import/code_import.h"
 #include "import/progress.h"
 #include "import/row_reader.h"
@@ -431,6 +432,10 @@ std::unique_ptr<Importer> MakeImporter(ImportKind kind, Store& store,
             return std::make_unique<DayImporter<ZPMDefine_Order_v2>>(store, options);
         case ImportKind::Queues:
             return std::make_unique<DayImporter<ZPMDefine_OrderQueue>>(store, options);
+        case ImportKind::Bars:
+            return MakeBarImporter(store, options);
+        case ImportKind::Adjust:
+            return MakeAdjustImporter(store, options);
         case ImportKind::Snapshots:
             return std::make_unique<DayImporter<ZPMDefine_Future_AB_Night>>(store, options);
     }

@@ -25,11 +25,14 @@ struct ImportOptions {
     TimeForm timeForm = TimeForm::HhmmssMmm;
     NightForm nightForm = NightForm::Calendar;
     std::string strEncoding = "utf-8";
-    bool bAppend = false;    // to the days that are stored, instead of replacing them
-    bool bProgress = false;  // shows how far a file is read
+    bool bDaily = false;          // bars are daily ones
+    bool bLabelAtEnd = false;     // minute bars are named by the end of their interval
+    bool bRefuseAuction = false;  // instead of joining an auction's bar to the session's first
+    bool bAppend = false;         // to the days that are stored, instead of replacing them
+    bool bProgress = false;       // shows how far a file is read
 };
 
-enum class ImportKind { Codes, Ticks, Trades, Orders, Queues, Snapshots };
+enum class ImportKind { Codes, Ticks, Trades, Orders, Queues, Snapshots, Bars, Adjust };
 
 struct ImportResult {
     int64_t nRows = 0;

@@ -33,7 +33,7 @@ void SplitCode(const std::string& strCode, const std::string& strMarket, RowStam
 }
 
 RowReader::RowReader(LineReader& lines, const ImportOptions& options,
-                     const std::vector<std::string>& vecColumns)
+                     const std::vector<std::string>& vecColumns, bool bNeedsTime)
     : m_lines(lines),
       m_options(options),
       m_columns(ReadHeader(lines, options, vecColumns)),
@@ -47,7 +47,7 @@ RowReader::RowReader(LineReader& lines, const ImportOptions& options,
     m_columns.Require("code");
     if (m_nDateTime < 0) {
         m_columns.Require("date");
-        m_columns.Require("time");
+        if (bNeedsTime) m_columns.Require("time");
     }
 }
 
@@ -83,7 +83,8 @@ void RowReader::ReadStamp(RowStamp& stamp) const {
         }
     } else {
         const auto nDate = ParseDate(m_columns[m_nDate]);
-        const auto nTime = ParseTime(m_columns[m_nTime], m_options.timeForm);
+        const auto nTime =
+            m_nTime < 0 ? std::optional<int>(0) : ParseTime(m_columns[m_nTime], m_options.timeForm);
         if (!nDate) bad("date", m_nDate);
         if (!nTime) bad("time", m_nTime);
         stamp.nDate = *nDate;

@@ -23,7 +23,7 @@ class RowReader {
 public:
     // vecColumns: the names beyond those of the stamp that the import knows.
     RowReader(LineReader& lines, const ImportOptions& options,
-              const std::vector<std::string>& vecColumns);
+              const std::vector<std::string>& vecColumns, bool bNeedsTime = true);
 
     const Columns& GetColumns() const { return m_columns; }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "serve/bars.h"
 #include "store/day_stream.h"
 #include "support/strings.h"
 #include "text/encoding.h"
@@ -266,18 +267,92 @@ std::unique_ptr<Answer> Snapshots(Store& store, const UserRow& user, bool bLevel
                                                               bLevels ? nullptr : pfnPlain);
 }
 
-// Bars are not served yet: the form of the answer is right and it holds nothing.
-template <class Request, class Head>
-std::unique_ptr<Answer> NoBars(Store& store, int nRequestID, const std::string& strBody) {
-    const auto request = ReadRequest<Request>(strBody);
-    DayAnswerForm form{ID_ZPMTELE_DAYKDATA_OPTION, nRequestID, FieldText(request.chCode),
-                       FieldText(request.chMarket)};
-    if (std::is_same_v<Request, ZPMDefine_RequestKData>) {
-        const auto code = store.FindCode(form.strMarket, form.strCode);
-        const bool bIndex = code && code->nType < 16;
-        form.nType = bIndex ? ID_ZPMTELE_DAYKDATA_INDEX : ID_ZPMTELE_DAYKDATA;
+// Bars are made as they are sent.
+template <class Head, class Record>
+class BarAnswer final : public Answer {
+public:
+    BarAnswer(DayAnswerForm form, std::unique_ptr<BarSource> pSource)
+        : m_form(std::move(form)), m_pSource(std::move(pSource)) {}
+
+    bool Next(std::string& strPacket) override {
+        if (m_bDone) return false;
+        std::string strStream;
+        std::string strRecord;
+        int nItems = 0;
+        while (NextBar()) {
+            strRecord.clear();
+            // What was summed up beyond every encoding is left out rather than sent wrong.
+            if (codec::EncodeRecord(ToRecord(m_vecBars[m_nNext]), strRecord)) {
+                if (strStream.size() + strRecord.size() > kStreamBytes) break;
+                strStream += strRecord;
+                ++nItems;
+            }
+            ++m_nNext;
+        }
+        m_bDone = !NextBar();
+        const Head head = MakeHead<Head>(m_form, 0, nItems, m_bDone);
+        strPacket = MakePacket(m_form.nType, m_form.nRequestID, &head, sizeof head, strStream);
+        return true;
     }
-    return std::make_unique<DayAnswer<Head>>(store, form, std::vector<ChunkRef>{});
+
+private:
+    bool NextBar() {
+        while (m_pSource && m_nNext >= m_vecBars.size()) {
+            m_nNext = 0;
+            if (!m_pSource->Next(m_vecBars)) m_pSource.reset();
+        }
+        return m_nNext < m_vecBars.size();
+    }
+    static Record ToRecord(const ZPMDefine_KData& bar) {
+        if constexpr (std::is_same_v<Record, ZPMDefine_KData>) {
+            return bar;
+        } else {
+            return {bar.nDate,  bar.nTime,   bar.nOpen,     bar.nHigh,       bar.nLow,
+                    bar.nClose, bar.iVolume, bar.iTurnover, bar.nMatchItems, {}};
+        }
+    }
+
+    DayAnswerForm m_form;
+    std::unique_ptr<BarSource> m_pSource;  // null: there are no bars, or no more
+    std::vector<ZPMDefine_KData> m_vecBars;
+    size_t m_nNext = 0;
+    bool m_bDone = false;
+};
+
+template <class Request>
+std::unique_ptr<Answer> Bars(Store& store, const UserRow& user, int nRequestID,
+                             const std::string& strBody) {
+    const auto request = ReadRequest<Request>(strBody);
+    DayAnswerForm form{ID_ZPMTELE_DAYKDATA, nRequestID, FieldText(request.chCode),
+                       FieldText(request.chMarket)};
+    if (!IsBarCycle(request.nCycType)) {
+        throw ProtocolError("unknown cycle " + std::to_string(request.nCycType));
+    }
+    const auto code = store.FindCode(form.strMarket, form.strCode);
+    std::unique_ptr<BarSource> pSource;
+    if (code && IsOpenTo(user, form.strMarket)) {
+        const bool bSnapshots =
+            (code->nType >= 112 && code->nType <= 125) || (code->nType & 0xF0) == 0x90;
+        BarRequest bars{form.strMarket,          code->strCode,
+                        request.nCycType,        std::max(int{request.nCycDef}, 1),
+                        request.nBeginDate,      request.nEndDate > 0 ? request.nEndDate : 99999999,
+                        request.nModeFlag,       request.nModeDate,
+                        request.nModeSwitch != 0};
+        pSource = std::make_unique<BarSource>(store, std::move(bars), bSnapshots);
+    }
+    if constexpr (std::is_same_v<Request, ZPMDefine_RequestKData_Option>) {
+        form.nType = ID_ZPMTELE_DAYKDATA_OPTION;
+        return std::make_unique<BarAnswer<ZPMDefine_KData_Option_Head, ZPMDefine_KData>>(
+            form, std::move(pSource));
+    } else {
+        if (code && code->nType < 16) {
+            form.nType = ID_ZPMTELE_DAYKDATA_INDEX;
+            return std::make_unique<BarAnswer<ZPMDefine_KData_Head, ZPMDefine_KData_Index>>(
+                form, std::move(pSource));
+        }
+        return std::make_unique<BarAnswer<ZPMDefine_KData_Head, ZPMDefine_KData>>(
+            form, std::move(pSource));
+    }
 }
 
 }  // namespace
@@ -350,10 +425,9 @@ std::unique_ptr<Answer> MakeAnswer(Store& store, const UserRow& user,
             return Snapshots<ZPMDefine_RequestOption>(
                 store, user, head.sDataType == ID_ZPMTELE_REQ_OPTION_AB, nId, strBody);
         case ID_ZPMTELE_REQ_KDATA:
-            return NoBars<ZPMDefine_RequestKData, ZPMDefine_KData_Head>(store, nId, strBody);
+            return Bars<ZPMDefine_RequestKData>(store, user, nId, strBody);
         case ID_ZPMTELE_REQ_KDATA_OPTION:
-            return NoBars<ZPMDefine_RequestKData_Option, ZPMDefine_KData_Option_Head>(store, nId,
-                                                                                      strBody);
+            return Bars<ZPMDefine_RequestKData_Option>(store, user, nId, strBody);
         default:
             throw ProtocolError("unknown request type " + std::to_string(head.sDataType));
     }

@@ -1,0 +1,256 @@
+// One-minute bars by trading day and daily bars by year. Bars replace those of the same date and
+// time; a day that is imported again keeps what the file does not have only with --append
+// (minutes), a year of daily bars always.
+//
+// Minute bars are named by the begin of their minute. A bar in the quarter of an hour before a
+// session is the auction's: it is joined to the session's first bar, or refuses the file.
+#include "import/bar_import.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <set>
+
+#include "import/progress.h"
+#include "import/row_reader.h"
+#include "kline/grid.h"
+#include "store/bar.h"
+#include "store/day_stream.h"
+
+namespace qrx::server {
+namespace {
+
+using G = FieldGroup;
+using Bar = ZPMDefine_KData;
+
+constexpr int kMinuteMs = 60 * 1000;
+constexpr int kAuctionMs = 15 * kMinuteMs;
+
+struct BarRow {
+    int64_t nLine;
+    int nDay;
+    int nDate;
+    int nTime;  // HHMMSSmmm
+    Bar bar;
+};
+
+struct Security {
+    std::string strMarket;
+    std::string strCode;
+    std::vector<BarRow> vecRows;
+};
+
+// The begin of the session that follows within a quarter of an hour, or nothing.
+std::optional<int> SessionAfter(const GridRow* pRow, int nTime) {
+    if (pRow == nullptr) return std::nullopt;
+    std::vector<Segment> vecSegments(pRow->pDay->segments.begin(),
+                                     pRow->pDay->segments.begin() + 1);
+    if (pRow->pNight != nullptr) vecSegments.push_back(pRow->pNight->segments[0]);
+    const int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(nTime);
+    for (const Segment& segment : vecSegments) {
+        const int nBegin = BusinessConvertor::HHMMSSmmm2MiniSeconds(segment.nStart);
+        if (nMs < nBegin && nMs >= nBegin - kAuctionMs) return segment.nStart;
+    }
+    return std::nullopt;
+}
+
+class BarImporter final : public Importer {
+public:
+    BarImporter(Store& store, const ImportOptions& options) : m_store(store), m_options(options) {}
+
+    ImportResult ImportFile(const std::string& strPath) override {
+        ImportResult result;
+        LineReader lines(strPath);
+        ProgressBar progress(strPath, m_options.bProgress);
+        std::vector<std::string> vecNames;
+        for (const Field& field : FieldsOf({G::Bar})) vecNames.push_back(field.strColumn);
+        RowReader rows(lines, m_options, vecNames, !m_options.bDaily);
+        std::vector<std::pair<Field, int>> vecFields;
+        for (const Field& field : FieldsOf({G::Bar})) {
+            const int nColumn = rows.GetColumns().Find(field.strColumn);
+            if (field.kind == FieldKind::Date || field.kind == FieldKind::Time) continue;
+            if (field.kind == FieldKind::Price) rows.GetColumns().Require(field.strColumn);
+            if (nColumn >= 0) vecFields.emplace_back(field, nColumn);
+        }
+        std::map<std::string, Security> mapSecurities;
+        while (rows.Next()) {
+            ReadRow(rows, lines.Line(), vecFields, mapSecurities);
+            if ((++result.nRows & 0xFFF) == 0) progress.Show(lines.Progress(), result.nRows);
+        }
+        Store::Batch batch(m_store);
+        for (auto& [strKey, security] : mapSecurities) Write(security, result);
+        batch.Commit();
+        return result;
+    }
+
+private:
+    void ReadRow(const RowReader& rows, int64_t nLine,
+                 const std::vector<std::pair<Field, int>>& vecFields,
+                 std::map<std::string, Security>& mapSecurities) {
+        rows.ReadStamp(m_stamp);
+        Security& security = mapSecurities[m_stamp.strMarket + "\n" + m_stamp.strCode];
+        if (security.strCode.empty()) {
+            const auto code = m_store.FindCode(m_stamp.strMarket, m_stamp.strCode);
+            if (!code) {
+                rows.Refuse(m_stamp.strCode + "." + m_stamp.strMarket +
+                            " is in no code table (import codes first)");
+            }
+            security.strMarket = m_stamp.strMarket;
+            security.strCode = code->strCode;
+        }
+        BarRow row{nLine, m_stamp.nDay, m_stamp.nDate, m_stamp.nTime, {}};
+        for (const auto& [field, nColumn] : vecFields) {
+            const int64_t nValue = rows.Value(field, nColumn);
+            memcpy(reinterpret_cast<char*>(&row.bar) + field.nOffset, &nValue, field.nWidth);
+        }
+        if (m_options.bDaily) {
+            row.nTime = 0;
+            row.nDay = row.nDate / 10000 * 10000;
+        } else {
+            Name(rows, row, FindGridRow(security.strMarket, security.strCode));
+        }
+        security.vecRows.push_back(row);
+    }
+
+    // Names a minute by its begin, and an auction by the begin of its session.
+    void Name(const RowReader& rows, BarRow& row, const GridRow* pGrid) const {
+        if (m_options.bLabelAtEnd) {
+            int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(row.nTime) - kMinuteMs;
+            if (nMs < 0) {
+                nMs += 24 * 60 * kMinuteMs;
+                row.nDate = PreviousCalendarDay(row.nDate);
+            }
+            row.nTime = BusinessConvertor::MiniSeconds2HHMMSSmmm(nMs);
+        }
+        if (row.nTime % 100000 != 0) rows.Refuse("the time is not a whole minute");
+        if (const auto nSession = SessionAfter(pGrid, row.nTime)) {
+            if (m_options.bRefuseAuction) rows.Refuse("a bar before its session");
+            row.nTime = *nSession;
+        }
+    }
+
+    void DateRows(Security& security) const {
+        auto& vecRows = security.vecRows;
+        TradingDays days;
+        for (const BarRow& row : vecRows) {
+            if (!IsNight(row.nTime)) days.AddDayRow(row.nDate);
+        }
+        for (BarRow& row : vecRows) {
+            if (row.nDay != 0) continue;
+            row.nDay = row.nDate;
+            if (m_options.nightForm == NightForm::None || !IsNight(row.nTime)) continue;
+            if (m_options.nightForm == NightForm::Calendar) {
+                row.nDay = days.DayOfNight(row.nDate, row.nTime);
+            } else {
+                row.nDate = days.DateOfNight(row.nDay, row.nTime);
+            }
+        }
+        const auto stamp = [](const BarRow& row) { return std::pair(row.nDate, row.nTime); };
+        if (!vecRows.empty() && stamp(vecRows.back()) < stamp(vecRows.front())) {
+            std::reverse(vecRows.begin(), vecRows.end());
+        }
+        std::stable_sort(vecRows.begin(), vecRows.end(), [](const BarRow& a, const BarRow& b) {
+            return std::tie(a.nDay, a.nDate, a.nTime) < std::tie(b.nDay, b.nDate, b.nTime);
+        });
+    }
+
+    void Write(Security& security, ImportResult& result) {
+        DateRows(security);
+        const DayKind kind = m_options.bDaily ? DayKind::DailyBar : DayKind::MinuteBar;
+        const auto& vecRows = security.vecRows;
+        for (size_t i = 0; i < vecRows.size();) {
+            const DayKey key{security.strMarket, security.strCode, vecRows[i].nDay};
+            std::map<std::pair<int, int>, Bar> mapBars;
+            Bar before{};
+            for (; i < vecRows.size() && vecRows[i].nDay == key.nDay; ++i) {
+                Add(mapBars, vecRows[i], before);
+            }
+            const std::string strDay =
+                key.strMarket + "\n" + key.strCode + "\n" + std::to_string(key.nDay);
+            if (m_options.bDaily || m_options.bAppend || !m_setWritten.insert(strDay).second) {
+                for (const auto& part : ReadRecords<Bar>(m_store, key, kind)) {
+                    for (const Bar& bar : part.vecRecords) {
+                        mapBars.emplace(std::pair(int{bar.nDate}, int{bar.nTime}), bar);
+                    }
+                }
+            }
+            std::vector<Bar> vecBars;
+            for (const auto& [stamp, bar] : mapBars) vecBars.push_back(bar);
+            PutRecords(m_store, kind, key, vecBars);
+            result.nRecords += static_cast<int64_t>(vecBars.size());
+            ++result.nDays;
+        }
+    }
+
+    void Add(std::map<std::pair<int, int>, Bar>& mapBars, const BarRow& row, Bar& before) const {
+        Bar bar = row.bar;
+        bar.nDate = row.nDate;
+        bar.nTime = row.nTime / 1000;
+        if (m_options.bCumulative && !m_options.bDaily) {
+            bar.iVolume = row.bar.iVolume - before.iVolume;
+            bar.iTurnover = row.bar.iTurnover - before.iTurnover;
+            before = row.bar;
+            if (bar.iVolume < 0 || bar.iTurnover < 0) {
+                throw ImportError(row.nLine, "the volume or turnover of the day falls");
+            }
+        }
+        const auto [it, bNew] = mapBars.emplace(std::pair(row.nDate, row.nTime / 1000), bar);
+        if (!bNew) MergeBar(it->second, bar);  // an auction and the minute that it opens
+    }
+
+    Store& m_store;
+    ImportOptions m_options;
+    RowStamp m_stamp;
+    std::set<std::string> m_setWritten;
+};
+
+// Columns: market, code, date, factor. The factors of a security are replaced.
+class AdjustImporter final : public Importer {
+public:
+    AdjustImporter(Store& store, const ImportOptions& options)
+        : m_store(store), m_options(options) {}
+
+    ImportResult ImportFile(const std::string& strPath) override {
+        ImportResult result;
+        LineReader lines(strPath);
+        RowReader rows(lines, m_options, {"factor"}, false);
+        rows.GetColumns().Require("factor");
+        const int nColumn = rows.GetColumns().Find("factor");
+        std::map<std::pair<std::string, std::string>, std::map<int, double>> mapFactors;
+        RowStamp stamp;
+        while (rows.Next()) {
+            rows.ReadStamp(stamp);
+            const auto nFactor = ParseDecimal(rows.GetColumns()[nColumn], 12);
+            if (!nFactor || *nFactor <= 0) {
+                rows.Refuse("bad factor \"" + rows.Text(nColumn) + "\"");
+            }
+            mapFactors[{stamp.strMarket, stamp.strCode}][stamp.nDate] =
+                static_cast<double>(*nFactor) * 1e-12;
+            ++result.nRows;
+        }
+        Store::Batch batch(m_store);
+        for (const auto& [security, factors] : mapFactors) {
+            std::vector<AdjustFactor> vec;
+            for (const auto& [nDate, f] : factors) vec.push_back({nDate, f});
+            m_store.PutAdjustFactors(security.first, security.second, vec);
+            result.nRecords += static_cast<int64_t>(vec.size());
+        }
+        batch.Commit();
+        return result;
+    }
+
+private:
+    Store& m_store;
+    ImportOptions m_options;
+};
+
+}  // namespace
+
+std::unique_ptr<Importer> MakeBarImporter(Store& store, const ImportOptions& options) {
+    return std::make_unique<BarImporter>(store, options);
+}
+std::unique_ptr<Importer> MakeAdjustImporter(Store& store, const ImportOptions& options) {
+    return std::make_unique<AdjustImporter>(store, options);
+}
+
+}  // namespace qrx::server

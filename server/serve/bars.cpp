@@ -1,0 +1,251 @@
+// Aggregation of bars. Inside, times are HHMMSSmmm throughout; they become HHMMSS at the end.
+#include "serve/bars.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "store/bar.h"
+#include "store/day_stream.h"
+#include "support/date_time.h"
+
+namespace qrx::server {
+namespace {
+
+enum : int {
+    kMinutes = 0,
+    kQuarters = 4,
+    kHalfYears = 5,
+    kYears = 6,
+    kDays = 7,
+    kWeeks = 8,
+    kMonths = 9,
+    kSeconds = 11
+};
+
+using Bar = ZPMDefine_KData;
+using Point = std::pair<int, int>;  // calendar date, time
+
+Point PointOf(const Bar& bar) {
+    return {bar.nDate, bar.nTime};
+}
+
+// Adds a bar to the last one when that starts at the same point.
+void AddAt(std::vector<Bar>& vecBars, Point point, const Bar& bar) {
+    if (!vecBars.empty() && PointOf(vecBars.back()) == point) {
+        MergeBar(vecBars.back(), bar);
+        return;
+    }
+    vecBars.push_back(bar);
+    vecBars.back().nDate = point.first;
+    vecBars.back().nTime = point.second;
+}
+
+int TradingDayOf(const Bar& bar) {
+    QRXDefine_KLine line{};
+    line.nDate = bar.nDate;
+    line.nTime = bar.nTime;
+    return GetTradingDay(&line);
+}
+
+bool IsWeekend(int nDate) {
+    const int n = BusinessConvertor::GetDayOfWeek(nDate);
+    return n == 0 || n == 6;
+}
+
+// One bar a snapshot with trades.
+Bar BarOf(const ZPMDefine_Tick_Night& tick, int& nTradesBefore) {
+    const int nTrades = std::max(0, tick.nTickField1 - nTradesBefore);
+    nTradesBefore = tick.nTickField1;
+    return {tick.nDate,  tick.nTime,   tick.nPrice,    tick.nPrice, tick.nPrice,
+            tick.nPrice, tick.iVolume, tick.iTurnover, nTrades,     tick.nTickField2};
+}
+Bar BarOf(const ZPMDefine_Future_AB_Night& s, int&) {
+    return {s.nDate,   s.nTime,   s.nValue0,   s.nValue0, s.nValue0,
+            s.nValue0, s.iVolume, s.iTurnover, 0,         s.nPosition};
+}
+
+template <class Record>
+std::vector<Bar> FromSnapshots(Store& store, const DayKey& key) {
+    std::vector<Bar> vecBars;
+    int nTrades = 0;
+    for (const auto& part : ReadRecords<Record>(store, key)) {
+        for (const Record& record : part.vecRecords) {
+            if (record.iVolume > 0) vecBars.push_back(BarOf(record, nTrades));
+        }
+    }
+    return vecBars;
+}
+
+std::vector<Bar> ReadBars(Store& store, DayKind kind, const DayKey& key) {
+    std::vector<Bar> vecBars;
+    for (const auto& part : ReadRecords<Bar>(store, key, kind)) {
+        vecBars.insert(vecBars.end(), part.vecRecords.begin(), part.vecRecords.end());
+    }
+    return vecBars;
+}
+
+// Equal for the days of one bar of a long cycle.
+int PeriodOf(int nDate, int nCycle) {
+    const int nYear = nDate / 10000;
+    const int nMonth = nDate / 100 % 100 - 1;
+    switch (nCycle) {
+        case kWeeks:  // its Monday
+            return GetDiffDay(nDate, -((BusinessConvertor::GetDayOfWeek(nDate) + 6) % 7), false);
+        case kMonths:
+            return nYear * 12 + nMonth;
+        case kQuarters:
+            return nYear * 4 + nMonth / 3;
+        case kHalfYears:
+            return nYear * 2 + nMonth / 6;
+        case kYears:
+            return nYear;
+        default:
+            return nDate;
+    }
+}
+
+int32_t Scaled(int32_t nPrice, double f) {
+    constexpr double kLimit = std::numeric_limits<int32_t>::max();
+    return static_cast<int32_t>(std::clamp(std::round(nPrice * f), -kLimit, kLimit));
+}
+
+}  // namespace
+
+bool IsBarCycle(int nCycle) {
+    return nCycle == kMinutes || nCycle == kSeconds || (nCycle >= kQuarters && nCycle <= kMonths);
+}
+
+BarSource::BarSource(Store& store, BarRequest request, bool bSnapshots)
+    : m_store(store),
+      m_request(std::move(request)),
+      m_kind(m_request.nCycle == kMinutes ? DayKind::MinuteBar
+             : bSnapshots                 ? DayKind::Snapshot
+                                          : DayKind::Tick),
+      m_nCycType(m_request.nCycle == kMinutes ? CYC_MINUTE : CYC_SECOND),
+      m_pRow(FindGridRow(m_request.strMarket, m_request.strCode)) {
+    const auto& [strMarket, strCode] = std::tie(m_request.strMarket, m_request.strCode);
+    if (m_request.nCycle == kMinutes || m_request.nCycle == kSeconds) {
+        m_bLongDone = true;
+        m_vecDays = store.Days(m_kind, strMarket, strCode, m_request.nBeginDay, m_request.nEndDay);
+        if (m_pRow != nullptr) {
+            m_pWalk = std::make_unique<GridWalk>(*m_pRow, m_nCycType, m_request.nMultiple);
+        }
+    }
+    if (m_request.nPriceMode == 1 || m_request.nPriceMode == 2) {
+        m_vecFactors = store.AdjustFactors(strMarket, strCode);
+    }
+    if (m_request.nPriceMode == 1 && !m_vecFactors.empty()) {
+        m_fReference =
+            Factor(m_request.nPriceDay > 0 ? m_request.nPriceDay : std::numeric_limits<int>::max());
+    }
+}
+
+bool BarSource::Next(std::vector<Bar>& vecBars) {
+    vecBars.clear();
+    if (!m_bLongDone) {
+        m_bLongDone = true;
+        vecBars = LongBars();
+        return true;
+    }
+    if (m_nNextDay >= m_vecDays.size()) return false;
+    PlaceOnGrid(LoadDay(m_vecDays[m_nNextDay++]), vecBars);
+    Adjust(vecBars);
+    for (Bar& bar : vecBars) bar.nTime /= 1000;
+    return true;
+}
+
+std::vector<Bar> BarSource::LoadDay(int nDay) {
+    const DayKey key{m_request.strMarket, m_request.strCode, nDay};
+    if (m_kind == DayKind::Snapshot) return FromSnapshots<ZPMDefine_Future_AB_Night>(m_store, key);
+    if (m_kind == DayKind::Tick) return FromSnapshots<ZPMDefine_Tick_Night>(m_store, key);
+    auto vecBars = ReadBars(m_store, m_kind, key);
+    for (Bar& bar : vecBars) bar.nTime *= 1000;
+    return vecBars;
+}
+
+// A stored day is walked by the trading days that clients see in its bars. They know weekends and
+// no holidays: the night before a holiday is a trading day of its own to them.
+void BarSource::PlaceOnGrid(const std::vector<Bar>& vecFine, std::vector<Bar>& vecBars) {
+    const int nStepMs = GetBarSeconds(m_nCycType, m_request.nMultiple) * 1000;
+    for (size_t i = 0; i < vecFine.size();) {
+        const int nDay = TradingDayOf(vecFine[i]);
+        size_t j = i;
+        while (j < vecFine.size() && TradingDayOf(vecFine[j]) == nDay) ++j;
+        std::vector<Point> vecPoints;
+        if (m_pWalk && !IsWeekend(nDay)) {
+            m_pWalk->TradingDay(
+                nDay, [&](int nDate, int nTime) { vecPoints.emplace_back(nDate, nTime); });
+        }
+        for (; i < j; ++i) {
+            const Bar& bar = vecFine[i];
+            if (vecPoints.empty()) {
+                const int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(bar.nTime);
+                AddAt(
+                    vecBars,
+                    {bar.nDate, BusinessConvertor::MiniSeconds2HHMMSSmmm(nMs / nStepMs * nStepMs)},
+                    bar);
+                continue;
+            }
+            auto it = std::upper_bound(vecPoints.begin(), vecPoints.end(), PointOf(bar));
+            if (it != vecPoints.begin()) --it;  // what is early joins the first bar
+            AddAt(vecBars, *it, bar);
+        }
+    }
+}
+
+// Days and longer; each bar is dated by its last day.
+std::vector<Bar> BarSource::LongBars() {
+    std::vector<Bar> vecDays;
+    const int nFirst = m_request.nBeginDay / 10000 * 10000;
+    for (const int nYear : m_store.Days(DayKind::DailyBar, m_request.strMarket, m_request.strCode,
+                                        nFirst, m_request.nEndDay)) {
+        for (const Bar& bar : ReadBars(m_store, DayKind::DailyBar,
+                                       {m_request.strMarket, m_request.strCode, nYear})) {
+            if (bar.nDate >= m_request.nBeginDay && bar.nDate <= m_request.nEndDay) {
+                vecDays.push_back(bar);
+            }
+        }
+    }
+    Adjust(vecDays);
+    std::vector<Bar> vecBars;
+    int nPeriod = 0;
+    int nPeriods = 0;  // that the last bar holds
+    for (const Bar& day : vecDays) {
+        const int nThis = PeriodOf(day.nDate, m_request.nCycle);
+        const bool bSame = !vecBars.empty() && nThis == nPeriod;
+        if (!bSame) nPeriods = nPeriods % m_request.nMultiple + 1;
+        nPeriod = nThis;
+        if (bSame || nPeriods > 1) {
+            MergeBar(vecBars.back(), day);
+        } else {
+            vecBars.push_back(day);
+        }
+        vecBars.back().nDate = day.nDate;
+        vecBars.back().nTime = 0;
+    }
+    return vecBars;
+}
+
+// The factor that counts on a day: the last one that began before it or on it.
+double BarSource::Factor(int nDate) const {
+    const auto it = std::upper_bound(m_vecFactors.begin(), m_vecFactors.end(), nDate,
+                                     [](int n, const AdjustFactor& f) { return n < f.nDate; });
+    return it == m_vecFactors.begin() ? 1 : std::prev(it)->fFactor;
+}
+
+void BarSource::Adjust(std::vector<Bar>& vecBars) const {
+    if (m_vecFactors.empty()) return;
+    for (Bar& bar : vecBars) {
+        const double f = Factor(bar.nDate) / m_fReference;
+        bar.nOpen = Scaled(bar.nOpen, f);
+        bar.nHigh = Scaled(bar.nHigh, f);
+        bar.nLow = Scaled(bar.nLow, f);
+        bar.nClose = Scaled(bar.nClose, f);
+        if (m_request.bAdjustVolume) {
+            bar.iVolume = std::llround(static_cast<double>(bar.iVolume) / f);
+        }
+    }
+}
+
+}  // namespace qrx::server
