@@ -220,7 +220,9 @@ TEST_F(BarsTest, IndexesAndOptionsHaveTheirOwnForms) {
     const ServerProcess server(m_folder, m_strDb);
     ServerClient client(server);
     client.LogIn("alice", "secret");
-    ZPMDefine_RequestKData_Option request{{'1', '0', '0', '0', '4', '4', '0', '5'}, {'S', 'H'}};
+    ZPMDefine_RequestKData_Option request{};
+    memcpy(request.chCode, "10004405", 8);
+    memcpy(request.chMarket, "SH", 2);
     request.nCycDef = 1;
     request.nBeginDate = 20240102;
     request.nEndDate = -1;
