@@ -105,7 +105,7 @@ TEST_F(ImportTest, RefusalsNameTheLineAndLeaveNothingBehind) {
         << result.strOutput;
     const auto ticks = Ticks("600000", 20240102);
     ASSERT_EQ(1U, ticks.size());
-    EXPECT_EQ(93000000, ticks[0].nTime);
+    EXPECT_EQ(93000000, +ticks[0].nTime);
 }
 
 TEST_F(ImportTest, HeadersAndOptionsThatDoNotFitAreRefused) {
@@ -153,19 +153,19 @@ TEST_F(ImportTest, FilesOfOtherPeopleAreRead) {
                 "100", "--turnover-unit", "1000"});
     const auto ticks = Ticks("600000", 20240102);
     ASSERT_EQ(3U, ticks.size());
-    EXPECT_EQ(93000000, ticks[0].nTime);
-    EXPECT_EQ(100000, ticks[0].nPrice);  // the file's last row comes first
-    EXPECT_EQ(0, ticks[0].iAccVolume);
-    EXPECT_EQ(100100, ticks[1].nPrice);
-    EXPECT_EQ(93003500, ticks[2].nTime);
-    EXPECT_EQ(100150, ticks[2].nPrice);
-    EXPECT_EQ(500, ticks[2].iVolume);
-    EXPECT_EQ(700, ticks[2].iAccVolume);
-    EXPECT_EQ(700000, ticks[2].iTurnover);  // 0.07 thousand, in 1/10000
-    EXPECT_EQ(900000, ticks[2].iAccTurnover);
-    EXPECT_EQ(0, ticks[2].nBook1[0]);
-    EXPECT_EQ(100300, ticks[2].nBook1[1]);
-    EXPECT_EQ(0, ticks[2].nBook2[0]);
+    EXPECT_EQ(93000000, +ticks[0].nTime);
+    EXPECT_EQ(100000, +ticks[0].nPrice);  // the file's last row comes first
+    EXPECT_EQ(0, +ticks[0].iAccVolume);
+    EXPECT_EQ(100100, +ticks[1].nPrice);
+    EXPECT_EQ(93003500, +ticks[2].nTime);
+    EXPECT_EQ(100150, +ticks[2].nPrice);
+    EXPECT_EQ(500, +ticks[2].iVolume);
+    EXPECT_EQ(700, +ticks[2].iAccVolume);
+    EXPECT_EQ(700000, +ticks[2].iTurnover);  // 0.07 thousand, in 1/10000
+    EXPECT_EQ(900000, +ticks[2].iAccTurnover);
+    EXPECT_EQ(0, +ticks[2].nBook1[0]);
+    EXPECT_EQ(100300, +ticks[2].nBook1[1]);
+    EXPECT_EQ(0, +ticks[2].nBook2[0]);
 }
 
 TEST_F(ImportTest, TradesOrdersAndQueuesFillTheirFields) {
@@ -206,7 +206,7 @@ TEST_F(ImportTest, TradesOrdersAndQueuesFillTheirFields) {
     const ZPMDefine_OrderQueue ask{93000000, {106000, 'S', 70, 1}, {300}};
     EXPECT_EQ(0, memcmp(&bid, &queues[0], sizeof bid));
     EXPECT_EQ(0, memcmp(&ask, &queues[1], sizeof ask));
-    EXPECT_EQ(93003000, queues[2].nTime);
+    EXPECT_EQ(93003000, +queues[2].nTime);
 }
 
 // Friday's night belongs to Monday, or to the day that the file has next; both ways of dating.
@@ -280,12 +280,12 @@ TEST_F(ImportTest, FilesOfOneCommandAreJoinedToTradingDays) {
         for (const auto& vecRun : vecRuns) Must(vecRun);
         const auto snapshots = Snapshots(20181015);
         ASSERT_EQ(3U, snapshots.size());
-        EXPECT_EQ(20181012, snapshots[0].nDate);
-        EXPECT_EQ(210000500, snapshots[0].nTime);
-        EXPECT_EQ(10, snapshots[0].iVolume);
-        EXPECT_EQ(6, snapshots[1].iVolume);
-        EXPECT_EQ(4, snapshots[2].iVolume);
-        EXPECT_EQ(120050000, snapshots[2].nSettle);
+        EXPECT_EQ(20181012, +snapshots[0].nDate);
+        EXPECT_EQ(210000500, +snapshots[0].nTime);
+        EXPECT_EQ(10, +snapshots[0].iVolume);
+        EXPECT_EQ(6, +snapshots[1].iVolume);
+        EXPECT_EQ(4, +snapshots[2].iVolume);
+        EXPECT_EQ(120050000, +snapshots[2].nSettle);
         EXPECT_EQ(119000000, m_vecMessages.back().As<ZPMDefine_Future_Head>().nDayRef1);
     }
 }
