@@ -261,7 +261,7 @@ TEST_F(ServeTest, NoDataIsOneEmptyLastPacket) {
             EXPECT_NE(0, none->As<ZPMDefine_SaveData_Head>().nLastPacket);
         }
     }
-    // Bars are not there yet; snapshots have none for this code.
+    // An empty code has no bars and no snapshots either.
     for (const auto& [nType, nBody, nAnswer, nLen] : {std::tuple(101, 72, 1010, 52),
                                                       {117, 84, 1012, 64},
                                                       {112, 24, 1049, 20},
