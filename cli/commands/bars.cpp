@@ -36,7 +36,7 @@ void RunBars(Context& context) {
     auto bars = connection.Get().Bars(request);
     connection.Check(bars.code, strWhat);
     if (bComplete) {
-        CheckCompletable(code, Completed::Bars, bars.value[0].nDate, bars.value[0].nTime);
+        CheckCompletable(code, bars.value);
         request.nAutoComplete = 1;
         bars = connection.Get().Bars(request);
         connection.Check(bars.code, strWhat);

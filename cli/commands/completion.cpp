@@ -44,21 +44,29 @@ void CheckCompletable(const QRXDefine_Code& code, Completed kind) {
                                        " has no session grid; only" + strMarkets + " have one");
 }
 
-void CheckCompletable(const QRXDefine_Code& code, Completed kind, int nFirstDate, int nFirstTime) {
-    CheckCompletable(code, kind);
-    // The grid of snapshots takes up what lies before the session.
-    if (kind == Completed::Snapshots) return;
+void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_KLine> bars) {
+    CheckCompletable(code, Completed::Bars);
+    if (bars.empty()) return;
     const GridRow& grid = *FindGrid(code);
+    const QRXDefine_KLine& first = bars.front();
     const bool bNight =
-        grid.nBarsNight != 0 && (nFirstTime >= grid.nBarsNight || nFirstTime <= kNightEnd);
-    if (bNight || nFirstTime >= grid.nBarsOpen) return;
+        grid.nBarsNight != 0 && (first.nTime >= grid.nBarsNight || first.nTime <= kNightEnd);
+    if (bNight || first.nTime >= grid.nBarsOpen) return;
     std::string strWhere;
-    AppendCell({"", Kind::Date}, {nFirstDate}, {}, strWhere);
+    AppendCell({"", Kind::Date}, {first.nDate}, {}, strWhere);
     strWhere += " ";
-    AppendCell({"", Kind::Time}, {nFirstTime}, {}, strWhere);
+    AppendCell({"", Kind::Time}, {first.nTime}, {}, strWhere);
     throw Failure(EXIT_COMPLETION, "--complete: the first bar, at " + strWhere +
                                        ", lies before the session of " +
                                        std::string(FieldView(code.szMarket)));
+}
+
+// The half-second grids take up what lies before the session: nothing is known against a day yet.
+void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_Future>, int) {
+    CheckCompletable(code, Completed::Snapshots);
+}
+void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_FutureAB>, int) {
+    CheckCompletable(code, Completed::Snapshots);
 }
 
 }  // namespace qrx::cli

@@ -15,11 +15,9 @@ void Run(Context& context, Result<Array<Record>> (Session::*pfnFetch)(const QRXD
             if (!bComplete) return;
             CheckCompletable(code, Completed::Snapshots);
             const auto plain = (context.Connect().Get().*pfnFetch)(request);
-            if (plain && !plain.value.empty()) {
-                CheckCompletable(code, Completed::Snapshots, plain.value[0].nDate,
-                                 plain.value[0].nTime);
-                request.nAutoComplete = 1;
-            }
+            if (!plain) return;  // the request itself meets the same and reports it
+            CheckCompletable(code, plain.value, request.nBeginDate);
+            request.nAutoComplete = 1;
         });
 }
 

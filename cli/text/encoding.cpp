@@ -65,7 +65,8 @@ std::string Decoder::ToUtf8(std::string_view text) const {
             strClean += strText[i];
             continue;
         }
-        strClean += kReplacement;
+        const bool bBlank = ch == '\n' || ch == '\r' || ch == '\t';
+        strClean += bBlank ? " " : kReplacement;
         if (bHigh) ++i;
     }
     return strClean;

@@ -11,7 +11,8 @@
 namespace qrx::cli {
 
 // From the server's encoding to UTF-8 and back. What cannot be converted, and control characters
-// (a server's text must not steer the terminal), become a replacement character.
+// (a server's text must not steer the terminal), become a replacement character; line ends and
+// tabs become blanks.
 class Decoder {
 public:
     explicit Decoder(const std::string& strEncoding);  // throws Failure(EXIT_USAGE)

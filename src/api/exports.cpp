@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <cstring>
+#include <utility>
 
 #include "api/inner.h"
 #include "api/source_manager.h"
@@ -49,6 +50,14 @@ MarketDataSource* Session(void* h) {
     return static_cast<MarketDataSource*>(h);
 }
 
+// A handle that is destroyed unless the open succeeds.
+struct HandleOwner {
+    void* h;
+    ~HandleOwner() {
+        if (h != nullptr) QRXInner::QRX_DestroyHandle(h);
+    }
+};
+
 void* Open(const OPEN_SETTINGS* pSettings, bool bProxy, const QRX_PROXY_SETTING* pProxy,
            QRXDefine_ResLogin* pLoginResult) noexcept {
     return Entry(static_cast<void*>(nullptr), [&]() -> void* {
@@ -59,7 +68,8 @@ void* Open(const OPEN_SETTINGS* pSettings, bool bProxy, const QRX_PROXY_SETTING*
             }
             return nullptr;
         }
-        void* h = QRXInner::QRX_CreateHandle();
+        HandleOwner handle{QRXInner::QRX_CreateHandle()};
+        void* h = handle.h;
         QRX_ASSERT(h != nullptr, "h", kApi);
         const unsigned nTimeOut =
             pSettings->nTimeOutVal != 0 ? pSettings->nTimeOutVal : kDefaultTimeOut;
@@ -71,9 +81,8 @@ void* Open(const OPEN_SETTINGS* pSettings, bool bProxy, const QRX_PROXY_SETTING*
                    : QRXInner::QRX_SetConnectInfo(h, s.szIP, s.szPort, s.szUser, s.szPassword,
                                                   nTimeOut, s.nRetryCount, nGap);
         QRX_ASSERT(nRet >= 0, "nRet >=0", kApi);
-        if (QRXInner::QRX_Begin(h, pLoginResult) == 0) return h;
-        QRXInner::QRX_DestroyHandle(h);
-        return nullptr;
+        if (QRXInner::QRX_Begin(h, pLoginResult) != 0) return nullptr;
+        return std::exchange(handle.h, nullptr);
     });
 }
 

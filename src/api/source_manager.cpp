@@ -3,11 +3,18 @@
 
 #include <pthread.h>
 
-SourceManager* const SourceManager::s_pInstance = new SourceManager;
+#include <memory>
+
+SourceManager* SourceManager::GetInstance() {
+    static SourceManager* const pInstance = new SourceManager;
+    return pInstance;
+}
 
 // The lock is taken across a fork, so that the child finds a whole registry and a free lock; the
 // sessions of the parent belong to an older generation there.
 SourceManager::SourceManager() {
+    static SourceManager* s_pInstance;
+    s_pInstance = this;
     pthread_atfork([] { s_pInstance->m_lock.Lock(); }, [] { s_pInstance->m_lock.UnLock(); },
                    [] {
                        ++s_pInstance->m_nGeneration;
@@ -16,10 +23,12 @@ SourceManager::SourceManager() {
 }
 
 SourceManager::Handle SourceManager::QRX_CreateHandle() {
-    auto* h = new MarketDataSource;
+    auto pSession = std::make_unique<MarketDataSource>();
     const LockGuard guard(m_lock);
-    m_setRefInfo.insert(new RefInfo<MarketDataSource>(h, 1, m_nGeneration));
-    return h;
+    auto pRefInfo = std::make_unique<RefInfo<MarketDataSource>>(pSession.get(), 1, m_nGeneration);
+    m_setRefInfo.insert(pRefInfo.get());
+    static_cast<void>(pRefInfo.release());
+    return pSession.release();
 }
 
 RefInfo<MarketDataSource>* SourceManager::FindRefInfo(Handle h) {

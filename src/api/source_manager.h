@@ -48,7 +48,7 @@ class SourceManager {
 public:
     using Handle = MarketDataSource*;
 
-    static SourceManager* GetInstance() { return s_pInstance; }
+    static SourceManager* GetInstance();
 
     Handle QRX_CreateHandle();
     int QRX_DestroyHandle(Handle h);
@@ -113,7 +113,6 @@ private:
         RefInfo<MarketDataSource>& m_refInfo;
     };
 
-    static SourceManager* const s_pInstance;
     std::set<RefInfo<MarketDataSource>*> m_setRefInfo;
     AutoLock m_lock;  // guards the set, every count and flag, and the generation
     unsigned m_nGeneration = 0;

@@ -15,53 +15,46 @@ public:
 
     size_t Left() const { return static_cast<size_t>(m_pEnd - m_p); }
 
-    // Each is false, and leaves nothing more to be read, when the buffer ends before the value
-    // does.
+    // Each is false, and leaves nothing to be read, when the buffer ends before the value does.
     bool Read32(int& nValue) {
-        if (Left() < 1 || Left() < size_t{1} + ((Tag() & 0x60U) >> 5)) return Fail();
-        m_p += decompressData32(m_p, nValue);
-        return true;
+        const char* p = Left() > 0 ? Integer(1 + ((Tag() & 0x60U) >> 5)) : nullptr;
+        if (p != nullptr) decompressData32(p, nValue);
+        return p != nullptr;
     }
     bool Read64(long long& nValue) {
-        if (Left() < 1) return Fail();
-        const unsigned nBytes = (Tag() & 0x0CU) != 0 ? 0 : (Tag() & 0x70U) >> 4;
-        if (Left() < size_t{1} + nBytes) return Fail();
-        m_p += Decode64(nValue, nBytes);
-        return true;
+        const char* p =
+            Left() > 0 ? Integer((Tag() & 0x0CU) != 0 ? 1 : 1 + ((Tag() & 0x70U) >> 4)) : nullptr;
+        if (p != nullptr) decompressData64(nValue, p);
+        return p != nullptr;
     }
-    // nLen bytes as they are; null when there are not as many.
-    const char* ReadBytes(size_t nLen) {
-        if (Left() < nLen) {
-            Fail();
-            return nullptr;
-        }
-        const char* pBytes = m_p;
-        m_p += nLen;
-        return pBytes;
-    }
-    // A text with a length byte in front; null when it is cut off.
+    // A text behind its length byte; null when it is cut off.
     const char* ReadText(size_t& nLen) {
-        if (Left() < 1) return nullptr;
-        nLen = static_cast<unsigned char>(*m_p++);
-        return ReadBytes(nLen);
+        nLen = Left() > 0 ? Tag() : 0;
+        const char* p = Left() > 0 ? Take(1 + nLen) : nullptr;
+        return p != nullptr ? p + 1 : nullptr;
     }
 
 private:
     unsigned Tag() const { return static_cast<unsigned char>(*m_p); }
-    int Decode64(long long& nValue, unsigned nBytes) const {
-        // Near the end the value is taken from a copy: a decoder may load eight bytes at once.
-        if (Left() >= 16) return decompressData64(nValue, m_p);
-        char padded[16] = {};
-        memcpy(padded, m_p, size_t{1} + nBytes);
-        return decompressData64(nValue, padded);
+
+    const char* Take(size_t nBytes) {
+        const bool bThere = Left() >= nBytes;
+        const char* p = bThere ? m_p : nullptr;
+        m_p = bThere ? m_p + nBytes : m_pEnd;
+        return p;
     }
-    bool Fail() {
-        m_p = m_pEnd;
-        return false;
+    // The bytes of one integer, with the readable bytes behind them that its decoder wants.
+    const char* Integer(size_t nBytes) {
+        const bool bNearEnd = Left() < sizeof m_padded;
+        const char* p = Take(nBytes);
+        if (p == nullptr || !bNearEnd) return p;
+        memcpy(m_padded, p, nBytes);
+        return m_padded;
     }
 
     const char* m_p;
     const char* m_pEnd;
+    char m_padded[16]{};
 };
 
 }  // namespace qrx::codec

@@ -33,14 +33,19 @@ consteval auto JoinMoves(const std::array<FieldMove, Counts>&... lists) {
     return all;
 }
 
-// Zero-fills the public record, writes codes (at most 31 characters) and date, and moves the
-// fields.
+// At most 31 characters of each code.
+template <class Record>
+void FillCodes(Record& dst, const std::string& strVelaCode, const std::string& strCode) {
+    FillField(dst.chVelaCode, strVelaCode.c_str(), sizeof dst.chVelaCode - 1);
+    FillField(dst.chCode, strCode.c_str(), sizeof dst.chCode - 1);
+}
+
+// Zero-fills the public record, writes codes and date, and moves the fields.
 template <class Body, class Record>
 void Convert(const Body& src, Record& dst, int nDate, const std::string& strVelaCode,
              const std::string& strCode) {
     memset(static_cast<void*>(&dst), 0, sizeof dst);
-    FillField(dst.chVelaCode, strVelaCode.c_str(), sizeof dst.chVelaCode - 1);
-    FillField(dst.chCode, strCode.c_str(), sizeof dst.chCode - 1);
+    FillCodes(dst, strVelaCode, strCode);
     dst.nDate = nDate;
     const char* pFrom = reinterpret_cast<const char*>(&src);
     char* pTo = reinterpret_cast<char*>(&dst);

@@ -157,6 +157,7 @@ int AlignNightBars(const GridRow& row, KLineArray& pairResult, const KLineArray&
     Filler filler(output.Get(), nTotal, pairBars);
     QRXDefine_KLine before;
     if (days.nDayOnlyDays > 0) {
+        memset(static_cast<void*>(output.Get()), 0, static_cast<size_t>(nFront) * sizeof before);
         KLineArray front(output.Get(), static_cast<int>(nFront));
         const int nResult =
             AlignDayBars(row, front, {pairBars.first, days.nDayOnlyBars}, pReq, false, previous);
@@ -196,22 +197,21 @@ int AlignDayBars(const GridRow& row, KLineArray& pairResult, const InputArray& p
     if (nResult != QRX_OK) return nResult;
 
     const int64_t nTotal = static_cast<int64_t>(vecDaySeg.size()) * nCountOneDay;
-    const auto fill = [&](QRXDefine_KLine* pOut, int64_t nRoom) {
-        Filler filler(pOut, nRoom, bars);
+    const auto fill = [&](QRXDefine_KLine* pOut) {
+        Filler filler(pOut, nTotal, bars);
         filler.OpenWith(before, bOwnBar);
         GridWalk walk(row, pReq->nCycType, pReq->nCycDef);
         for (const DayRun& run : vecDaySeg) walk.DayOnly(run.nDay, filler);
-        filler.ClearRest();
     };
     if (!bAllocResult) {
         QRX_ASSERT(pairResult.second >= nTotal,
                    "pairResult.second >= vecDaySeg.size()*nCountOneDay", kMarketDataSource);
-        fill(pairResult.first, pairResult.second);
+        fill(pairResult.first);
         return QRX_OK;
     }
     OutputArray output(nTotal);
     if (output.Get() == nullptr) return QRX_ERR_MEMORY;
-    fill(output.Get(), nTotal);
+    fill(output.Get());
     output.HandOut(pairResult);
     return QRX_OK;
 }

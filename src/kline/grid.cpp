@@ -130,7 +130,7 @@ GridVerdict CheckGridConditions(const GridRow* pRow, const QRXDefine_KLine* pBar
         }
     }
     if (nDayOnlyDays > 0 && pBars[0].nTime < pRow->pDay->nFirstBar) {
-        return {GridFault::kBeforeSession, 0, pBars[0].nDate};
+        return {GridFault::kBeforeSession, 0, GetTradingDay(pBars)};
     }
     return {};
 }

@@ -3,8 +3,7 @@
 // bars on these points, and into the tools, which check before they ask for completion.
 //
 // A grid point is the start of a bar's interval. Segments include their start and exclude their
-// end; both are HHMMSSmmm and compared as plain numbers, so that a night that runs to midnight
-// ends at 240000000.
+// end; both are HHMMSSmmm, and a night that runs to midnight ends at 240000000.
 #ifndef QRX_KLINE_GRID_H
 #define QRX_KLINE_GRID_H
 
@@ -82,10 +81,7 @@ public:
 
     template <class Visit>
     void DayOnly(int nDate, Visit&& visit) {
-        for (const Segment& segment : m_row.pDay->segments) {
-            int nTime = segment.nStart;
-            for (; nTime < segment.nEnd; nTime = Next(nTime)) visit(nDate, nTime);
-        }
+        for (const Segment& segment : m_row.pDay->segments) Points(segment, 0, nDate, visit);
     }
 
     // A segment lies in one part of the calendar day, whatever is carried into it: its points have
@@ -96,23 +92,28 @@ public:
         for (const auto& segments : {m_row.pNight->segments, m_row.pDay->segments}) {
             for (const Segment& segment : segments) {
                 const int nDate = GetActionDay(nTradingDay, segment.nStart);
-                int nTime = BusinessConvertor::GetDiffTime(segment.nStart, m_nCarryMs);
-                while (nTime < segment.nEnd) {
-                    m_nCarryMs = 0;
-                    visit(nDate, nTime);
-                    nTime = Next(nTime);
-                    if (bFirst && nTime > segment.nEnd) {
-                        m_nCarryMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(nTime) -
-                                     BusinessConvertor::HHMMSSmmm2MiniSeconds(segment.nEnd);
-                    }
-                }
+                const int nOverrunMs = Points(segment, m_nCarryMs, nDate, visit);
+                if (nOverrunMs != kNoPoint) m_nCarryMs = bFirst ? nOverrunMs : 0;
                 bFirst = false;
             }
         }
     }
 
 private:
-    int Next(int nTime) const { return BusinessConvertor::GetDiffTime(nTime, m_nStepMs); }
+    static constexpr int kNoPoint = -1;
+
+    // The points of a segment from nCarryMs after its start on. Returns how far the last bar runs
+    // over the segment's end.
+    template <class Visit>
+    int Points(const Segment& segment, int nCarryMs, int nDate, Visit& visit) const {
+        const int nEndMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(segment.nEnd);
+        int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(segment.nStart) + nCarryMs;
+        if (nMs >= nEndMs) return kNoPoint;
+        for (; nMs < nEndMs; nMs += m_nStepMs) {
+            visit(nDate, BusinessConvertor::MiniSeconds2HHMMSSmmm(nMs));
+        }
+        return nMs - nEndMs;
+    }
 
     const GridRow& m_row;
     int m_nStepMs;

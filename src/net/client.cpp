@@ -150,6 +150,8 @@ bool CNKNetWorkClient::StartThread() {
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &former);
     m_bThread = pthread_create(&m_thread, &attr, &ThreadMain, this) == 0;
+    // Thread-local storage of the application may not fit the small stack.
+    if (!m_bThread) m_bThread = pthread_create(&m_thread, nullptr, &ThreadMain, this) == 0;
     pthread_sigmask(SIG_SETMASK, &former, nullptr);
     pthread_attr_destroy(&attr);
     return m_bThread;
@@ -216,12 +218,19 @@ void CNKNetWorkClient::ReceiveLoop() {
     }
 }
 
+char* CNKNetWorkClient::ReceiveSpace(size_t* pSize) {
+    *pSize = qrx::limits::kReadSize;
+    return m_pRead.get();
+}
+
 // Takes what has arrived; false when the connection has ended.
 bool CNKNetWorkClient::ReceiveAvailable() {
     while (!m_bStop && !m_bPaused) {
-        const ssize_t n = recv(m_socket.Get(), m_pRead.get(), qrx::limits::kReadSize, 0);
+        size_t nSpace = 0;
+        char* pSpace = ReceiveSpace(&nSpace);
+        const ssize_t n = recv(m_socket.Get(), pSpace, nSpace, 0);
         if (n > 0) {
-            OnReceiveData(m_pRead.get(), static_cast<int>(n));
+            OnReceiveData(pSpace, static_cast<int>(n));
         } else if (n < 0 && (errno == EAGAIN || errno == EINTR)) {
             return true;
         } else {

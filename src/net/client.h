@@ -66,6 +66,10 @@ protected:
     virtual void OnConnected(bool bSuccess) = 0;
     virtual void OnDisconnected() = 0;                            // receiving thread, last call
     virtual void OnReceiveData(const void* pData, int nLen) = 0;  // receiving thread, nLen >= 1
+    // Where the next read from the socket goes, and how much it may be at most. Receiving thread.
+    // A class that keeps the bytes can have them put where it keeps them; OnReceiveData then gets
+    // that address.
+    virtual char* ReceiveSpace(size_t* pSize);
 
 private:
     struct ProxyTarget;

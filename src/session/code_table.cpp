@@ -31,6 +31,7 @@ const CodeTable* CodeTables::Find(const std::string& strMarket) const {
 }
 
 void CodeTables::Clear() {
+    m_retired.reserve(m_retired.size() + m_current.size());  // or nothing is changed
     for (auto& [strMarket, table] : m_current) {
         if (table.nCount > 0) m_retired.emplace_back(strMarket, std::move(table));
     }

@@ -11,10 +11,20 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-// One market's records in the server's order.
+// One market's records in the server's order. A table that was moved from is empty.
 struct CodeTable {
+    CodeTable() = default;
+    CodeTable(CodeTable&& other) noexcept
+        : pCodes(std::move(other.pCodes)), nCount(std::exchange(other.nCount, 0)) {}
+    CodeTable& operator=(CodeTable&& other) noexcept {
+        pCodes = std::move(other.pCodes);
+        nCount = std::exchange(other.nCount, 0);
+        return *this;
+    }
+
     std::unique_ptr<QRXDefine_Code[]> pCodes;
     int nCount = 0;
 };

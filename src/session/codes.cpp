@@ -14,16 +14,18 @@ using qrx::source::kMarketDataSource;
 
 namespace {
 
-QRXDefine_Code CodeRecord(const ZPMDefine_CodeTable_Item& item, const std::string& strMarket) {
-    QRXDefine_Code code{};
-    const std::string strCode = qrx::FieldText(item.chCode);
-    qrx::FillField(code.szCode, strCode.c_str(), sizeof item.chCode);
+void FillCode(QRXDefine_Code& code, const ZPMDefine_CodeTable_Item& item,
+              const std::string& strMarket) {
+    code = QRXDefine_Code{};
+    const size_t nCode = strnlen(item.chCode, sizeof item.chCode);
+    memcpy(code.szCode, item.chCode, nCode);
     qrx::FillField(code.szMarket, strMarket.c_str(), sizeof code.szMarket - 1);
     memcpy(code.szName, item.chName, sizeof item.chName);
-    qrx::FillField(code.szVelaCode, (strCode + "." + strMarket).c_str(),
-                   sizeof code.szVelaCode - 1);
+    memcpy(code.szVelaCode, item.chCode, nCode);
+    code.szVelaCode[nCode] = '.';
+    qrx::FillField(code.szVelaCode + nCode + 1, strMarket.c_str(),
+                   sizeof code.szVelaCode - 1 - nCode - 1);
     code.nType = item.nType;
-    return code;
 }
 
 std::string Upper(std::string strText) {
@@ -73,14 +75,15 @@ int MarketDataSource::RetrieveCodeTable(const std::string& strMarket, CodeTables
     const int64_t nHeld = (head.nDataLen - kHeadSize) / kItemSize;
     CodeTable codes;
     codes.nCount = static_cast<int>(nItems < nHeld ? nItems : nHeld);
+    if (codes.nCount > qrx::limits::kMaxCodes) return FailedRetrieve(NetworkError(), pInfo);
     if (codes.nCount > 0) {
         codes.pCodes.reset(new (std::nothrow) QRXDefine_Code[static_cast<size_t>(codes.nCount)]);
         if (!codes.pCodes) return FailedRetrieve(NetworkError(), pInfo);
     }
     for (int i = 0; i < codes.nCount; ++i) {
         const char* pItem = pBody.get() + kHeadSize + i * kItemSize;
-        codes.pCodes[static_cast<size_t>(i)] =
-            CodeRecord(HeadOf<ZPMDefine_CodeTable_Item>(pItem), strMarket);
+        FillCode(codes.pCodes[static_cast<size_t>(i)], HeadOf<ZPMDefine_CodeTable_Item>(pItem),
+                 strMarket);
     }
     tables.Insert(Upper(strMarket), std::move(codes));
     return 0;

@@ -110,6 +110,13 @@ public:
         const std::vector<int>& vecPacketLen, int (*pfnDecompress)(char*, int, Body*, int),
         void (*pfnConvert)(const Body&, Record&, int, const std::string&, const std::string&),
         int nMsgType, int nBeginDate, int nEndDate, int nBeginTime, int nEndTime, int* pOut);
+    // The same result by the fast pipeline where it serves (ticks/fast_pipeline.h).
+    template <class Head, class Body, class Record>
+    int DecompressFast(
+        Record* pQRXArr, int nMaxCount, const std::vector<char*>& vecPacket,
+        const std::vector<int>& vecPacketLen, int (*pfnDecompress)(char*, int, Body*, int),
+        void (*pfnConvert)(const Body&, Record&, int, const std::string&, const std::string&),
+        int nMsgType, int nBeginDate, int nEndDate, int nBeginTime, int nEndTime, int* pOut);
 
     // -- Bars (kline/) -------------------------------------------------------------------------
     using KLineArray = std::pair<QRXDefine_KLine*, int>;
@@ -213,6 +220,7 @@ private:
     };
 
     int ConnectTransport();
+    int ConnectSteps(QRXDefine_ResLogin* pInfo);
     int RecvHead(ZPMDefine_MessageHead& head);
     int RecvExpectedHead(ZPMDefine_MessageHead& head, int nExpectType, int nExpectRequestID);
     int FinishAbandoned(int nExpectType, int nExpectRequestID);

@@ -3,6 +3,7 @@
 #define QRX_SESSION_FRAMING_H
 
 #include <cstring>
+#include <memory>
 
 #include "session/data_source.h"
 
@@ -59,13 +60,14 @@ int MarketDataSource::RecvPackets(std::vector<char*>& vecPacket, std::vector<int
         ZPMDefine_MessageHead head;
         nResult = RecvExpectedHead(head, nExpectType, nExpectRequestID);
         if (nResult != 0) break;
-        char* pBody = NewBody(head.nDataLen);
-        if (pBody == nullptr) {
+        std::unique_ptr<char[]> pNew(NewBody(head.nDataLen));
+        if (!pNew) {
             nResult = NetworkError();
             break;
         }
-        vecPacket.push_back(pBody);
         vecPacketLen.push_back(head.nDataLen);
+        vecPacket.push_back(pNew.get());
+        char* pBody = pNew.release();
         nResult = RecvBody(head, pBody, head.nDataLen, head.nDataLen);
         bLast = nResult == 0 && lastPacket(pBody, head.nDataLen);
     }

@@ -86,7 +86,21 @@ void MarketDataSource::SetStatus(int nStatus) {
     m_nNetworkStatus = nStatus;
 }
 
+// Nothing that fails on the way leaves the session in between.
 int MarketDataSource::Connect(QRXDefine_ResLogin* pInfo) {
+    try {
+        return ConnectSteps(pInfo);
+    } catch (...) {
+        const LockGuard guard(m_lock);
+        m_net.Close();
+        m_codeTables.Clear();
+        m_nNetworkStatus = NET_SET_SERVER;
+        GenerateErrStr(QRX_ERR_NETWORK, "connect", pInfo);
+        return QRX_ERR_NETWORK;
+    }
+}
+
+int MarketDataSource::ConnectSteps(QRXDefine_ResLogin* pInfo) {
     {
         const LockGuard guard(m_lock);
         switch (m_nNetworkStatus) {

@@ -1,10 +1,11 @@
-// Received bytes stand in a list of fixed blocks. The receiving thread writes behind the end of the
-// last block and publishes the new end under the lock; the reader copies published bytes outside
-// it and gives whole blocks back. Nothing held is ever moved.
+// Received bytes stand in a list of fixed blocks. The receiving thread has the socket read behind
+// the end of the last block and publishes the new end under the lock; the reader copies published
+// bytes outside it and gives whole blocks back. Nothing held is ever moved.
 #include "session/transport.h"
 
 #include <arpa/inet.h>
 #include <errno.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstring>
@@ -16,9 +17,18 @@
 
 using qrx::source::kTransport;
 
+// Mapped by itself, so that a block given back leaves the process and not just the heap's list: a
+// burst of them would otherwise stand beside the packets that were made of it.
 struct SynNKNetWork::Block {
-    size_t nEnd = 0;  // published bytes, guarded by the lock
+    size_t nEnd = 0;         // published bytes, guarded by the lock
+    Block* pNext = nullptr;  // in the list that holds it
     char data[qrx::limits::kReadSize];
+
+    static void* operator new(size_t nSize, const std::nothrow_t&) noexcept {
+        void* p = mmap(nullptr, nSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        return p == MAP_FAILED ? nullptr : p;
+    }
+    static void operator delete(void* p) noexcept { munmap(p, sizeof(Block)); }
 };
 
 namespace {
@@ -36,6 +46,25 @@ struct AddressText {
 };
 
 }  // namespace
+
+void SynNKNetWork::BlockList::PushBack(std::unique_ptr<Block> pBlock) {
+    pBlock->pNext = nullptr;
+    (pLast != nullptr ? pLast->pNext : pFirst) = pBlock.get();
+    pLast = pBlock.release();
+    ++nSize;
+}
+
+std::unique_ptr<SynNKNetWork::Block> SynNKNetWork::BlockList::PopFront() {
+    std::unique_ptr<Block> pBlock(pFirst);
+    pFirst = pBlock->pNext;
+    if (pFirst == nullptr) pLast = nullptr;
+    --nSize;
+    return pBlock;
+}
+
+void SynNKNetWork::BlockList::Clear() {
+    while (pFirst != nullptr) PopFront();
+}
 
 SynNKNetWork::SynNKNetWork(int64_t nTimeOutSeconds, const std::atomic<int>* pQuit)
     : m_pQuit(pQuit) {
@@ -85,7 +114,7 @@ int SynNKNetWork::SetTimeOut(int64_t nSeconds) {
 void SynNKNetWork::Forget() {
     Disconnect(true);
     const LockGuard guard(m_lock);
-    m_blocks.clear();
+    m_blocks.Clear();
     m_nHeld = 0;
     m_nRead = 0;
     m_nStatus = kClosed;
@@ -97,6 +126,9 @@ int SynNKNetWork::SendN(const void* pSrc, int nLen) {
     int nSent = 0;
     qrx::Deadline deadline(m_nTimeOut * 1000);
     while (nSent < nLen) {
+        // The peer has closed, but its last word has not been read: reading it is the caller's
+        // turn.
+        if (m_nStatus == kPeerClosed && HoldsBytes()) return nLen;
         const int n =
             IsConnected() ? Send(static_cast<const char*>(pSrc) + nSent, nLen - nSent) : 0;
         if (n > 0) {
@@ -120,6 +152,11 @@ int SynNKNetWork::SendN(const void* pSrc, int nLen) {
     return nSent;
 }
 
+bool SynNKNetWork::HoldsBytes() {
+    const LockGuard guard(m_lock);
+    return m_nHeld != 0;
+}
+
 // Copies up to nWanted held bytes. Takes the lock only to look and to give blocks back.
 size_t SynNKNetWork::CopyHeld(char* pDst, size_t nWanted) {
     size_t nGot = 0;
@@ -128,8 +165,8 @@ size_t SynNKNetWork::CopyHeld(char* pDst, size_t nWanted) {
         size_t nEnd = 0;
         {
             const LockGuard guard(m_lock);
-            if (m_blocks.empty()) break;
-            pBlock = m_blocks.front().get();
+            pBlock = m_blocks.pFirst;
+            if (pBlock == nullptr) break;
             nEnd = pBlock->nEnd;
         }
         const size_t n = std::min(nWanted - nGot, nEnd - m_nRead);
@@ -143,10 +180,8 @@ size_t SynNKNetWork::CopyHeld(char* pDst, size_t nWanted) {
             m_nHeld -= n;
             bResume = m_nHeld <= qrx::limits::kMaxHeldBytes / 2;
             if (m_nRead == sizeof pBlock->data) {  // a full block is spent, and the writer left it
-                if (m_spare.size() < qrx::limits::kSpareBlocks) {
-                    m_spare.push_back(std::move(m_blocks.front()));
-                }
-                m_blocks.pop_front();
+                std::unique_ptr<Block> pSpent = m_blocks.PopFront();
+                if (m_spare.nSize < qrx::limits::kSpareBlocks) m_spare.PushBack(std::move(pSpent));
                 m_nRead = 0;
             } else {
                 bDone = m_nRead == pBlock->nEnd;
@@ -214,11 +249,28 @@ void SynNKNetWork::OnDisconnected() {
 }
 
 std::unique_ptr<SynNKNetWork::Block> SynNKNetWork::TakeBlock() {
-    if (m_spare.empty()) return std::unique_ptr<Block>(new (std::nothrow) Block);
-    std::unique_ptr<Block> pBlock = std::move(m_spare.back());
-    m_spare.pop_back();
+    if (m_spare.nSize == 0) return std::unique_ptr<Block>(new (std::nothrow) Block);
+    std::unique_ptr<Block> pBlock = m_spare.PopFront();
     pBlock->nEnd = 0;
     return pBlock;
+}
+
+// The last block with room in it, a new one if need be; null without memory. With the lock held.
+SynNKNetWork::Block* SynNKNetWork::LastBlock() {
+    if (m_blocks.pLast == nullptr || m_blocks.pLast->nEnd == sizeof m_blocks.pLast->data) {
+        std::unique_ptr<Block> pNew = TakeBlock();
+        if (!pNew) return nullptr;
+        m_blocks.PushBack(std::move(pNew));
+    }
+    return m_blocks.pLast;
+}
+
+char* SynNKNetWork::ReceiveSpace(size_t* pSize) {
+    const LockGuard guard(m_lock);
+    Block* pBlock = LastBlock();
+    if (pBlock == nullptr) return CNKNetWorkClient::ReceiveSpace(pSize);
+    *pSize = sizeof pBlock->data - pBlock->nEnd;
+    return pBlock->data + pBlock->nEnd;
 }
 
 void SynNKNetWork::OnReceiveData(const void* pData, int nLen) {
@@ -231,21 +283,17 @@ void SynNKNetWork::OnReceiveData(const void* pData, int nLen) {
         size_t nEnd = 0;
         {
             const LockGuard guard(m_lock);
-            if (m_blocks.empty() || m_blocks.back()->nEnd == sizeof m_blocks.back()->data) {
-                std::unique_ptr<Block> pNew = TakeBlock();
-                if (!pNew) {  // no memory to hold the stream: the connection counts as lost
-                    m_nStatus = kPeerClosed;
-                    PauseReading();
-                    m_cond.Notify();
-                    return;
-                }
-                m_blocks.push_back(std::move(pNew));
+            pBlock = LastBlock();
+            if (pBlock == nullptr) {  // no memory to hold the stream: the connection counts as lost
+                m_nStatus = kPeerClosed;
+                PauseReading();
+                m_cond.Notify();
+                return;
             }
-            pBlock = m_blocks.back().get();
             nEnd = pBlock->nEnd;
         }
         const size_t n = std::min(nLeft, sizeof pBlock->data - nEnd);
-        memcpy(pBlock->data + nEnd, pBytes, n);
+        if (pBytes != pBlock->data + nEnd) memcpy(pBlock->data + nEnd, pBytes, n);
         pBytes += n;
         nLeft -= n;
         const LockGuard guard(m_lock);

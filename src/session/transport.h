@@ -6,7 +6,6 @@
 #define QRX_SESSION_TRANSPORT_H
 
 #include <atomic>
-#include <deque>
 #include <memory>
 
 #include "net/client.h"
@@ -47,21 +46,35 @@ protected:
     void OnConnected(bool) override {}
     void OnDisconnected() override;
     void OnReceiveData(const void* pData, int nLen) override;
+    char* ReceiveSpace(size_t* pSize) override;
 
 private:
     enum Status { kClosed = 0, kConnected = 1, kPeerClosed = 2 };
     struct Block;
+    // Blocks linked through themselves: nothing is allocated to keep them in order.
+    struct BlockList {
+        ~BlockList() { Clear(); }
+        void PushBack(std::unique_ptr<Block> pBlock);
+        std::unique_ptr<Block> PopFront();
+        void Clear();
+
+        Block* pFirst = nullptr;
+        Block* pLast = nullptr;
+        size_t nSize = 0;
+    };
 
     int Finish(bool bConnected);
     size_t CopyHeld(char* pDst, size_t nWanted);
     int WaitForBytes();
+    bool HoldsBytes();
     std::unique_ptr<Block> TakeBlock();
+    Block* LastBlock();
 
     std::atomic<int> m_nStatus{kClosed};
-    AutoLock m_lock;  // guards the blocks' list and ends, the held count and the abort flag
-    CondVar m_cond;   // bytes arrived, peer closed, abort
-    std::deque<std::unique_ptr<Block>> m_blocks;  // received, oldest first
-    std::deque<std::unique_ptr<Block>> m_spare;
+    AutoLock m_lock;     // guards the blocks' list and ends, the held count and the abort flag
+    CondVar m_cond;      // bytes arrived, peer closed, abort
+    BlockList m_blocks;  // received, oldest first
+    BlockList m_spare;
     size_t m_nHeld = 0;  // bytes received and not yet consumed
     size_t m_nRead = 0;  // cursor in the first block; reading thread only
     bool m_bAbort = false;

@@ -4,6 +4,16 @@
 #include <sys/time.h>
 #include <time.h>
 
+namespace {
+
+// Wraps where a year is too large for 32 bits.
+int FromParts(int nYear, int nMonth, int nDay) {
+    return static_cast<int>(static_cast<unsigned>(nYear) * 10000U +
+                            static_cast<unsigned>(nMonth * 100 + nDay));
+}
+
+}  // namespace
+
 namespace BusinessConvertor {
 
 int GetNextYYMMDD(int nDate) {
@@ -14,8 +24,8 @@ int GetNextYYMMDD(int nDate) {
         nMonth += 1;
         nDay = 1;
     }
-    if (nMonth >= 13) return (nYear + 1) * 10000 + 100 + nDay;
-    return nYear * 10000 + nMonth * 100 + nDay;
+    if (nMonth >= 13) return FromParts(nYear + 1, 1, nDay);
+    return FromParts(nYear, nMonth, nDay);
 }
 
 int GetPrevYYMMDD(int nDate) {

@@ -20,8 +20,9 @@ public:
     int Get() const { return m_fd; }
     bool Valid() const { return m_fd >= 0; }
     void Reset(int fd = -1) {
-        if (m_fd >= 0) close(m_fd);
-        m_fd = fd;
+        // The number goes first: a fork in between must not find one that is closed already.
+        const int fdOld = std::exchange(m_fd, fd);
+        if (fdOld >= 0) close(fdOld);
     }
 
 private:

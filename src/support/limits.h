@@ -33,6 +33,10 @@ inline constexpr size_t kDrainPiece = size_t{64} << 10;
 // Server records decoded at a time by the plain pipeline, so that no peer's count sizes it.
 inline constexpr int kScratchRecords = 256;
 
+// Most codes of one market. The largest real table has some tens of thousands; a reconnect reads
+// tables under the session lock, so their size bounds how long a close waits.
+inline constexpr int kMaxCodes = 1 << 20;
+
 // Result arrays from this size on ask the kernel for huge pages.
 inline constexpr size_t kHugePageAdvice = size_t{4} << 20;
 

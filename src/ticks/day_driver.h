@@ -2,6 +2,8 @@
 #ifndef QRX_TICKS_DAY_DRIVER_H
 #define QRX_TICKS_DAY_DRIVER_H
 
+#include <algorithm>
+#include <atomic>
 #include <vector>
 
 #include "session/request.h"
@@ -19,9 +21,12 @@ public:
     }
     bool Empty() const { return m_days.empty(); }
 
+    // Pieces in which days are copied, with a look at the quit flag in between.
+    static constexpr size_t kJoinPiece = size_t{64} << 20;
+
     // Hands out one array. A single day is handed over as it is; of several, each is released once
     // it is copied. 0 or -4.
-    int Join(size_t nUnitBytes, void** pData, int* pCount) {
+    int Join(size_t nUnitBytes, void** pData, int* pCount, const std::atomic<int>& bQuit) {
         int64_t nSum = 0;
         for (const Day& day : m_days) nSum += day.nCount;
         if (m_days.size() == 1) {
@@ -32,7 +37,11 @@ public:
             size_t nWrittenBytes = 0;
             for (Day& day : m_days) {
                 const size_t nBytes = static_cast<size_t>(day.nCount) * nUnitBytes;
-                memcpy(pJoined + nWrittenBytes, day.pRecords.get(), nBytes);
+                const char* pDay = static_cast<const char*>(day.pRecords.get());
+                for (size_t nDone = 0; nDone < nBytes && bQuit == 0; nDone += kJoinPiece) {
+                    memcpy(pJoined + nWrittenBytes + nDone, pDay + nDone,
+                           std::min(kJoinPiece, nBytes - nDone));
+                }
                 nWrittenBytes += nBytes;
                 QRX_ASSERT(nWrittenBytes <= static_cast<size_t>(nSum) * nUnitBytes,
                            "nWritenBytes <= nSum*nUnitBytes", source::kMarketDataSource);
@@ -65,8 +74,9 @@ int MarketDataSource::RepeatDays(const Request& request, void** pData, int* pCou
     const int nEndDate = request.nEndDate >= 1 ? request.nEndDate : nBeginDate;
     qrx::DayList days;
     int nResult = QRX_ERR_NO_DATA;
-    for (int nDate = nBeginDate; nDate <= nEndDate && !Quitting();
-         nDate = BusinessConvertor::GetNextYYMMDD(nDate)) {
+    // Stops also where the next date is no later one: the calendar has an end.
+    for (int nDate = nBeginDate, nBefore = 0; nDate > nBefore && nDate <= nEndDate && !Quitting();
+         nBefore = nDate, nDate = BusinessConvertor::GetNextYYMMDD(nDate)) {
         Request dayRequest = request;
         dayRequest.nBeginDate = nDate;
         void* pCurRawData = nullptr;
@@ -80,7 +90,7 @@ int MarketDataSource::RepeatDays(const Request& request, void** pData, int* pCou
         }
     }
     if (nResult == QRX_ERR_NO_DATA && !days.Empty()) nResult = QRX_OK;
-    if (nResult == QRX_OK && !Quitting()) nResult = days.Join(nUnitBytes, pData, pCount);
+    if (nResult == QRX_OK && !Quitting()) nResult = days.Join(nUnitBytes, pData, pCount, m_bQuit);
     if (!Quitting()) return nResult;
     qrx::FreeResult(std::exchange(*pData, nullptr));
     *pCount = 0;

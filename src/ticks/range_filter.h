@@ -19,6 +19,16 @@ struct RangeFilter {
                (nDate == nBeginDate && nBeginTime > 0 && nTime < nBeginTime) ||
                (nDate == nEndDate && nEndTime > 0 && nTime > nEndTime);
     }
+
+    // False when no record whatever can be dropped.
+    bool MayDrop() const {
+        return (nBeginDate > 0 && nBeginTime != 0) || nEndDate > 0 || nBeginTime > 0 ||
+               nEndTime > 0;
+    }
+    // False when all records of a date share its fate, whatever their time.
+    bool TimeMatters(int nDate) const {
+        return (nDate == nBeginDate && nBeginTime > 0) || (nDate == nEndDate && nEndTime > 0);
+    }
 };
 
 }  // namespace qrx

@@ -4,7 +4,7 @@
 #include "ticks/converters.h"
 #include "ticks/day_driver.h"
 #include "ticks/exchange.h"
-#include "ticks/pipeline.h"
+#include "ticks/fast_pipeline.h"
 
 using qrx::source::kMarketDataSource;
 
@@ -64,7 +64,7 @@ int MarketDataSource::DoReqTickOneDay_Night(const QRXDefine_ReqTick* pReq, void*
     return Exchange<ZPMDefine_TickData_Head>(
         plan, pData, pCount, [&](const PacketList& packets, void* pArray, int nMax) {
             const auto decode = [&](auto* pRecords, auto pfnDecompress, auto pfnConvert) {
-                return DecompressRawVec<ZPMDefine_TickData_Head>(
+                return DecompressFast<ZPMDefine_TickData_Head>(
                     pRecords, nMax, packets.vecPacket, packets.vecPacketLen, pfnDecompress,
                     pfnConvert, ID_ZPMTELE_TICK_NIGHT, nBeginDate, nEndDate, pReq->nBeginTime,
                     pReq->nEndTime, nullptr);
@@ -104,7 +104,7 @@ int MarketDataSource::DoReqTickOneDay(const QRXDefine_ReqTick* pReq, void** pDat
     return Exchange<ZPMDefine_TickData_Head>(
         plan, pData, pCount, [&](const PacketList& packets, void* pArray, int nMax) {
             const auto decode = [&](auto* pRecords, auto pfnDecompress, auto pfnConvert) {
-                return DecompressRawVec<ZPMDefine_TickData_Head>(
+                return DecompressFast<ZPMDefine_TickData_Head>(
                     pRecords, nMax, packets.vecPacket, packets.vecPacketLen, pfnDecompress,
                     pfnConvert, nAnswerType, nBeginDate, nEndDate, pReq->nBeginTime, pReq->nEndTime,
                     nullptr);

@@ -4,7 +4,7 @@
 #include "ticks/converters.h"
 #include "ticks/day_driver.h"
 #include "ticks/exchange.h"
-#include "ticks/pipeline.h"
+#include "ticks/fast_pipeline.h"
 
 using qrx::source::kMarketDataSource;
 
@@ -59,7 +59,7 @@ int MarketDataSource::TradesOneDay(const QRXDefine_ReqTransaction* pReq, void** 
         sizeof(typename Kind::Record), nullptr};
     return Exchange<ZPMDefine_SaveData_Head>(
         plan, pData, pCount, [&](const PacketList& packets, void* pArray, int nMax) {
-            return DecompressRawVec<ZPMDefine_SaveData_Head>(
+            return DecompressFast<ZPMDefine_SaveData_Head>(
                 static_cast<typename Kind::Record*>(pArray), nMax, packets.vecPacket,
                 packets.vecPacketLen, Kind::kDecompress, &Kind::Convert, Kind::kAnswerType,
                 nBeginDate, nEndDate, pReq->nBeginTime, pReq->nEndTime, nullptr);

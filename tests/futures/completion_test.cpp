@@ -1,5 +1,6 @@
 // Days on their grids: worked cases, seeded random days against the plain statement, conditions
 // that stop the process and what the check says of them, and hostile arrays.
+// A plus makes a value of a packed member, to which no reference may be bound.
 #include "futures/completion.h"
 
 #include <gtest/gtest.h>
@@ -62,15 +63,15 @@ TEST(Completion, OnlyTheTradingHoursGiveAnEmptyDay) {
     day[1].nSettle = 77;
     const auto slots = Complete(day, Plain::kSHF);
     ASSERT_EQ(slots.size(), 28803U);
-    EXPECT_EQ(slots[0].nTime, 85900500);
-    EXPECT_EQ(slots[1].nTime, 90000000);
-    EXPECT_EQ(slots[18001].nTime, 113000000);
-    EXPECT_EQ(slots[18002].nTime, 133000000);
-    EXPECT_EQ(slots.back().nTime, 150000000);
+    EXPECT_EQ(+slots[0].nTime, 85900500);
+    EXPECT_EQ(+slots[1].nTime, 90000000);
+    EXPECT_EQ(+slots[18001].nTime, 113000000);
+    EXPECT_EQ(+slots[18002].nTime, 133000000);
+    EXPECT_EQ(+slots.back().nTime, 150000000);
     for (const QRXDefine_Future& slot : slots) {
         QRXDefine_Future expected = At<QRXDefine_Future>(slot.nTime);
         expected.nSettle = 77;
-        ASSERT_EQ(memcmp(&slot, &expected, sizeof slot), 0) << slot.nTime;
+        ASSERT_EQ(memcmp(&slot, &expected, sizeof slot), 0) << +slot.nTime;
     }
 }
 
@@ -80,15 +81,15 @@ TEST(Completion, SlotsOfOneHalfSecond) {
     day.push_back(At<QRXDefine_Future>(Clock(10, 0, 0, 700), kDate, 3));
     day[1].iAccVolume = 103;
     auto slots = Complete(day, Plain::kSHF);
-    EXPECT_EQ(slots[0].iVolume, 5);
-    EXPECT_EQ(slots[0].iAccVolume, 105);  // counted twice
-    EXPECT_EQ(slots[7200].nTime, Clock(9, 59, 59, 500));
-    EXPECT_EQ(slots[7201].iVolume, 0);  // 10:00:00.000
-    EXPECT_EQ(slots[7201].iAccVolume, 105);
-    EXPECT_EQ(slots[7202].iVolume, 3);  // 10:00:00.500
-    EXPECT_EQ(slots[7202].iAccVolume, 103);
-    EXPECT_EQ(slots[7203].iVolume, 0);
-    EXPECT_EQ(slots[7203].iAccVolume, 103);
+    EXPECT_EQ(+slots[0].iVolume, 5);
+    EXPECT_EQ(+slots[0].iAccVolume, 105);  // counted twice
+    EXPECT_EQ(+slots[7200].nTime, Clock(9, 59, 59, 500));
+    EXPECT_EQ(+slots[7201].iVolume, 0);  // 10:00:00.000
+    EXPECT_EQ(+slots[7201].iAccVolume, 105);
+    EXPECT_EQ(+slots[7202].iVolume, 3);  // 10:00:00.500
+    EXPECT_EQ(+slots[7202].iAccVolume, 103);
+    EXPECT_EQ(+slots[7203].iVolume, 0);
+    EXPECT_EQ(+slots[7203].iAccVolume, 103);
 
     // Three of one second: two fill the pair, the third is merged into its second slot.
     day[1].nTime = Clock(10);
@@ -96,13 +97,13 @@ TEST(Completion, SlotsOfOneHalfSecond) {
     day.push_back(At<QRXDefine_Future>(Clock(10), kDate, 8));
     slots = Complete(day, Plain::kDCE);
     ASSERT_EQ(slots.size(), 28805U);
-    EXPECT_EQ(slots[7201].nTime, Clock(10));
-    EXPECT_EQ(slots[7201].iVolume, 3);
-    EXPECT_EQ(slots[7202].nTime, Clock(10));
-    EXPECT_EQ(slots[7202].iVolume, 12);
-    EXPECT_EQ(slots[7202].iAccVolume, 12);
-    EXPECT_EQ(slots[7203].nTime, Clock(10, 0, 1));
-    EXPECT_EQ(slots[7203].iAccVolume, 12);
+    EXPECT_EQ(+slots[7201].nTime, Clock(10));
+    EXPECT_EQ(+slots[7201].iVolume, 3);
+    EXPECT_EQ(+slots[7202].nTime, Clock(10));
+    EXPECT_EQ(+slots[7202].iVolume, 12);
+    EXPECT_EQ(+slots[7202].iAccVolume, 12);
+    EXPECT_EQ(+slots[7203].nTime, Clock(10, 0, 1));
+    EXPECT_EQ(+slots[7203].iAccVolume, 12);
 }
 
 TEST(Completion, NightGrid) {
@@ -124,9 +125,9 @@ TEST(Completion, NightGrid) {
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.nSlot);
-        EXPECT_EQ(slots[c.nSlot].nDate, c.nDate);
-        EXPECT_EQ(slots[c.nSlot].nTime, c.nTime);
-        EXPECT_EQ(slots[c.nSlot].iVolume, c.nVolume);
+        EXPECT_EQ(+slots[c.nSlot].nDate, c.nDate);
+        EXPECT_EQ(+slots[c.nSlot].nTime, c.nTime);
+        EXPECT_EQ(+slots[c.nSlot].iVolume, c.nVolume);
     }
 }
 
@@ -213,7 +214,7 @@ TEST(Completion, ConditionsStopTheProcess) {
          "out of order"},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(testing::Message() << c.szMarket << " " << c.day.back().nTime);
+        SCOPED_TRACE(testing::Message() << c.szMarket << " " << +c.day.back().nTime);
         const auto fault =
             CheckGrid(c.day.data(), static_cast<int>(c.day.size()), c.szMarket, "cu1701", kDate);
         EXPECT_EQ(fault.has_value(), c.szAssertion != nullptr);

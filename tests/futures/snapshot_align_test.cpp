@@ -1,4 +1,5 @@
 // The steps of alignment, one by one.
+// A plus makes a value of a packed member, to which no reference may be bound.
 #include "futures/snapshot_align.h"
 
 #include <gtest/gtest.h>
@@ -83,11 +84,11 @@ TEST(SnapshotAlign, OneSlot) {
         EXPECT_EQ(memcmp(&slot, &expected, sizeof slot), 0);
         // A negative cursor repeats; without a previous slot nothing is touched.
         CFAlign::CompareCursorTimeAndAssign(&slot, &record, -1, &previous, c.nRecord, false);
-        EXPECT_EQ(slot.nTime, previous.nTime);
+        EXPECT_EQ(+slot.nTime, +previous.nTime);
         slot = At(1, 2, 9);
         const QRXDefine_Future* pNone = nullptr;
         CFAlign::CompareCursorTimeAndAssign(&slot, &record, -1, pNone, c.nSlot, c.bUsePrev);
-        EXPECT_EQ(slot.iVolume, 9);
+        EXPECT_EQ(+slot.iVolume, 9);
     }
 }
 
@@ -106,11 +107,11 @@ TEST(SnapshotAlign, Merging) {
         SCOPED_TRACE(testing::Message() << c.nFrom << " to " << c.nTo);
         QRXDefine_Future merged{};
         CFAlign::MergeRecords(&merged, day.data(), 3, c.nFrom, c.nTo);
-        EXPECT_EQ(merged.iVolume, c.nVolume);
-        EXPECT_EQ(merged.iTurnover, c.nVolume * 10);
-        EXPECT_EQ(merged.iAccVolume, c.nAccVolume);
-        EXPECT_EQ(merged.iAccTurnover, c.nAccTurnover);
-        EXPECT_EQ(merged.nTime, c.nVolume == 0 ? 0 : day[static_cast<size_t>(c.nTo)].nTime);
+        EXPECT_EQ(+merged.iVolume, c.nVolume);
+        EXPECT_EQ(+merged.iTurnover, c.nVolume * 10);
+        EXPECT_EQ(+merged.iAccVolume, c.nAccVolume);
+        EXPECT_EQ(+merged.iAccTurnover, c.nAccTurnover);
+        EXPECT_EQ(+merged.nTime, c.nVolume == 0 ? 0 : day[static_cast<size_t>(c.nTo)].nTime);
     }
 }
 

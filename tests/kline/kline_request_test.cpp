@@ -21,43 +21,39 @@ std::string Zeros(size_t n) {
     return std::string(n, '\0');
 }
 
+// clang-format off
 TEST(KLineRequest, FieldsAsSent) {
-    struct Case {
-        int nModeFlag, nModeDate, nModeSwitch, nCycType, nCycDef, nAutoComplete, nBegin, nEnd;
-        int sModeFlag, sModeDate, sModeSwitch, sCycType, sCycDef, sFlags, sBegin, sEnd;
-    };
+    struct Sent { int nModeFlag, nModeDate, nModeSwitch, nCycType, nCycDef, nFlags, nBegin, nEnd; };
+    struct Case { Sent asked; Sent sent; };  // nFlags of what is asked: nAutoComplete
     const int d = 20140102;
-    for (const Case& c : {Case{1, d, 7, 1, 5, 1, d, d + 1, 1, d, 1, 0, 5, 2, d, d + 1},
-                          {2, 0, 0, 0, 0, 1, -5, 0, 2, 0, 0, 11, 1, 2, -1, -1},
-                          {3, -1, -1, 9, -3, 1, d, -1, 0, 0, 1, 11, 1, 2, d, -1},
-                          {0, 1, 0, 2, 1, 1, d, d, 0, 1, 0, 7, 1, 0, d, d},
-                          {0, 0, 0, 3, 1, 0, d, d, 0, 0, 0, 8, 1, 0, d, d},
-                          {0, 0, 0, 4, 1, 1, d, d, 0, 0, 0, 9, 1, 0, d, d},
-                          {0, 0, 0, 5, 1, 1, d, d, 0, 0, 0, 4, 1, 0, d, d},
-                          {0, 0, 0, 6, 1, 1, d, d, 0, 0, 0, 5, 1, 0, d, d},
-                          {0, 0, 0, 7, 1, 1, d, d, 0, 0, 0, 6, 1, 0, d, d},
-                          {0, 0, 0, -1, 500, 1, d, d, 0, 0, 0, 11, 500, 2, d, d}}) {
-        auto request =
-            BarRequest("600000.sh", c.nCycType, c.nCycDef, c.nBegin, c.nEnd, c.nAutoComplete);
-        request.nModeFlag = c.nModeFlag;
-        request.nModeDate = c.nModeDate;
-        request.nModeSwitch = c.nModeSwitch;
-        const auto check = [&](auto sent) {
-            BusinessConvertor::T2HReqK(&request, &sent, 0, -1);
-            EXPECT_EQ(sent.nModeFlag, c.sModeFlag);
-            EXPECT_EQ(sent.nModeDate, c.sModeDate);
-            EXPECT_EQ(sent.nModeSwitch, c.sModeSwitch);
-            EXPECT_EQ(sent.nCycType, c.sCycType) << c.nCycType;
-            EXPECT_EQ(sent.nCycDef, c.sCycDef);
-            EXPECT_EQ(sent.nFlags, c.sFlags) << c.nCycType;
-            EXPECT_EQ(sent.nBeginDate, c.sBegin);
-            EXPECT_EQ(sent.nEndDate, c.sEnd);
-            EXPECT_STREQ(sent.chMarket, "SH");
+    for (const Case& c : {
+             Case{{1, d, 7, 1, 5, 1, d, d + 1}, {1, d, 1, 0, 5, 2, d, d + 1}},
+             {{2, 0, 0, 0, 0, 9, -5, 0}, {2, 0, 0, 11, 1, 2, -1, -1}},
+             {{3, -1, -1, 9, -3, 1, d, -1}, {0, 0, 1, 11, 1, 2, d, -1}},
+             {{0, 1, 0, -1, 500, 0, d, d}, {0, 1, 0, 11, 500, 0, d, d}},
+             {{0, 0, 0, 2, 1, 1, d, d}, {0, 0, 0, 7, 1, 0, d, d}},
+             {{0, 0, 0, 3, 1, 1, d, d}, {0, 0, 0, 8, 1, 0, d, d}},
+             {{0, 0, 0, 4, 1, 1, d, d}, {0, 0, 0, 9, 1, 0, d, d}},
+             {{0, 0, 0, 5, 1, 1, d, d}, {0, 0, 0, 4, 1, 0, d, d}},
+             {{0, 0, 0, 6, 1, 1, d, d}, {0, 0, 0, 5, 1, 0, d, d}},
+             {{0, 0, 0, 7, 1, 1, d, d}, {0, 0, 0, 6, 1, 0, d, d}}}) {
+        const Sent& in = c.asked;
+        auto request = BarRequest("600000.sh", in.nCycType, in.nCycDef, in.nBegin, in.nEnd,
+                                  in.nFlags);
+        request.nModeFlag = in.nModeFlag;
+        request.nModeDate = in.nModeDate;
+        request.nModeSwitch = in.nModeSwitch;
+        const auto check = [&](auto out) {
+            BusinessConvertor::T2HReqK(&request, &out, 0, -1);
+            const Sent sent{out.nModeFlag, out.nModeDate, out.nModeSwitch, out.nCycType,
+                            out.nCycDef, out.nFlags, out.nBeginDate, out.nEndDate};
+            EXPECT_EQ(Bytes(sent), Bytes(c.sent)) << in.nCycType;
+            EXPECT_STREQ(out.chMarket, "SH");
         };
         check(ZPMDefine_RequestKData{});
         check(ZPMDefine_RequestKData_Option{});
-        const bool bCycle = c.nCycType >= 0 && c.nCycType <= 7;
-        EXPECT_EQ(BusinessConvertor::T2HCycType(c.nCycType), bCycle ? c.sCycType : 0);
+        const bool bCycle = in.nCycType >= 0 && in.nCycType <= 7;
+        EXPECT_EQ(BusinessConvertor::T2HCycType(in.nCycType), bCycle ? c.sent.nCycType : 0);
     }
     ZPMDefine_RequestKData untouched{};
     BusinessConvertor::T2HReqK(nullptr, &untouched, 0, -1);
@@ -65,24 +61,11 @@ TEST(KLineRequest, FieldsAsSent) {
     EXPECT_EQ(Bytes(untouched), Zeros(72));
 }
 
-TEST(KLineRequest, BarsKeepTheirOwnDate) {
-    const ZPMDefine_KData bar{20140102, 93000000, 1, 2, 3, 4, 5, 6, 7, 8};
-    const ZPMDefine_KData_Index index{20140102, 93000000, 1, 2, 3, 4, 5, 6, 7, {8, 9, 10, 11}};
-    const std::string strLong(40, 'X');
-    QRXDefine_KLine out[2];
-    BusinessConvertor::HKData2T(bar, out[0], 19990101, strLong, strLong);
-    BusinessConvertor::HKDataIndex2T(index, out[1], 19990101, strLong, strLong);
-    EXPECT_EQ(out[0].nInterest, 8);
-    EXPECT_EQ(out[1].nInterest, 0);
-    for (const QRXDefine_KLine& k : out) {
-        EXPECT_EQ(std::string(k.chVelaCode, 32), std::string(31, 'X') + '\0');
-        EXPECT_EQ(std::string(k.chCode, 32), std::string(31, 'X') + '\0');
-        EXPECT_EQ(k.nDate, 20140102);
-        EXPECT_EQ(k.nTime, 93000000);
-        EXPECT_EQ(std::vector<int>({k.nOpen, k.nHigh, k.nLow, k.nClose}),
-                  std::vector<int>({1, 2, 3, 4}));
-        EXPECT_EQ(k.iVolume * 100 + k.iTurnover * 10 + k.nMatchItems, 567);
-    }
+// clang-format on
+
+std::vector<int64_t> Fields(const QRXDefine_KLine& k) {
+    return {k.nDate,  k.nTime,   k.nOpen,     k.nHigh,       k.nLow,
+            k.nClose, k.iVolume, k.iTurnover, k.nMatchItems, k.nInterest};
 }
 
 // -- Whole calls ---------------------------------------------------------------------------------
@@ -134,16 +117,21 @@ public:
         : m_replies(std::move(replies)),
           m_server(Serving(
               [this](Peer& peer, const Message& request) {
+                  const std::lock_guard<std::mutex> guard(m_mutex);
                   m_asked.push_back(request);
                   const Reply& reply = m_replies.at(m_asked.size() - 1);
                   return !reply.strBody.empty() && peer.Answer(request, reply.nType, reply.strBody);
               },
               std::move(vecMarkets))) {}
     int Port() const { return m_server.Port(); }
-    const std::vector<Message>& Asked() const { return m_asked; }
+    std::vector<Message> Asked() {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        return m_asked;
+    }
 
 private:
     std::vector<Reply> m_replies;
+    std::mutex m_mutex;
     std::vector<Message> m_asked;
     ScriptedServer m_server;
 };
@@ -158,10 +146,8 @@ TEST(KLineRequest, PlainBarsComeAsTheyAre) {
     ASSERT_EQ(plain.bars.size(), 2U);
     EXPECT_STREQ(plain.bars[1].chVelaCode, "600000.SH");
     EXPECT_STREQ(plain.bars[1].chCode, "600000");
-    EXPECT_EQ(plain.bars[1].nDate, 20140103);
-    EXPECT_EQ(plain.bars[1].nTime, 94500000);
-    EXPECT_EQ(plain.bars[1].iVolume, 1400);
-    EXPECT_EQ(plain.bars[1].nInterest, 9);
+    EXPECT_EQ(Fields(plain.bars[1]),
+              std::vector<int64_t>({20140103, 94500000, 199, 205, 195, 200, 1400, 200, 3, 9}));
     // Longer cycles are never laid onto a grid. Without an end the first day is the last.
     const Answer month = Ask(session.Get(), BarRequest("600000.SH", CYC_MONTH, 1, 20140131, 0, 1));
     ASSERT_EQ(month.bars.size(), 1U);
@@ -248,15 +234,12 @@ TEST(KLineRequest, OptionsAndIndexes) {
     EXPECT_EQ(option.bars[1].nOpen, 99);
     const Answer plain = Ask(session.Get(), BarRequest("000001.SH", 1, 1, 20140116, 20140116));
     ASSERT_EQ(plain.bars.size(), 1U);
-    EXPECT_EQ(plain.bars[0].nMatchItems, 7);
-    EXPECT_EQ(plain.bars[0].nInterest, 0);
+    EXPECT_EQ(Fields(plain.bars[0]),
+              std::vector<int64_t>({20140116, 93000000, 1, 2, 3, 4, 5, 6, 7, 0}));
     const Answer odd = Ask(session.Get(), BarRequest("IO1701-INDEX.CF", 2, 1, 20140116, 20140116));
     ASSERT_EQ(odd.bars.size(), 1U);
-    const QRXDefine_KLine& bar = odd.bars[0];
-    EXPECT_STREQ(bar.chVelaCode, "IO1701IX.CF");
-    EXPECT_EQ(std::vector<long long>({bar.nDate, bar.nTime, bar.nOpen, bar.nHigh, bar.nLow,
-                                      bar.nClose, bar.iVolume, bar.iTurnover, bar.nMatchItems}),
-              std::vector<long long>({1, 0, 0, 0, 2, 3, 1, 2, 3}));
+    EXPECT_STREQ(odd.bars[0].chVelaCode, "IO1701IX.CF");
+    EXPECT_EQ(Fields(odd.bars[0]), std::vector<int64_t>({1, 0, 0, 0, 2, 3, 1, 2, 3, 0}));
 
     EXPECT_EQ(server.Asked()[0].head.sDataType, 117);
     EXPECT_EQ(server.Asked()[0].strBody,

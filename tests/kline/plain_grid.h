@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <map>
 #include <vector>
 
 namespace qrx::test {
@@ -33,7 +32,7 @@ using Minutes = std::vector<std::pair<int, int>>;  // from, to (not included), h
 
 struct PlainProduct {
     const char* szMarket;
-    const char* szCode;
+    std::vector<const char*> vecCodes;
     Minutes day;
     int nNightEnd = 0;  // the night runs from 21:00 to here, past 24:00; 0: no night
     int nFirstNight = 0;
@@ -42,33 +41,22 @@ struct PlainProduct {
 inline const std::vector<PlainProduct>& PlainProducts() {
     static const Minutes kStock = {{570, 690}, {780, 900}};
     static const Minutes kIndexFuture = {{555, 690}, {780, 915}};
-    static const Minutes kCommodity = {{540, 615}, {630, 690}, {810, 900}};
-    constexpr int kHalfPastTwo = 26 * 60 + 30, kOne = 25 * 60, kEleven = 23 * 60;
-    constexpr int kHalfPastEleven = 23 * 60 + 30;
+    static const Minutes kGoods = {{540, 615}, {630, 690}, {810, 900}};
+    // clang-format off
     static const std::vector<PlainProduct> kProducts = {
-        {"SH", "600000", kStock},
-        {"sz", "000001", kStock},
-        {"CF", "IF1701", kIndexFuture},
-        {"SHF", "au1706", kCommodity, kHalfPastTwo, 20130708},
-        {"SHF", "AG1706", kCommodity, kHalfPastTwo, 20130708},
-        {"SHF", "cu1701", kCommodity, kOne, 20131223},
-        {"SHF", "Al1701", kCommodity, kOne, 20131223},
-        {"SHF", "pb1701", kCommodity, kOne, 20131223},
-        {"SHF", "zn1701", kCommodity, kOne, 20131223},
-        {"SHF", "rb1705", kCommodity, kOne, 20141229},
-        {"SHF", "HC1705", kCommodity, kOne, 20141229},
-        {"SHF", "bu1706", kCommodity, kOne, 20141229},
-        {"SHF", "ru1705", kCommodity, kEleven, 20141229},
-        {"SHF", "fu1705", kCommodity},
-        {"CZC", "SR705", kCommodity, kHalfPastEleven, 20141215},
-        {"CZC", "cf705", kCommodity, kHalfPastEleven, 20141215},
-        {"CZC", "RM705", kCommodity, kHalfPastEleven, 20141215},
-        {"CZC", "ME705", kCommodity, kHalfPastEleven, 20141215},
-        {"CZC", "ta705", kCommodity, kHalfPastEleven, 20141215},
-        {"CZC", "WH705", kCommodity},
-        {"DCE", "jm1705", kCommodity, kHalfPastTwo, 20140605},
-        {"DCE", "P1705", kCommodity, kHalfPastTwo, 20140605},
-        {"DCE", "a1705", kCommodity}};
+        {"SH", {"600000"}, kStock},
+        {"sz", {"000001"}, kStock},
+        {"CF", {"IF1701"}, kIndexFuture},
+        {"SHF", {"au1706", "AG1706"}, kGoods, 26 * 60 + 30, 20130708},
+        {"SHF", {"cu1701", "Al1701", "pb1701", "zn1701"}, kGoods, 25 * 60, 20131223},
+        {"SHF", {"rb1705", "HC1705", "bu1706"}, kGoods, 25 * 60, 20141229},
+        {"SHF", {"ru1705"}, kGoods, 23 * 60, 20141229},
+        {"SHF", {"fu1705"}, kGoods},
+        {"CZC", {"SR705", "cf705", "RM705", "ME705", "ta705"}, kGoods, 23 * 60 + 30, 20141215},
+        {"CZC", {"WH705"}, kGoods},
+        {"DCE", {"jm1705", "P1705"}, kGoods, 26 * 60 + 30, 20140605},
+        {"DCE", {"a1705"}, kGoods}};
+    // clang-format on
     return kProducts;
 }
 
@@ -119,11 +107,13 @@ inline PlainPoint PointOf(const QRXDefine_KLine& bar) {
     return {int{bar.nDate}, int{bar.nTime}};
 }
 
-// Bars in order, by the trading days that they belong to, completed point by point.
-inline std::vector<QRXDefine_KLine> PlainComplete(
-    const PlainProduct& product,
-    const std::vector<std::pair<int, std::vector<QRXDefine_KLine>>>& days, int nStepMs,
-    QRXDefine_KLine known) {
+// Bars in order, by the trading days that they belong to.
+using PlainDayList = std::vector<std::pair<int, std::vector<QRXDefine_KLine>>>;
+
+// Completed point by point.
+inline std::vector<QRXDefine_KLine> PlainComplete(const PlainProduct& product,
+                                                  const PlainDayList& days, int nStepMs,
+                                                  QRXDefine_KLine known) {
     std::vector<QRXDefine_KLine> out;
     size_t nSize = 0;
     int nCarryMs = 0, nBefore = 0;

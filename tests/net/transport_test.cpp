@@ -76,6 +76,18 @@ TEST(Transport, BytesBeforeADisconnectCount) {
     }
 }
 
+// A last word that came before the request was sent is still read.
+TEST(Transport, ASendAfterTheLastWordLeavesItReadable) {
+    ScriptedServer server([&](Peer& peer) { peer.Send("no"); });
+    SynNKNetWork net(5);
+    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    usleep(100000);
+    char bytes[2];
+    EXPECT_GT(net.SendN("please", 6), 0);
+    EXPECT_EQ(net.RecvN(bytes, 2), 2);
+    EXPECT_EQ(net.SendN("please", 6), -1);
+}
+
 TEST(Transport, AbortWakesAndAClosedTransportAnswersAtOnce) {
     ScriptedServer server([&](Peer& peer) {
         peer.Send("kept");

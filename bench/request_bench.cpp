@@ -1,0 +1,81 @@
+// QRX_GetTransaction of ten million records of one day, from a server that sends ready bytes,
+// against receiving the same bytes raw and decoding them in a tight loop. Also the peak memory of
+// the process above what the result and the packets take.
+#include <qrx/qrx.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "compare.h"
+#include "ready_server.h"
+#include "support/result_memory.h"
+
+namespace qrx::bench {
+namespace {
+
+constexpr int kRecords = 10000000;
+constexpr int kPerPacket = 8000;  // about 200 KB
+constexpr int kTurns = 11;
+
+// The line of /proc/self/status that starts with szName, in bytes.
+double StatusBytes(const char* szName) {
+    FILE* pFile = fopen("/proc/self/status", "r");
+    if (pFile == nullptr) return 0;
+    char szLine[256];
+    double nBytes = 0;
+    while (fgets(szLine, sizeof szLine, pFile) != nullptr) {
+        if (strncmp(szLine, szName, strlen(szName)) == 0) {
+            nBytes = 1024 * atof(szLine + strlen(szName));
+        }
+    }
+    fclose(pFile);
+    return nBytes;
+}
+
+// Starts a new peak: what the process holds now.
+void ResetPeak() {
+    FILE* pFile = fopen("/proc/self/clear_refs", "w");
+    if (pFile == nullptr) return;
+    fputs("5", pFile);
+    fclose(pFile);
+}
+
+// A virtual machine's host may have taken back memory that nobody used for a while, and giving it
+// out again takes seconds a gigabyte. Touched just before, it is at hand for whoever comes next.
+void HaveMemoryAtHand(size_t nBytes) {
+    char* pAll = static_cast<char*>(NewResultBytes(static_cast<int64_t>(nBytes >> 12), 4096));
+    for (size_t i = 0; i < (nBytes >> 12); ++i) pAll[i << 12] = 1;
+    benchmark::DoNotOptimize(pAll);
+    FreeResult(pAll);
+}
+
+void OfRawReceiving(benchmark::State& state) {
+    const ReadyServer server({kRecords}, kPerPacket);
+    const ReadySession session(server.Port());
+    const double nNeeded = static_cast<double>(server.Answer(0).strBytes.size()) +
+                           double{kRecords} * sizeof(QRXDefine_Transaction);
+    double nPeakExtra = 0;
+    const auto raw = [&] {
+        return Seconds([&] {
+            if (TakeRaw(server, 0) != kRecords) abort();
+        });
+    };
+    const auto request = [&] {
+        HaveMemoryAtHand(static_cast<size_t>(1.1 * nNeeded));
+        ResetPeak();
+        const double nBefore = StatusBytes("VmRSS:");
+        const double nSeconds = Seconds([&] {
+            if (session.Transactions(0, 20240101, 20240101) != kRecords) abort();
+        });
+        nPeakExtra = std::max(nPeakExtra, StatusBytes("VmHWM:") - nBefore - nNeeded);
+        return nSeconds;
+    };
+    CompareTimed(state, raw, request);
+    state.counters["MB_above_result_and_packets"] = nPeakExtra / 1e6;
+}
+BENCHMARK(OfRawReceiving)->UseManualTime()->Iterations(kTurns)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace qrx::bench
+
+BENCHMARK_MAIN();

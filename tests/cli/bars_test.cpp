@@ -1,0 +1,126 @@
+// Bars and futures through the command line: what is asked, and what is shown.
+#include <gtest/gtest.h>
+
+#include "cli/market.h"
+#include "cli/run_cli.h"
+
+namespace qrx::test {
+namespace {
+
+// Answers bars and snapshots, and keeps the last request.
+class BarsAndFutures : public testing::Test {
+protected:
+    bool Handle(Peer& peer, const Message& request) {
+        m_requests.push_back(request);
+        if (request.head.sDataType == ID_ZPMTELE_REQ_KDATA) {
+            ZPMDefine_KData_Head head{};
+            memcpy(head.chCode, "600000", 6);
+            memcpy(head.chMarket, "SH", 2);
+            head.nItems = 1;
+            head.nLastPacket = 1;
+            const ZPMDefine_KData bar = {kFriday, m_nBarTime, 71200,    71500, 71100,
+                                         71300,   400,        28520000, 3,     0};
+            std::string strBody = Bytes(head);
+            codec::EncodeRecord(bar, strBody);
+            return peer.Answer(request, ID_ZPMTELE_DAYKDATA, strBody);
+        }
+        ZPMDefine_Future_Head head{};
+        head.nItems = 1;
+        head.nLastPacket = 1;
+        head.nDayRef1 = 451000;
+        head.nDayRef2 = 452000;
+        head.nDayRef3 = 90;
+        const ZPMDefine_Future_Night snapshot = {kFriday, 93000500, 450000, 5,      22500000, 91,
+                                                 'B',     450100,   450200, 450300, 0,        -12};
+        std::string strBody = Bytes(head);
+        codec::EncodeRecord(snapshot, strBody);
+        return peer.Answer(request, ID_ZPMTELE_FUTURE, strBody);
+    }
+    // Until a kind of data is in the library its calls fail without asking the server.
+    bool InLibrary(const std::string& strArguments) {
+        const bool bAnswered = m_cli.Run(strArguments) == 0;
+        const bool bAsked = !m_requests.empty();
+        m_requests.clear();
+        return bAnswered || bAsked;
+    }
+    template <class Request>
+    Request Asked() const {
+        Request request{};
+        if (m_requests.empty()) return request;
+        memcpy(&request, m_requests.back().strBody.data(),
+               std::min(sizeof request, m_requests.back().strBody.size()));
+        return request;
+    }
+
+    int m_nBarTime = 93100;
+    std::vector<Message> m_requests;
+    ScriptedServer m_server{
+        Serving([this](Peer& peer, const Message& request) { return Handle(peer, request); },
+                [] {
+                    std::vector<TestMarket> vecMarkets = NamedMarkets();
+                    vecMarkets.push_back({"HK", {{"00001", 16}}});
+                    return vecMarkets;
+                }())};
+    Cli m_cli{m_server.Port()};
+};
+
+TEST_F(BarsAndFutures, BarsAsAskedAndShown) {
+    if (!InLibrary("bars 600000.SH --from 20240105")) GTEST_SKIP() << "bars are not there yet";
+    ASSERT_EQ(m_cli.Run("bars 600000.SH --cycle 5m --from 20240105 --to 20240108 --adjust forward "
+                        "--adjust-date 20240101 --adjust-volume -f csv"),
+              0)
+        << m_cli.Err();
+    EXPECT_EQ(m_cli.Out(),
+              "code,date,time,open,high,low,close,volume,turnover,trades,open_interest\n"
+              "600000.SH,2024-01-05,09:31:00.000,7.1200,7.1500,7.1100,7.1300,400,2852.0000,3,0\n");
+    const auto asked = Asked<ZPMDefine_RequestKData>();
+    EXPECT_EQ(asked.nModeFlag, 1);
+    EXPECT_EQ(asked.nModeDate, 20240101);
+    EXPECT_EQ(asked.nModeSwitch, 1);
+    EXPECT_EQ(asked.nCycType, 0);  // the server's code of minutes
+    EXPECT_EQ(asked.nCycDef, 5);
+    EXPECT_EQ(asked.nBeginDate, kFriday);
+    EXPECT_EQ(asked.nEndDate, kMonday);
+
+    // The server's codes of the cycles.
+    const std::pair<const char*, int> kCycles[] = {
+        {"30s", 11}, {"d", 7}, {"w", 8}, {"month", 9}, {"quarter", 4}, {"half", 5}, {"y", 6}};
+    for (const auto& [szCycle, nCode] : kCycles) {
+        EXPECT_EQ(m_cli.Run(std::string("bars 600000.SH --from 20240105 --cycle ") + szCycle), 0);
+        EXPECT_EQ(Asked<ZPMDefine_RequestKData>().nCycType, nCode) << szCycle;
+    }
+}
+
+TEST_F(BarsAndFutures, CompletionIsRefusedBeforeItStopsTheProcess) {
+    if (!InLibrary("bars 600000.SH --from 20240105")) GTEST_SKIP() << "bars are not there yet";
+    EXPECT_EQ(m_cli.Run("bars 00001.HK --cycle 1m --complete --from 20240105"), 12);
+    EXPECT_NE(m_cli.Err().find("HK has no session grid; only SH SZ CF SHF CZC DCE"),
+              std::string::npos)
+        << m_cli.Err();
+    m_nBarTime = 85900;
+    EXPECT_EQ(m_cli.Run("bars 600000.SH --cycle 1m --complete --from 20240105"), 12);
+    EXPECT_NE(m_cli.Err().find("2024-01-05 08:59:00.000"), std::string::npos) << m_cli.Err();
+    m_nBarTime = 93100;
+    ASSERT_EQ(
+        m_cli.Run("bars 600000.SH --cycle 1m --complete --from 20240105 --columns time -f csv"), 0)
+        << m_cli.Err();
+    // A header, and 240 bars of one minute in two sessions of two hours.
+    const std::string strOut = m_cli.Out();
+    EXPECT_EQ(std::count(strOut.begin(), strOut.end(), '\n'), 241) << strOut;
+}
+
+TEST_F(BarsAndFutures, SnapshotsDayByDay) {
+    if (!InLibrary("futures cu1701.SHF --from 20240105")) GTEST_SKIP() << "not there yet";
+    ASSERT_EQ(m_cli.Run("futures CU1701.SHF --from 20240105 --to 20240106 -f csv"), 0)
+        << m_cli.Err();
+    EXPECT_EQ(m_cli.Out(),
+              "code,date,time,price,volume,turnover,open_interest,side,open,high,low,settle,delta,"
+              "acc_volume,acc_turnover,prev_settle,prev_close,prev_open_interest\n"
+              "CU1701.SHF,2024-01-05,09:30:00.500,45.0000,5,2250.0000,91,B,45.0100,45.0200,45.0300,"
+              "0.0000,-0.0012,5,2250.0000,45.1000,45.2000,90\n");
+    EXPECT_EQ(m_requests.size(), 1U);
+    EXPECT_EQ(m_cli.Run("futures 600000.SH --from 20240105"), 8);
+}
+
+}  // namespace
+}  // namespace qrx::test

@@ -1,0 +1,246 @@
+// How commands end: exit codes and sentences, nothing half-written, interrupts, closed pipes.
+#include <gtest/gtest.h>
+#include <pty.h>
+
+#include <chrono>
+
+#include "cli/market.h"
+#include "cli/run_cli.h"
+
+namespace qrx::test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class Ending : public testing::Test {
+protected:
+    // Friday is answered; what Monday's request meets is the test's to say.
+    enum class OnMonday { Answered, Cut, Stalled };
+    explicit Ending(OnMonday monday = OnMonday::Answered)
+        : m_monday(monday),
+          m_server(
+              Serving([this](Peer& peer, const Message& request) { return Handle(peer, request); },
+                      NamedMarkets())),
+          m_cli(m_server.Port()) {}
+
+    bool Handle(Peer& peer, const Message& request) {
+        ZPMDefine_RequestSaveData asked;
+        memcpy(&asked, request.strBody.data(), std::min(sizeof asked, request.strBody.size()));
+        if (request.head.sDataType == ID_ZPMTELE_REQ_SAVEDATA && asked.nDate == kMonday) {
+            if (m_monday == OnMonday::Cut) return false;
+            if (m_monday == OnMonday::Stalled) {
+                m_bStalling = true;
+                peer.WaitForEnd();
+                return false;
+            }
+        }
+        return m_market(peer, request);
+    }
+    void WaitForStall() const {
+        while (!m_bStalling) usleep(1000);
+    }
+    bool FolderEmpty() const { return fs::is_empty(m_cli.Folder()); }
+
+    OnMonday m_monday;
+    std::atomic<bool> m_bStalling{false};
+    Market m_market;
+    ScriptedServer m_server;
+    Cli m_cli;
+};
+class CutOnMonday : public Ending {
+protected:
+    CutOnMonday() : Ending(OnMonday::Cut) {}
+};
+class StalledOnMonday : public Ending {
+protected:
+    StalledOnMonday() : Ending(OnMonday::Stalled) {}
+};
+
+TEST_F(Ending, CodesAndSentences) {
+    struct Case {
+        const char* szArguments;
+        int nExit;
+        const char* szSentence;  // a part of it
+    };
+    const Case kCases[] = {
+        {"", 2, "subcommand"},
+        {"ticks", 2, "CODE"},
+        {"ticks 600000.SH --from 20230229", 2, "--from: there is no day 20230229"},
+        {"ticks 600000.SH --from 2023-13-01", 2, "there is no day"},
+        {"ticks 600000.SH --to tomorrow", 2, "--to: \"tomorrow\" is not a date"},
+        {"ticks 600000.SH --from 20240105 --to 20240104", 2, "is before --from 2024-01-05"},
+        {"ticks 600000.SH --begin 9:30", 2, "--begin: \"9:30\" is not a time"},
+        {"ticks 600000.SH --begin 09:60", 2, "--begin"},
+        {"ticks 600000.SH --begin 10:00 --end 09:59", 2, "--end 09:59 is before --begin"},
+        {"ticks 600000.SH --columns pric", 2, "nearest is \"price\""},
+        {"ticks 600000.SH --limit 0", 2, "--limit"},
+        {"ticks 600000.SH -f xml", 2, "table|csv|jsonl"},
+        {"ticks 600000.SH --price-unit 30", 2, "power of ten"},
+        {"ticks 600000.SH --server 127.0.0.1:99999", 2, "no port"},
+        {"ticks 600000.SH --proxy socks6://a:1", 2, "--proxy"},
+        {"ticks 600000.SH --proxy socks5://u:p@a:1", 2, "QRX_PROXY_PASSWORD"},
+        {"codes --encoding nonesuch", 2, "--encoding"},
+        {"bars 600000.SH --cycle 121m", 2, "--cycle"},
+        {"bars 600000.SH --cycle d --complete", 2, "--complete"},
+        {"formula add MACD", 2, "--text"},
+        {"trades 600000.SH --from 20240104", 3, "no trades of 600000.SH on 2024-01-04"},
+        {"trades 600000.SH --from 20240106 --to 20240107", 3, "no trades"},
+        {"codes --search zzz", 3, "\"zzz\""},
+        {"ticks 600000", 4,
+         "lacks its market, such as 600000.SH; did you mean 600000.SH, 600000.SZ"},
+        {"ticks 60001.SH", 4, "600010.SH"},
+        {"codes XX", 4, "only SH SHF SZ"},
+        {"codes --server 127.0.0.1:1", 6, "cannot connect to 127.0.0.1:1"},
+        {"codes --server nonesuch.invalid", 6, "nonesuch.invalid has no IPv4 address"},
+        {"ticks cu1701.SHF", 8, "no ticks of cu1701.SHF"},
+        {"codes -o missing/codes.csv", 9, "missing/codes.csv"},
+        {"codes -o /dev/full", 9, "/dev/full"},
+        {"bars 600000.SH --cycle 1m --complete --server 127.0.0.1:1", 6, "cannot connect"},
+    };
+    for (const Case& test : kCases) {
+        EXPECT_EQ(m_cli.Run(test.szArguments), test.nExit) << test.szArguments << m_cli.Err();
+        EXPECT_NE(m_cli.Err().find(test.szSentence), std::string::npos) << test.szArguments << "\n"
+                                                                        << m_cli.Err();
+        EXPECT_EQ(m_cli.Err().find('\n'), m_cli.Err().size() - 1) << m_cli.Err();
+        EXPECT_EQ(m_cli.Out(), "") << test.szArguments;
+    }
+    EXPECT_TRUE(FolderEmpty());
+}
+
+TEST_F(CutOnMonday, LeavesNoFileBehind) {
+    const std::string strArguments = "orders 600000.SH --from 20240105 --to 20240109 -o ";
+    EXPECT_EQ(m_cli.Run(strArguments + "new.csv"), 6);
+    EXPECT_TRUE(FolderEmpty());
+    std::ofstream(m_cli.Folder() / "old.csv") << "old";
+    EXPECT_EQ(m_cli.Run(strArguments + "old.csv"), 6);
+    EXPECT_EQ(ReadAll(m_cli.Folder() / "old.csv"), "old");
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_cli.Folder()), {}), 1);
+}
+
+TEST_F(StalledOnMonday, TimesOut) {
+    EXPECT_EQ(m_cli.Run("orders 600000.SH --from 20240108 --timeout 1"), 7);
+    EXPECT_NE(m_cli.Err().find("within 1 seconds"), std::string::npos) << m_cli.Err();
+}
+
+TEST_F(StalledOnMonday, InterruptEndsAtOnceAndLeavesNothing) {
+    m_cli.Start("orders 600000.SH --from 20240105 --to 20240109 -o rows.csv");
+    WaitForStall();
+    const auto begin = Clock::now();
+    m_cli.Signal(SIGINT);
+    EXPECT_EQ(m_cli.Wait(), 130);
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_TRUE(FolderEmpty());
+    EXPECT_EQ(m_cli.Err(), "");
+}
+
+TEST(Interrupt, EndsALoginThatIsNotAnswered) {
+    std::atomic<bool> bAsked{false};
+    ScriptedServer server([&](Peer& peer) {
+        Message request;
+        bAsked = peer.Receive(request);
+        peer.WaitForEnd();
+    });
+    Cli cli(server.Port());
+    cli.Start("codes -o codes.csv");
+    while (!bAsked) usleep(1000);
+    const auto begin = Clock::now();
+    cli.Signal(SIGINT);
+    EXPECT_EQ(cli.Wait(), 130);
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_TRUE(fs::is_empty(cli.Folder()));
+}
+
+// Many more rows than a pipe holds: the command is inside a write when its reader goes, or when
+// the interrupt comes.
+class Flood : public testing::Test {
+protected:
+    static constexpr int kRows = 100000;
+    ScriptedServer m_server{Serving([](Peer& peer, const Message& request) {
+        const std::vector<ZPMDefine_Order_v2> vecOrders(kRows);
+        return peer.Answer(request, ID_ZPMTELE_ORDER_V2,
+                           Answer<ZPMDefine_SaveData_Head>(vecOrders.data(), kRows, kFriday));
+    })};
+    Cli m_cli{m_server.Port()};
+
+    // The reading end, from which some bytes have come.
+    int StartIntoPipe() {
+        int fds[2];
+        if (pipe2(fds, O_CLOEXEC) != 0) return -1;
+        m_cli.Start("orders 600000.SH --from 20240105 -f csv", fds[1]);
+        close(fds[1]);
+        char bytes[100];
+        EXPECT_GT(read(fds[0], bytes, sizeof bytes), 0);
+        return fds[0];
+    }
+};
+
+TEST_F(Flood, AReaderThatGoesIsNoError) {
+    close(StartIntoPipe());
+    EXPECT_EQ(m_cli.Wait(), 0);
+    EXPECT_EQ(m_cli.Err(), "");
+}
+
+TEST_F(Flood, AReaderThatSleepsDoesNotHoldAnInterrupt) {
+    const int fd = StartIntoPipe();
+    usleep(200000);
+    const auto begin = Clock::now();
+    m_cli.Signal(SIGINT);
+    EXPECT_EQ(m_cli.Wait(), 130);
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    close(fd);
+}
+
+// Everything that a terminal changes, in one session: the prompt without echo, then progress.
+TEST(Terminal, AsksForThePasswordAndShowsProgress) {
+    std::string strPassword;
+    const auto market = NamedMarkets();
+    ScriptedServer server([&](Peer& peer) {
+        Message request;
+        while (peer.Receive(request)) {
+            if (request.head.sDataType == ID_ZPMTELE_LOGIN) {
+                strPassword = request.strBody.substr(16, 6);
+                peer.Answer(request, ID_ZPMTELE_LOGIN_ANSWER, LoginAnswer({market[0]}));
+            } else if (request.head.sDataType == ID_ZPMTELE_REQ_CODETABLE) {
+                peer.Answer(request, ID_ZPMTELE_CODETABLE, CodeTableAnswer(market[0]));
+            } else {
+                usleep(2600000);
+                const ZPMDefine_Order_v2 order = {93002000, 55, 8, 'A', 'S', 71400, 900};
+                peer.Answer(request, ID_ZPMTELE_ORDER_V2,
+                            Answer<ZPMDefine_SaveData_Head>(&order, 1, kFriday));
+            }
+        }
+    });
+    Cli cli(server.Port());
+    cli.Unset("QRX_PASSWORD");
+    const std::vector<char*> vecEnvironment = cli.Environment();
+    int fd = -1;
+    const pid_t nPid = forkpty(&fd, nullptr, nullptr, nullptr);
+    if (nPid == 0) {
+        const char* const arguments[] = {"qrx",      "orders",    "600000.SH",   "--from",
+                                         "20240105", "--to",      "20240105",    "-f",
+                                         "csv",      "--columns", "date,volume", nullptr};
+        execve(QRX_BUILD_DIR "/qrx", const_cast<char* const*>(arguments), vecEnvironment.data());
+        _exit(99);
+    }
+    std::string strScreen;
+    char bytes[1000];
+    bool bTyped = false;
+    for (ssize_t n; (n = read(fd, bytes, sizeof bytes)) > 0;) {
+        strScreen.append(bytes, static_cast<size_t>(n));
+        if (!bTyped && strScreen.ends_with("Password of user: ")) {
+            bTyped = write(fd, "secret\n", 7) == 7;
+        }
+    }
+    int nStatus = 0;
+    waitpid(nPid, &nStatus, 0);
+    close(fd);
+    EXPECT_EQ(nStatus, 0);
+    EXPECT_EQ(strPassword, "secret");
+    EXPECT_EQ(strScreen.find("secret"), std::string::npos) << strScreen;
+    EXPECT_NE(strScreen.find("\r0 of 1 days, 0 rows"), std::string::npos) << strScreen;
+    // The line is gone before rows are written.
+    EXPECT_TRUE(strScreen.ends_with("\r\033[Kdate,volume\r\n2024-01-05,900\r\n")) << strScreen;
+}
+
+}  // namespace
+}  // namespace qrx::test

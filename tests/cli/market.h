@@ -1,0 +1,125 @@
+// What the scripted server of these tests knows: one record of each kind on each of two trading
+// days, Friday 2024-01-05 and Monday 2024-01-08, every value chosen so that columns cannot be mixed
+// up.
+#ifndef QRX_TESTS_CLI_MARKET_H
+#define QRX_TESTS_CLI_MARKET_H
+
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "codec/codecs.h"
+#include "support/scripted_server.h"
+
+namespace qrx::test {
+
+inline constexpr int kFriday = 20240105;
+inline constexpr int kMonday = 20240108;
+
+template <class Record>
+Record NightTick(int nDate) {
+    Record tick{};
+    tick.nDate = nDate;
+    tick.nTime = 93000500;
+    tick.nPrice = 71200;
+    tick.iVolume = 300;
+    tick.iTurnover = -21360050;
+    tick.iAccVolume = 12300;
+    tick.iAccTurnover = 1234567890123;
+    tick.nTickField1 = 17;
+    tick.nTickField2 = 18;
+    tick.chTickFlag1 = 'T';
+    tick.chTickFlag2 = 0;
+    for (int i = 0; i < 4; ++i) tick.nExt[i] = 70001 + i;
+    for (int i = 0; i < 5; ++i) tick.nIndexField[i] = 41 + i;
+    return tick;
+}
+
+template <class Head, class Record>
+std::string Answer(const Record* pRecords, int nItems, int nDate) {
+    Head head{};
+    memcpy(head.chCode, "600000", 6);
+    memcpy(head.chMarket, "SH", 2);
+    head.nDate = nDate;
+    head.nItems = nItems;
+    head.nLastPacket = 1;
+    std::string strBody = Bytes(head);
+    for (int i = 0; i < nItems; ++i) codec::EncodeRecord(pRecords[i], strBody);
+    return strBody;
+}
+
+// Answers every tick and trade request, and remembers the days that were asked for.
+class Market {
+public:
+    bool operator()(Peer& peer, const Message& request) {
+        if (request.head.sDataType == ID_ZPMTELE_REQ_TICK_NIGHT) return Ticks(peer, request);
+        ZPMDefine_RequestSaveData asked;
+        memcpy(&asked, request.strBody.data(), sizeof asked);
+        const int nItems = Asked(asked.nDate);
+        if (asked.nDataKind == 0) {
+            const ZPMDefine_Transaction_v2 trade = {93001000, 7, 0, '1', 'B', {71300, 200, 31}, 32};
+            return Send(peer, request, ID_ZPMTELE_TRANSACTION_V2, &trade, nItems, asked.nDate);
+        }
+        if (asked.nDataKind == 2) {
+            const ZPMDefine_Order_v2 order = {93002000, 55, 8, 'A', 'S', 71400, 900};
+            return Send(peer, request, ID_ZPMTELE_ORDER_V2, &order, nItems, asked.nDate);
+        }
+        ZPMDefine_OrderQueue queue = {93003000, {71500, 'B', 3, 2}, {}};
+        queue.nQueueItems[0] = 500;
+        queue.nQueueItems[49] = 4900;
+        return Send(peer, request, ID_ZPMTELE_ORDERQUEUE_V2, &queue, nItems, asked.nDate);
+    }
+    std::vector<int> Days() {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        return m_days;
+    }
+
+private:
+    int Asked(int nDate) {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_days.push_back(nDate);
+        return nDate == kFriday || nDate == kMonday ? 1 : 0;
+    }
+    bool Ticks(Peer& peer, const Message& request) {
+        ZPMDefine_RequestTickData asked;
+        memcpy(&asked, request.strBody.data(), sizeof asked);
+        const int nItems = Asked(asked.nDate);
+        auto tick = NightTick<ZPMDefine_Tick_AB_Night>(asked.nDate);
+        if (asked.nFlags == 2) {
+            const auto plain = NightTick<ZPMDefine_Tick_Night>(asked.nDate);
+            return peer.Answer(request, ID_ZPMTELE_TICK_NIGHT,
+                               Answer<ZPMDefine_TickData_Head>(&plain, nItems, asked.nDate));
+        }
+        tick.nBook1[0] = 71210;
+        tick.nBook1[9] = 71300;
+        tick.nBook2[9] = 1109;
+        tick.nBook3[0] = 71190;
+        tick.nBook4[9] = 1409;
+        tick.nABField1 = 72000;
+        tick.iABField4 = 8000000000;
+        return peer.Answer(request, ID_ZPMTELE_TICK_NIGHT,
+                           Answer<ZPMDefine_TickData_Head>(&tick, nItems, asked.nDate));
+    }
+    template <class Record>
+    bool Send(Peer& peer, const Message& request, int nType, const Record* pRecord, int nItems,
+              int nDate) {
+        return peer.Answer(request, nType, Answer<ZPMDefine_SaveData_Head>(pRecord, nItems, nDate));
+    }
+
+    std::mutex m_mutex;
+    std::vector<int> m_days;
+};
+
+// Securities with names in the server's encoding (GBK).
+inline std::vector<TestMarket> NamedMarkets() {
+    return {{"SH",
+             {{"600000", 16, "\xC6\xD6\xB7\xA2\xD2\xF8\xD0\xD0"},
+              {"600010", 16, "\xB0\xFC\xB8\xD6"},
+              {"000001", 1, "A,\"\x1B[31m"}}},
+            {"SHF", {{"cu1701", 112, "cu"}}},
+            {"SZ", {{"600000", 16, "other"}}}};
+}
+
+}  // namespace qrx::test
+
+#endif

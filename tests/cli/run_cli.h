@@ -1,0 +1,125 @@
+// Runs the real qrx against a scripted server, in a folder and an environment of its own.
+#ifndef QRX_TESTS_CLI_RUN_CLI_H
+#define QRX_TESTS_CLI_RUN_CLI_H
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace qrx::test {
+
+namespace fs = std::filesystem;
+
+inline std::string ReadAll(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+class Cli {
+public:
+    explicit Cli(int nPort) {
+        std::string strTemplate = (fs::temp_directory_path() / "qrx-cli-XXXXXX").string();
+        m_folder = mkdtemp(strTemplate.data());
+        fs::create_directory(Folder());
+        for (char** pp = environ; *pp != nullptr; ++pp) {
+            const std::string strEntry = *pp;
+            if (!strEntry.starts_with("QRX_") && !strEntry.starts_with("HOME=") &&
+                !strEntry.starts_with("XDG_")) {
+                m_vecEnvironment.push_back(strEntry);
+            }
+        }
+        Set("HOME", m_folder.string());
+        Set("QRX_SERVER", "127.0.0.1:" + std::to_string(nPort));
+        Set("QRX_USER", "user");
+        Set("QRX_PASSWORD", "secret");
+        Set("QRX_RETRIES", "0");
+    }
+    ~Cli() { fs::remove_all(m_folder); }
+    Cli(const Cli&) = delete;
+    Cli& operator=(const Cli&) = delete;
+
+    // What happens in it is the command's doing only.
+    fs::path Folder() const { return m_folder / "work"; }
+    fs::path Home() const { return m_folder; }
+    void Set(const std::string& strName, const std::string& strValue) {
+        Unset(strName);
+        m_vecEnvironment.push_back(strName + "=" + strValue);
+    }
+    void Unset(const std::string& strName) {
+        std::erase_if(m_vecEnvironment, [&](const std::string& strEntry) {
+            return strEntry.starts_with(strName + "=");
+        });
+    }
+
+    // Arguments parted by blanks. nOut takes the place of the file that catches the output.
+    void Start(const std::string& strArguments, int nOut = -1) {
+        std::vector<std::string> vecWords = {QRX_BUILD_DIR "/qrx"};
+        std::istringstream stream(strArguments);
+        for (std::string strWord; stream >> strWord;) vecWords.push_back(strWord);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addchdir_np(&actions, Folder().c_str());
+        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+        if (nOut >= 0) {
+            posix_spawn_file_actions_adddup2(&actions, nOut, 1);
+        } else {
+            posix_spawn_file_actions_addopen(&actions, 1, (m_folder / "out").c_str(),
+                                             O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        }
+        posix_spawn_file_actions_addopen(&actions, 2, (m_folder / "err").c_str(),
+                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        sigset_t set;
+        sigemptyset(&set);
+        posix_spawnattr_setsigmask(&attributes, &set);
+        sigaddset(&set, SIGINT);
+        sigaddset(&set, SIGPIPE);
+        posix_spawnattr_setsigdefault(&attributes, &set);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        posix_spawn(&m_nPid, vecWords[0].c_str(), &actions, &attributes, Pointers(vecWords).data(),
+                    Environment().data());
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    // The exit code; 1000 and the signal's number when one ended it.
+    int Wait() {
+        int nStatus = 0;
+        waitpid(m_nPid, &nStatus, 0);
+        return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 1000 + WTERMSIG(nStatus);
+    }
+    int Run(const std::string& strArguments) {
+        Start(strArguments);
+        return Wait();
+    }
+    void Signal(int nSignal) const { kill(m_nPid, nSignal); }
+    std::string Out() const { return ReadAll(m_folder / "out"); }
+    std::string Err() const { return ReadAll(m_folder / "err"); }
+    std::vector<char*> Environment() { return Pointers(m_vecEnvironment); }
+
+private:
+    static std::vector<char*> Pointers(std::vector<std::string>& vecTexts) {
+        std::vector<char*> vecPointers;
+        for (std::string& strText : vecTexts) vecPointers.push_back(strText.data());
+        vecPointers.push_back(nullptr);
+        return vecPointers;
+    }
+
+    fs::path m_folder;
+    std::vector<std::string> m_vecEnvironment;
+    pid_t m_nPid = -1;
+};
+
+}  // namespace qrx::test
+
+#endif

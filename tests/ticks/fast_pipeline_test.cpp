@@ -1,0 +1,349 @@
+// The fast pipeline against the plain one, record for record: random bytes and proper streams,
+// short, overlong and empty ones, lying item counts, range filter, maximum count and abort.
+#include "ticks/fast_pipeline.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+
+#include "codec/codecs.h"
+#include "ticks/converters.h"
+
+namespace qrx {
+namespace {
+
+using Random = std::mt19937;
+
+int Below(Random& random, int n) {
+    return static_cast<int>(random() % static_cast<unsigned>(n));
+}
+
+// -- The parts that the pipeline is made of ---------------------------------------------------
+
+TEST(FastInteger, EveryTagAsTheObviousReader) {
+    Random random(1);
+    for (int i = 0; i < 256 * 200; ++i) {
+        char bytes[8];
+        for (char& c : bytes) c = static_cast<char>(random());
+        bytes[0] = static_cast<char>(i);
+        long long nExpected = 0;
+        const int nConsumed = decompressData(nExpected, bytes);
+        int64_t n64 = 0;
+        int32_t n32 = 0;
+        int8_t n8 = 0;
+        ASSERT_EQ(codec::FastStep<8>(codec::kTags, bytes, reinterpret_cast<char*>(&n64)),
+                  bytes + nConsumed);
+        codec::FastStep<4>(codec::kTags, bytes, reinterpret_cast<char*>(&n32));
+        codec::FastStep<1>(codec::kTags, bytes, reinterpret_cast<char*>(&n8));
+        ASSERT_EQ(n64, nExpected);
+        ASSERT_EQ(n32, static_cast<int32_t>(nExpected));
+        ASSERT_EQ(n8, static_cast<int8_t>(nExpected));
+    }
+}
+
+TEST(SkipIntegers, AsManySingleSteps) {
+    Random random(2);
+    int nFound = 0;
+    for (int i = 0; i < 3000; ++i) {
+        const int nLen = 1 + Below(random, 400);
+        const std::unique_ptr<char[]> pStream(new char[static_cast<size_t>(nLen)]);
+        // One-byte integers in every second stream, so that blocks of sixteen occur.
+        for (int j = 0; j < nLen; ++j) pStream[j] = static_cast<char>(i % 2 ? random() : 4);
+        const int nSkip = Below(random, 150);
+        const char* p = pStream.get();
+        const char* pEnd = p + nLen;
+        for (int j = 0; j < nSkip && p < pEnd; ++j) {
+            long long nIgnored;
+            char bytes[16] = {};
+            memcpy(bytes, p, static_cast<size_t>(std::min<ptrdiff_t>(8, pEnd - p)));
+            p += decompressData(nIgnored, bytes);
+        }
+        const char* pFound = codec::SkipIntegers(pStream.get(), pEnd, nSkip);
+        nFound += pFound != nullptr;
+        if (pFound != nullptr || p < pEnd) {
+            ASSERT_EQ(pFound, p);
+        }
+    }
+    EXPECT_GT(nFound, 300);
+}
+
+// -- Answers ----------------------------------------------------------------------------------
+
+// Packet bodies as they come from the socket: exactly their size and the padding.
+struct Answer {
+    std::vector<std::unique_ptr<char[]>> vecOwner;
+    std::vector<char*> vecPacket;
+    std::vector<int> vecLen;
+
+    void Add(const std::string& strBody) {
+        vecOwner.emplace_back(new char[strBody.size() + limits::kBodyPadding]());
+        memcpy(vecOwner.back().get(), strBody.data(), strBody.size());
+        vecPacket.push_back(vecOwner.back().get());
+        vecLen.push_back(static_cast<int>(strBody.size()));
+    }
+};
+
+constexpr int kDates[] = {20240104, 20240105, 20240106};
+
+template <class Body>
+Body SomeRecord(Random& random) {
+    Body body{};
+    for (const codec::StreamField& field : codec::kStream<Body>) {
+        constexpr int kBits[] = {0, 2, 6, 7, 15, 24, 31, 44};
+        const int nBits = kBits[Below(random, field.nWidth == 8 ? 8 : 7)];
+        auto n = static_cast<long long>((uint64_t{random()} << 32 | random()) >> (64 - nBits - 1));
+        if (Below(random, 4) == 0) n = -n;
+        codec::StoreField(reinterpret_cast<char*>(&body), field, n);
+    }
+    body.nTime = 90000000 + Below(random, 60) * 100000;
+    if constexpr (requires { body.nDate; }) body.nDate = kDates[Below(random, 3)];
+    return body;
+}
+
+template <class Head, class Body>
+Answer SomeAnswer(Random& random) {
+    Answer answer;
+    const int nPackets = Below(random, 7);
+    for (int i = 0; i < nPackets; ++i) {
+        Head head{};
+        memcpy(head.chCode, i % 3 == 0 ? "ru2405ab" : "600000", i % 3 == 0 ? 8 : 6);
+        memcpy(head.chMarket, "SHF", 3);
+        head.nDate = kDates[Below(random, 3)];
+        // Mostly a few records; sometimes enough for a stream to be divided.
+        int nRecords = Below(random, 8) == 0 ? Below(random, 400) : Below(random, 12);
+        std::string strStream;
+        if (Below(random, 3) == 0) {
+            strStream.resize(static_cast<size_t>(
+                Below(random, nRecords * static_cast<int>(codec::kStream<Body>.size()) * 5 + 1)));
+            for (char& c : strStream) c = static_cast<char>(random());
+        } else {
+            for (int j = 0; j < nRecords; ++j) {
+                EXPECT_TRUE(codec::EncodeRecord(SomeRecord<Body>(random), strStream));
+            }
+            if (Below(random, 4) == 0 && !strStream.empty()) {
+                strStream.resize(random() % strStream.size());  // cut anywhere
+            }
+        }
+        switch (Below(random, 8)) {
+            case 0:
+                nRecords = -Below(random, 100);
+                break;
+            case 1:
+                nRecords += Below(random, 50);  // the stream does not reach so far
+                break;
+            case 2:
+                nRecords /= 2;  // the stream goes on
+                break;
+            default:
+                break;
+        }
+        head.nItems = nRecords;
+        answer.Add(std::string(reinterpret_cast<const char*>(&head), sizeof head) + strStream);
+    }
+    return answer;
+}
+
+template <class HeadType, class BodyType, class RecordType, int nType, auto pfnCodec>
+struct Kind {
+    using Head = HeadType;
+    using Body = BodyType;
+    using Record = RecordType;
+    static constexpr int kType = nType;
+    static constexpr auto kCodec = pfnCodec;
+};
+
+using Kinds = ::testing::Types<
+    Kind<ZPMDefine_TickData_Head, ZPMDefine_Tick_Night, QRXDefine_Tick, ID_ZPMTELE_TICK_NIGHT,
+         &decompress_Tick_Night>,
+    Kind<ZPMDefine_TickData_Head, ZPMDefine_Tick_AB_Night, QRXDefine_TickAB, ID_ZPMTELE_TICK_NIGHT,
+         &decompress_Tick_AB_Night>,
+    Kind<ZPMDefine_SaveData_Head, ZPMDefine_Transaction_v2, QRXDefine_Transaction,
+         ID_ZPMTELE_TRANSACTION_V2, &decompress_Transaction_v2>,
+    Kind<ZPMDefine_SaveData_Head, ZPMDefine_Order_v2, QRXDefine_Order, ID_ZPMTELE_ORDER_V2,
+         &decompress_Order_v2>,
+    Kind<ZPMDefine_SaveData_Head, ZPMDefine_OrderQueue, QRXDefine_OrderQueue,
+         ID_ZPMTELE_ORDERQUEUE_V2, &decompress_OrderQueue>,
+    // The day forms leave bytes of the public record without a field.
+    Kind<ZPMDefine_TickData_Head, ZPMDefine_TickData_AB_ACC_EX, QRXDefine_TickAB,
+         ID_ZPMTELE_TICKKDATA_AB_ACC_EX, &decompress_TickData_AB_ACC_EX>,
+    Kind<ZPMDefine_TickData_Head, ZPMDefine_TickData_Index_ACC_EX, QRXDefine_TickAB,
+         ID_ZPMTELE_TICKKDATA_INDEX_ACC_EX, &decompress_TickData_Index_ACC_EX>>;
+
+template <class KindType>
+class FastPipelineTest : public ::testing::Test {
+public:
+    using Head = typename KindType::Head;
+    using Body = typename KindType::Body;
+    using Record = typename KindType::Record;
+
+    // The fewest bytes that a pipeline may not write: the array has room for nMax records only.
+    using Array = std::unique_ptr<Record[]>;
+    static Array NewArray(int nMax) {
+        Array pArray(new Record[static_cast<size_t>(std::max(nMax, 0)) + 1]);
+        memset(static_cast<void*>(pArray.get()), 0xCD,
+               (static_cast<size_t>(std::max(nMax, 0)) + 1) * sizeof(Record));
+        return pArray;
+    }
+    static bool Untouched(const Record& record) {
+        const std::string strPoison(sizeof record, '\xCD');
+        return memcmp(&record, strPoison.data(), sizeof record) == 0;
+    }
+
+    static int Announced(const Answer& answer) {
+        int n = 0;
+        for (const char* p : answer.vecPacket) n += std::max(HeadOf<Head>(p).nItems, 0);
+        return n;
+    }
+
+    int Plain(const Answer& answer, Record* pArray, int nMax, const RangeFilter& f) {
+        return m_source.DecompressRawVec<Head>(pArray, nMax, answer.vecPacket, answer.vecLen,
+                                               KindType::kCodec, &codec::Convert<Body, Record>,
+                                               KindType::kType, f.nBeginDate, f.nEndDate,
+                                               f.nBeginTime, f.nEndTime, nullptr);
+    }
+    int Fast(const Answer& answer, Record* pArray, int nMax, const RangeFilter& f) {
+        return m_source.DecompressFast<Head>(pArray, nMax, answer.vecPacket, answer.vecLen,
+                                             KindType::kCodec, &codec::Convert<Body, Record>,
+                                             KindType::kType, f.nBeginDate, f.nEndDate,
+                                             f.nBeginTime, f.nEndTime, nullptr);
+    }
+
+    // Bounds on the dates and times that the records have, on random ones for random bytes.
+    static RangeFilter SomeFilter(Random& random, const Record* pRecords, int nRecords) {
+        const auto date = [&] {
+            switch (Below(random, 3)) {
+                case 0:
+                    return 0;
+                case 1:
+                    return kDates[Below(random, 3)];
+                default:
+                    return nRecords > 0 ? pRecords[Below(random, nRecords)].nDate : 0;
+            }
+        };
+        const auto time = [&] {
+            if (Below(random, 2) == 0) return 0;
+            return nRecords > 0 ? pRecords[Below(random, nRecords)].nTime : 93000000;
+        };
+        return {date(), date(), time(), time()};
+    }
+
+    MarketDataSource m_source;
+};
+TYPED_TEST_SUITE(FastPipelineTest, Kinds);
+
+TYPED_TEST(FastPipelineTest, AsThePlainOne) {
+    Random random(3);
+    int nDropped = 0;
+    int nCut = 0;
+    for (int i = 0; i < 1200; ++i) {
+        SCOPED_TRACE(i);
+        const auto answer = SomeAnswer<typename TypeParam::Head, typename TypeParam::Body>(random);
+        const int nAnnounced = this->Announced(answer);
+        const auto pAll = this->NewArray(nAnnounced);
+        const int nAll = this->Plain(answer, pAll.get(), nAnnounced, {});
+        ASSERT_EQ(nAll, nAnnounced);
+        const RangeFilter filter =
+            i % 4 == 0 ? RangeFilter{} : this->SomeFilter(random, pAll.get(), nAll);
+        const int nMax = Below(random, 3) == 0 ? Below(random, nAnnounced + 5) : nAnnounced;
+        const auto pPlain = this->NewArray(nMax);
+        const auto pFast = this->NewArray(nMax);
+        const int nPlain = this->Plain(answer, pPlain.get(), nMax, filter);
+        const int nFast = this->Fast(answer, pFast.get(), nMax, filter);
+        nDropped += nPlain < nAll && nMax >= nAll;
+        nCut += nPlain == nMax && nMax < nAll;
+        ASSERT_EQ(nFast, nPlain);
+        for (int j = 0; j < nPlain; ++j) {
+            ASSERT_EQ(memcmp(&pFast[j], &pPlain[j], sizeof pFast[j]), 0) << "record " << j;
+        }
+        ASSERT_TRUE(this->Untouched(pFast[std::max(nMax, 0)]));
+    }
+    EXPECT_GT(nDropped, 100);
+    EXPECT_GT(nCut, 50);
+}
+
+// Stopped at every look at the flag in turn: what is returned is the beginning of the whole result.
+TYPED_TEST(FastPipelineTest, StoppedAnywhere) {
+    Random random(4);
+    int nPartial = 0;
+    for (int i = 0; i < 60; ++i) {
+        const auto answer = SomeAnswer<typename TypeParam::Head, typename TypeParam::Body>(random);
+        const int nAnnounced = this->Announced(answer);
+        const auto pAll = this->NewArray(nAnnounced);
+        const int nAll = this->Plain(answer, pAll.get(), nAnnounced, {});
+        for (int nLooks = 0; nLooks < 200; ++nLooks) {
+            int nLooked = 0;
+            const auto quit = [&] { return nLooked++ >= nLooks; };
+            const auto pFast = this->NewArray(nAnnounced);
+            FastPipeline<typename TypeParam::Head, typename TypeParam::Body,
+                         typename TypeParam::Record, decltype(quit)>
+                pipeline(pFast.get(), nAnnounced, RangeFilter{}, quit);
+            const int nFast = pipeline.Run(answer.vecPacket, answer.vecLen);
+            ASSERT_LE(nFast, nAll);
+            ASSERT_EQ(memcmp(pFast.get(), pAll.get(),
+                             static_cast<size_t>(nFast) * sizeof(typename TypeParam::Record)),
+                      0);
+            nPartial += nFast > 0 && nFast < nAll;
+            if (nLooked <= nLooks) {
+                ASSERT_EQ(nFast, nAll);
+                break;
+            }
+        }
+    }
+    EXPECT_GT(nPartial, 5);
+}
+
+TYPED_TEST(FastPipelineTest, NothingOnceClosed) {
+    Random random(5);
+    Answer answer;
+    while (this->Announced(answer) == 0) {
+        answer = SomeAnswer<typename TypeParam::Head, typename TypeParam::Body>(random);
+    }
+    const int nAnnounced = this->Announced(answer);
+    const auto pArray = this->NewArray(nAnnounced);
+    this->m_source.Close();
+    EXPECT_EQ(this->Plain(answer, pArray.get(), nAnnounced, {}), 0);
+    EXPECT_EQ(this->Fast(answer, pArray.get(), nAnnounced, {}), 0);
+}
+
+// Two packets worked by hand: the second announces a record more than its stream has.
+TEST(FastPipeline, RecordsBeyondAStreamsEnd) {
+    Answer answer;
+    for (const int nItems : {1, 2}) {
+        ZPMDefine_SaveData_Head head{};
+        memcpy(head.chCode, "000001", 6);
+        memcpy(head.chMarket, "SZ", 2);
+        head.nDate = 20240105;
+        head.nItems = nItems;
+        // time 93000000, order field 7, index 30; flags -1 and 2; then 300 and the stream's end
+        const char kStream[] = {0x33, 0x48, 0x6B, 0x01, 0x10, 7, 0x0D, '\x84', 0x08, 0x0E};
+        answer.Add(std::string(reinterpret_cast<const char*>(&head), sizeof head) +
+                   std::string(kStream, sizeof kStream));
+    }
+    MarketDataSource source;
+    QRXDefine_Order orders[3];
+    memset(orders, 0xCD, sizeof orders);
+    ASSERT_EQ(source.DecompressFast<ZPMDefine_SaveData_Head>(
+                  orders, 3, answer.vecPacket, answer.vecLen, &decompress_Order_v2,
+                  &codec::Convert<ZPMDefine_Order_v2, QRXDefine_Order>, ID_ZPMTELE_ORDER_V2,
+                  20240105, 20240105, 0, 0, nullptr),
+              3);
+    for (int i = 0; i < 3; ++i) {
+        QRXDefine_Order expected{};
+        memcpy(expected.chVelaCode, "000001.SZ", 9);
+        memcpy(expected.chCode, "000001", 6);
+        expected.nDate = 20240105;
+        if (i < 2) {
+            expected.nTime = 93000000;
+            expected.nOrderField = 7;
+            expected.nIndex = 30;
+            expected.chFlag1 = -1;
+            expected.chFlag2 = 2;
+            expected.nOrderValue1 = 300;
+        }
+        EXPECT_EQ(memcmp(&orders[i], &expected, sizeof expected), 0) << i;
+    }
+}
+
+}  // namespace
+}  // namespace qrx
