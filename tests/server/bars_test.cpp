@@ -154,8 +154,8 @@ TEST_F(BarsTest, SecondsComeFromTicks) {
     const auto bars = Bars("600000", "SH", kSeconds, 30, 20240102, 20240102);
     EXPECT_EQ("20240102 93000 10 12 9 9 600\n20240102 93030 8 8 8 8 400\n", Text(bars));
     ASSERT_EQ(2U, bars.size());
-    EXPECT_EQ(6, bars[0].nMatchItems);
-    EXPECT_EQ(4, bars[1].nMatchItems);
+    EXPECT_EQ(6, +bars[0].nMatchItems);
+    EXPECT_EQ(4, +bars[1].nMatchItems);
 }
 
 TEST_F(BarsTest, LongCyclesAreDatedByTheirLastDay) {
@@ -228,7 +228,7 @@ TEST_F(BarsTest, IndexesAndOptionsHaveTheirOwnForms) {
     const auto index = Bars<ZPMDefine_KData_Index>("000001", "SH", kMinutes, 1, 20240102, 20240102);
     EXPECT_EQ(1011, m_nType);
     ASSERT_EQ(1U, index.size());
-    EXPECT_EQ(30005000, index[0].nClose);
+    EXPECT_EQ(30005000, +index[0].nClose);
     const ServerProcess server(m_folder, m_strDb);
     ServerClient client(server);
     client.LogIn("alice", "secret");
