@@ -1,6 +1,8 @@
 # Flags that every target of the project shares.
 add_library(qrx_options INTERFACE)
 target_compile_options(qrx_options INTERFACE -Wall -Wextra -Wconversion -Wshadow)
+# GCC 12 sees overlaps in its own string concatenation that are not there.
+target_compile_options(qrx_options INTERFACE $<$<AND:$<CXX_COMPILER_ID:GNU>,$<COMPILE_LANGUAGE:CXX>>:-Wno-restrict>)
 if(QRX_WERROR)
   target_compile_options(qrx_options INTERFACE -Werror)
 endif()
