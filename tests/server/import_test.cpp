@@ -251,7 +251,7 @@ TEST_F(ImportTest, NightsBelongToTheTradingDayThatFollows) {
         EXPECT_EQ(row.vecDates.size(), Saved<ZPMDefine_Transaction_v2>(row.nDay, 0).size());
         std::vector<int> vecDates;  // trades carry no date, the heads do
         for (const auto& message : m_vecMessages) {
-            vecDates.push_back(message.As<ZPMDefine_SaveData_Head>().nDate);
+            vecDates.push_back(+message.As<ZPMDefine_SaveData_Head>().nDate);
         }
         EXPECT_EQ(row.vecDates, vecDates);
     }
@@ -286,7 +286,7 @@ TEST_F(ImportTest, FilesOfOneCommandAreJoinedToTradingDays) {
         EXPECT_EQ(6, +snapshots[1].iVolume);
         EXPECT_EQ(4, +snapshots[2].iVolume);
         EXPECT_EQ(120050000, +snapshots[2].nSettle);
-        EXPECT_EQ(119000000, m_vecMessages.back().As<ZPMDefine_Future_Head>().nDayRef1);
+        EXPECT_EQ(119000000, +m_vecMessages.back().As<ZPMDefine_Future_Head>().nDayRef1);
     }
 }
 
@@ -316,7 +316,7 @@ TEST_F(ImportTest, GbkNamesAndReplacedCodes) {
     client.Send(ID_ZPMTELE_REQ_CODETABLE, 0, std::string("SH\0\0\0\0\0\0", 8));
     const auto message = client.Receive();
     ASSERT_TRUE(message);
-    ASSERT_EQ(3, message->As<ZPMDefine_CodeTable_Head>().nTotalItems);
+    ASSERT_EQ(3, +message->As<ZPMDefine_CodeTable_Head>().nTotalItems);
     ZPMDefine_CodeTable_Item items[3];
     memcpy(items, message->strBody.data() + 12, sizeof items);
     EXPECT_STREQ("600000", items[0].chCode);  // stays where it was
@@ -341,7 +341,7 @@ TEST_F(ImportTest, UsersAndStoresAreGuarded) {
     EXPECT_EQ(1, add("bob", "SHANG", strFits).nExit);
     EXPECT_EQ(1, add("alice", "SH", strFits).nExit);
     const auto terminal = RunServerCommand({"user", "add", "bob", "--db", m_strDb});
-    EXPECT_EQ(1, terminal.nExit);
+    EXPECT_EQ(1, +terminal.nExit);
     EXPECT_NE(std::string::npos, terminal.strOutput.find("no terminal")) << terminal.strOutput;
     EXPECT_EQ("alice\tSH,SHF\nsixteen--letters\tSH\n",
               RunServerCommand({"user", "list", "--db", m_strDb}).strOutput);
