@@ -8,7 +8,6 @@
 
 #include "compare.h"
 #include "ready_server.h"
-#include "support/result_memory.h"
 
 namespace qrx::bench {
 namespace {
@@ -38,15 +37,6 @@ void ResetPeak() {
     if (pFile == nullptr) return;
     fputs("5", pFile);
     fclose(pFile);
-}
-
-// A virtual machine's host may have taken back memory that nobody used for a while, and giving it
-// out again takes seconds a gigabyte. Touched just before, it is at hand for whoever comes next.
-void HaveMemoryAtHand(size_t nBytes) {
-    char* pAll = static_cast<char*>(NewResultBytes(static_cast<int64_t>(nBytes >> 12), 4096));
-    for (size_t i = 0; i < (nBytes >> 12); ++i) pAll[i << 12] = 1;
-    benchmark::DoNotOptimize(pAll);
-    FreeResult(pAll);
 }
 
 void OfRawReceiving(benchmark::State& state) {
