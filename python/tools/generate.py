@@ -30,7 +30,8 @@ def member_format(kind: str, pointer: str, lengths: list[int]) -> tuple[str, lis
 
 
 def records(text: str, constants: dict[str, int]) -> dict[str, list[str]]:
-    found: dict[str, list[str]] = {}
+    made: dict[str, list[str]] = {}
+    member: str
     for name, body in re.findall(r"typedef struct (\w+) \{(.*?)\} \1;", text, flags=re.S):
         rows = []
         for member in filter(None, (part.strip() for part in body.split(";"))):
@@ -43,8 +44,8 @@ def records(text: str, constants: dict[str, int]) -> dict[str, list[str]]:
             code, shape = member_format(kind, pointer, lengths)
             rows.append(f'("{field}", "{code}", ({shape[0]},))' if shape
                         else f'("{field}", "{code}")')
-        found[name] = rows
-    return found
+        made[name] = rows
+    return made
 
 
 def field_rows(text: str) -> dict[str, list[str]]:
@@ -53,21 +54,28 @@ def field_rows(text: str) -> dict[str, list[str]]:
         r'^QRX_FIELD(_ARRAY)?\((\w+), (\w+)(?:\[(\d+)\])?,(?: (\d+),)? (\w+), (\w+), "', re.M)
     for _, group, member, index, count, column, kind in pattern.findall(text):
         if count:
-            rows = [(n, f"{column}{n + 1}") for n in range(int(count))]
+            rows = [(str(n), f"{column}{n + 1}") for n in range(int(count))]
         else:
-            rows = [(int(index) if index else None, column)]
+            rows = [(index or "None", column)]
         for place, name in rows:
             groups.setdefault(group, []).append(f'("{member}", {place}, "{name}", "{kind}")')
     return groups
+
+
+def found(pattern: str, text: str) -> str:
+    match = re.search(pattern, text)
+    if match is None:
+        raise SystemExit(f"there is nothing like {pattern}")
+    return match[1]
 
 
 def generate() -> str:
     headers = "".join(p.read_text() for p in sorted((ROOT / "include/qrx").glob("*.h")))
     text = strip_comments(headers)
     constants = {n: int(v) for n, v in re.findall(r"#define (QRX_\w+) (\d+)\b", text)}
-    version = re.search(r'QRX_VERSION_STRING "(.*?)"', text)
+    version = found(r'QRX_VERSION_STRING "(.*?)"', text)
     lines = ['"""Made by tools/generate.py from include/qrx and share; not to be edited."""', "",
-             f'VERSION = "{version[1]}"', ""]
+             f'VERSION = "{version}"', ""]
     tables = {
         "RESULT_CODES": re.findall(r"\b(QRX_OK|QRX_ERR_\w+) = (-?\d+)", text),
         "CYCLES": re.findall(r"\b(CYC_\w+) = (\d+)", text),
@@ -81,8 +89,8 @@ def generate() -> str:
     for market, snapshots, opens, night in re.findall(
             r"^QRX_GRID\((\w+), (\w+), (\d+), (\d+)\)", grids, re.M):
         lines.append(f'    "{market}": ({snapshots == "true"}, {opens}, {night}),')
-    night_end = re.search(r"QRX_GRID_NIGHT_END (\d+)", grids)
-    lines += ["}", f"NIGHT_END = {night_end[1]}", ""]
+    night_end = found(r"QRX_GRID_NIGHT_END (\d+)", grids)
+    lines += ["}", f"NIGHT_END = {night_end}", ""]
     lines += ["# Members of every record in order: name, NumPy format, shape.",
               "RECORDS: dict[str, list[tuple[str, str] | tuple[str, str, tuple[int]]]] = {"]
     for name, members in records(text, constants).items():
