@@ -165,7 +165,8 @@ def calculate(session: Session, formula: str, row: Any, days: DayRange, cycle: s
 
     code, columns = _worker.run(call, session.close, lambda late: None)
     name = text_of(row["szVelaCode"], "ascii")
-    if code == NoData.code:
+    # A column without values takes the rows away from the whole result.
+    if code == NoData.code or (code == 0 and int(result["nRecordCount"]) <= 0):
         raise NoData(f"{formula} over {name} {days} gave no rows",
                      advice="see whether there are bars, and whether formulas.list() has it; the "
                             "server's log says why")

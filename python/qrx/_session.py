@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import ctypes
+import difflib
 import threading
 from collections.abc import Iterator
 from dataclasses import dataclass
@@ -18,7 +19,6 @@ from ._formulas import Cycle, Formulas, calculate, parse_cycle
 from ._library import DTYPES, Record, lib, own, text_of
 from ._progress import bar
 from ._records import Calculation, Records, kind_of_type, wrap
-from ._table import nearest
 from .errors import BadArgument, Disconnected, NoData, SessionClosed, UnknownCode, from_code
 
 Adjust = Literal["none", "forward", "backward"]
@@ -163,7 +163,8 @@ class Session:
         known = [text_of(raw, "ascii") for raw in rows["szVelaCode"].tolist()]
         alike = [k for k in known if k.upper().startswith(f"{plain}.")]
         alike += [k for k in known if plain and k.upper().startswith(plain) and k not in alike]
-        return f"did you mean {', '.join(alike[:5] or [nearest(code, known)])}?"
+        alike = alike or difflib.get_close_matches(code.upper(), known, 3, 0.5)
+        return f"did you mean {', '.join(alike[:5])}?" if alike else ONE_CODE
 
     # -- Fetching --------------------------------------------------------------------------
 

@@ -120,7 +120,7 @@ def depth(ticks: Records, *, axes: Any = None, title: str | None = None,
         extent=(-0.5, len(rows) - 0.5, (first - step / 2) / unit,
                 (first + (height - 0.5) * step) / unit))
     last = rows.column("price", "float")
-    axes.plot(np.where(last > 0, last, np.nan), color="white", linewidth=1, label="last price")
+    axes.plot(np.where(last > 0, last, np.nan), color="#d62728", linewidth=1, label="last price")
     axes.figure.colorbar(image, ax=axes, label="volume", pad=0.01)
     axes.set_ylabel("price")
     axes.set_title(_title(ticks, ticks.column("time")) if title is None else title)
