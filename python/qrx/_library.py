@@ -60,10 +60,7 @@ class Record:
 
     def __init__(self, name: str) -> None:
         self.data: np.ndarray[Any, np.dtype[np.void]] = np.zeros(1, DTYPES[name])
-
-    @property
-    def address(self) -> int:
-        return int(self.data.ctypes.data)
+        self.address = int(self.data.ctypes.data)
 
     def __getitem__(self, member: str) -> Any:
         return self.data[member][0]

@@ -14,6 +14,13 @@ def integer(n):
     return bytes([(0x80 if n < 0 else 0) | size << 4]) + abs(n).to_bytes(size, "little")
 
 
+def packed(n):
+    """A number of a calculation's dates, times and row numbers: sign, size, five low bits; rest."""
+    size = (abs(n) >> 5).bit_length() + 7 >> 3
+    return (bytes([(0x80 if n < 0 else 0) | size << 5 | abs(n) & 31])
+            + (abs(n) >> 5).to_bytes(size, "little"))
+
+
 def login(info=b"welcome", result=1, markets=("SH", "XX")):
     names = b"".join(m.encode().ljust(4, b"\0") for m in markets)
     body = info.ljust(64, b"\0") + struct.pack("<ii", result, len(markets)) + names.ljust(128, b"\0")

@@ -11,7 +11,7 @@ import time
 import numpy as np
 import pandas as pd
 import pytest
-from scripted import Server, bars, integer
+from scripted import Server, bars, integer, packed
 
 import qrx
 import qrx.aio
@@ -69,7 +69,7 @@ def test_ctrl_c_ends_opening():
         assert time.monotonic() - begin < 1 and "KeyboardInterrupt" in errors
 
 
-def test_other_threads_run_during_a_call():
+def test_no_answer_in_time():
     with Server(SILENT) as server, qrx.connect(server.url, password="x", timeout=1) as s:
         begin = time.monotonic()
         with pytest.raises(qrx.TimedOut, match="did not answer in time.*timeout="):
@@ -122,8 +122,9 @@ def test_bars_as_asked_for():
     assert plain.column("close", "float")[0] == 9.04 and plain["nMatchItems"][0] == 7
     asked = [body for kind, body in server.seen if kind == 101]
     assert len(asked) == 4  # the first bar is looked at before the grid is asked for
-    numbers = [struct.unpack("<18i", body)[3:] for body in asked[:2]]
-    assert {1, 5, 20240104, 20240105} <= set(numbers[0]) and {5, 1, 20240105} <= set(numbers[1])
+    # Mode, its date and switch, the server's cycle (0 minutes, 4 quarters) and multiple, days.
+    assert [struct.unpack_from("<7i", body, 16) for body in asked[:2]] == [
+        (1, 20240104, 0, 0, 5, 20240105, 20240105), (0, 0, 0, 4, 1, 20240104, 20240105)]
 
 
 def formula_item(name, text):
@@ -161,10 +162,10 @@ class FormulaService:
         self.asked.append(body)
         head = b"600000\0\0SH\0\0".rjust(40, b"\0") + struct.pack("<i28xii", 1, 2, 2)
         # Two rows a minute apart; MA5 has no value in the first one.
-        stream = integer(2) + integer(20240105 - 19900101) + integer(0)
-        stream += integer(34_200_000) + integer(60_000)
-        stream += b"\x03MA5" + integer(1) + integer(1) + integer(90400)
-        stream += b"\x04DIFF" + integer(0) + integer(1) + integer(-5) + integer(12)
+        stream = packed(2) + packed(20240105 - 19900101) + packed(0)
+        stream += packed(34_200_000) + packed(60_000)
+        stream += b"\x03MA5" + packed(1) + packed(1) + integer(90400)
+        stream += b"\x04DIFF" + packed(0) + packed(1) + integer(-5) + integer(12)
         return 6057, head + stream
 
 
@@ -207,7 +208,7 @@ def test_calculation():
     assert column.tolist() == [-5, 7]  # the library's memory, held by the column alone
     asked = service.asked[0]
     assert asked[:2] == b"MA" and asked[24:34].rstrip(b"\0") == b"N=5;M=20"
-    assert struct.unpack_from("<iii", asked, 172) == (1, 1, 0)
+    assert struct.unpack_from("<iii", asked, 172) == (0, 1, 0)
 
 
 def test_calculations_do_not_leak_and_can_be_drawn():
