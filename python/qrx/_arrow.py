@@ -87,13 +87,14 @@ def _adopt(base: Any, children: list[Any], release: Any, *more: Any) -> None:
     base.private_data = _keep((children, places, more))
 
 
-FORMATS = {"i1": b"c", "i4": b"i", "i8": b"l", "f8": b"g", "M8": b"tsm:", "O8": b"u"}
+FORMATS = {"i1": b"c", "i4": b"i", "i8": b"l", "f8": b"g", "M8": b"tsm:"}
 
 
 def _fill_schema(out: CSchema, columns: list[Column], price: Price) -> None:
     children = []
     for column in columns:
-        child = CSchema(format=FORMATS[column.stored(price).str[1:3].replace("O", "O8")],
+        text = column.kind in ("Text", "Code")
+        child = CSchema(format=b"u" if text else FORMATS[column.stored(price).str[1:3]],
                         name=column.name.encode())
         _adopt(child, [], _release_schema)
         children.append(child)
@@ -117,23 +118,22 @@ def _texts(texts: Any) -> CArray:
     return _leaf(len(raw), offsets, np.frombuffer(b"".join(raw) or b"\0", np.uint8))
 
 
-def _codes(table: Table, start: int, stop: int) -> CArray:
-    codes, places = table._code_places(start, stop)
+def _codes(codes: list[str], places: Array) -> CArray:
     if len(codes) != 1:
         return _texts(np.array(codes, object)[places])
-    raw = np.frombuffer(codes[0].encode() or b"\0", np.uint8)
-    length = len(codes[0].encode())
-    offsets = np.arange(stop - start + 1, dtype=np.int32) * np.int32(length)
-    return _leaf(stop - start, offsets, np.tile(raw, stop - start))
+    raw = codes[0].encode()
+    offsets = np.arange(len(places) + 1, dtype=np.int32) * np.int32(len(raw))
+    return _leaf(len(places), offsets, np.tile(np.frombuffer(raw or b"\0", np.uint8), len(places)))
 
 
 def _fill_batch(out: CArray, table: Table, columns: list[Column], price: Price,
                 start: int, stop: int) -> None:
-    filled = iter(table._fill(columns, start, stop, price))
+    arrays, codes = table._fill(columns, start, stop, price)
+    filled = iter(arrays)
     children = []
     for column in columns:
         if column.kind == "Code":
-            children.append(_codes(table, start, stop))
+            children.append(_codes(codes, next(filled)))
         elif column.kind == "Text":
             children.append(_texts(table._run(column, start, stop)))
         else:

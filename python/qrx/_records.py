@@ -92,21 +92,11 @@ class Records(Table, np.ndarray[Any, np.dtype[np.void]]):
             return moments(rows["nDate"], rows["nTime"])
         if column.name == "kind" and self._record == "QRXDefine_Code":
             return np.array([kind_of_type(n) for n in rows["nType"].tolist()], object)
-        if column.kind in ("Text", "Code"):
+        if column.kind == "Text":
             texts = [text_of(raw, self._options.encoding) for raw in rows[column.member].tolist()]
             return np.array(texts, object)
         values: Array = rows[column.member]
         return values if column.place is None else values[:, column.place]
-
-    def _code_places(self, start: int, stop: int) -> tuple[list[str], Array]:
-        rows = self.view(np.ndarray)[start:stop]
-        # Compared as words: every record begins with the 32 bytes of its code.
-        words = rows.view(np.dtype({"names": ["code"], "formats": [("<u8", (4,))], "offsets": [0],
-                                    "itemsize": self.dtype.itemsize}))["code"]
-        if len(rows) and all(bool((words[:, i] == words[0, i]).all()) for i in range(4)):
-            return [text_of(rows["chVelaCode"][0], "ascii")], np.zeros(len(rows), np.int8)
-        distinct, places = np.unique(rows["chVelaCode"], return_inverse=True)
-        return [text_of(raw, "ascii") for raw in distinct.tolist()], places
 
 
 def wrap(rows: np.ndarray[Any, np.dtype[np.void]], record: str, options: Options) -> Records:
@@ -152,8 +142,7 @@ class Calculation(Table):
             times = (self._columns.column(1)[start:stop] if self._has_time
                      else np.zeros(len(dates), np.int32))
             return moments(dates, times)
+        if column.kind == "Code":
+            return np.full(stop - start, self._code.encode(), "S32")
         assert column.place is not None
         return self._columns.column(column.place)[start:stop]
-
-    def _code_places(self, start: int, stop: int) -> tuple[list[str], Array]:
-        return [self._code], np.zeros(stop - start, np.int8)

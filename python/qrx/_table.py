@@ -8,7 +8,10 @@ from __future__ import annotations
 
 import difflib
 import importlib
+import os
+import threading
 from collections.abc import Iterable, Sequence
+from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, Literal
 
@@ -24,7 +27,9 @@ Array = np.ndarray[Any, np.dtype[Any]]
 
 NOT_A_TIME = np.iinfo(np.int64).min
 DAY_MS = 86_400_000
-RUN_BYTES = 1 << 18
+RUN_BYTES = 1 << 20
+ROWS_A_THREAD = 1 << 18
+MOST_THREADS = 4
 
 
 @dataclass(frozen=True)
@@ -46,13 +51,41 @@ class Column:
     place: int | None = None
 
     def stored(self, price: Price) -> np.dtype[Any]:
-        if self.kind in ("Text", "Code"):
+        if self.kind == "Text":
             return np.dtype(object)
+        if self.kind == "Code":
+            return np.dtype(np.int32)  # places in a CodeBook
         if self.kind == "Moment":
             return np.dtype("datetime64[ms]")
         if price == "float" and self.kind in ("Price", "Amount"):
             return np.dtype(np.float64)
         return np.dtype(self.dtype)
+
+
+class CodeBook:
+    """The distinct codes of a column in the order of their appearance: mostly one."""
+
+    def __init__(self) -> None:
+        self._raw: list[bytes] = []
+        self._lock = threading.Lock()
+
+    def _place(self, code: bytes) -> int:
+        with self._lock:
+            if code not in self._raw:
+                self._raw.append(code)
+            return self._raw.index(code)
+
+    def places(self, codes: Array) -> Array:
+        """Each code's place. Those of one call are alike, and compared as words, not as texts."""
+        words = np.lib.stride_tricks.as_strided(codes[:1].view("<u8"), (len(codes), 4),
+                                                (codes.strides[0], 8))
+        if all(bool((words[:, i] == words[0, i]).all()) for i in range(4)):
+            return np.full(1, self._place(bytes(codes[0])), np.int32)
+        distinct, inverse = np.unique(codes, return_inverse=True)
+        return np.array([self._place(bytes(code)) for code in distinct], np.int32)[inverse]
+
+    def texts(self) -> list[str]:
+        return [raw.split(b"\0", 1)[0].decode("ascii", "replace") for raw in self._raw]
 
 
 def day_ms(dates: Array) -> Array:
@@ -81,7 +114,8 @@ def moments(dates: Array, times: Array) -> Array:
     minute and 2400000 more from each hour.
     """
     days = day_ms(dates)
-    of_day = times - times // 100_000 * 40_000 - times // 10_000_000 * 2_400_000
+    minutes = times // 100_000
+    of_day = times - minutes * 40_000 - minutes // 100 * 2_400_000
     if len(days) == 1 and days[0] != NOT_A_TIME:
         result: Array = of_day + days[0]
         return result
@@ -100,11 +134,7 @@ class Table:
         raise NotImplementedError
 
     def _run(self, column: Column, start: int, stop: int) -> Array:
-        """Integers (of a Moment: ms since 1970) or, of Text and Code, strings."""
-        raise NotImplementedError
-
-    def _code_places(self, start: int, stop: int) -> tuple[list[str], Array]:
-        """The distinct codes and each row's place among them."""
+        """Integers (of a Moment: ms since 1970), of Code 32 bytes, of Text strings."""
         raise NotImplementedError
 
     def _row_bytes(self) -> int:
@@ -129,33 +159,44 @@ class Table:
         return [known[name] for name in names]
 
     def _fill(self, columns: list[Column], start: int, stop: int,
-              price: Price) -> list[Array]:
-        """The columns without Code and Text, filled."""
-        kept = [c for c in columns if c.kind not in ("Text", "Code")]
+              price: Price) -> tuple[list[Array], list[str]]:
+        """The columns without Text, filled; and the codes that those of Code are places in."""
+        book = CodeBook()
+        kept = [c for c in columns if c.kind != "Text"]
         outs = [np.empty(stop - start, c.stored(price)) for c in kept]
         step = max(1, RUN_BYTES // self._row_bytes())
-        for begin in range(start, stop, step):
-            end = min(begin + step, stop)
-            for column, out in zip(kept, outs):
-                into = out[begin - start:end - start]
-                values = self._run(column, begin, end)
-                if column.kind == "Moment":
-                    into.view(np.int64)[:] = values
-                elif out.dtype == np.float64:
-                    np.divide(values, self._options.price_unit, out=into)
-                else:
-                    into[:] = values
-        return outs
+        parts = min(MOST_THREADS, os.cpu_count() or 1, 1 + (stop - start) // ROWS_A_THREAD)
+        bounds = [start + (stop - start) * i // parts for i in range(parts + 1)]
+
+        def fill(first: int, last: int) -> None:
+            for begin in range(first, last, step):
+                end = min(begin + step, last)
+                for column, out in zip(kept, outs):
+                    into = out[begin - start:end - start]
+                    values = self._run(column, begin, end)
+                    if column.kind == "Code":
+                        into[:] = book.places(values)
+                    elif column.kind == "Moment":
+                        into.view(np.int64)[:] = values
+                    elif out.dtype == np.float64:
+                        np.divide(values, self._options.price_unit, out=into)
+                    else:
+                        into[:] = values
+
+        if parts == 1:
+            fill(start, stop)
+        else:  # NumPy gives the interpreter's lock back while it copies
+            with ThreadPoolExecutor(parts) as pool:
+                list(pool.map(fill, bounds[:-1], bounds[1:]))
+        return outs, book.texts()
 
     def column(self, name: str, price: Price = "int") -> Array:
         """One column as an array of its own."""
         [column] = self._select([name], price)
         if column.kind == "Text":
             return self._run(column, 0, self._count())
-        if column.kind == "Code":
-            codes, places = self._code_places(0, self._count())
-            return np.array(codes, object)[places]
-        return self._fill([column], 0, self._count(), price)[0]
+        [filled], codes = self._fill([column], 0, self._count(), price)
+        return np.array(codes, object)[filled] if column.kind == "Code" else filled
 
     def to_pandas(self, *, columns: Sequence[str] | None = None,
                   price: Price = "int") -> pd.DataFrame:
@@ -163,14 +204,14 @@ class Table:
         import pandas as pd
 
         selected = self._select(columns, price)
-        filled = iter(self._fill(selected, 0, self._count(), price))
+        arrays, codes = self._fill(selected, 0, self._count(), price)
+        filled = iter(arrays)
         found: dict[str, Any] = {}
         for column in selected:
-            if column.kind == "Code":
-                codes, places = self._code_places(0, self._count())
-                found[column.name] = pd.Categorical.from_codes(places, codes)
-            elif column.kind == "Text":
+            if column.kind == "Text":
                 found[column.name] = self._run(column, 0, self._count())
+            elif column.kind == "Code":
+                found[column.name] = pd.Categorical.from_codes(next(filled), codes)
             elif column.kind == "Moment":
                 found[column.name] = _nanoseconds(next(filled))
             else:
