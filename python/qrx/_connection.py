@@ -75,7 +75,7 @@ def resolve(host: str) -> str:
 
 def _private_file(path: Any, name: str) -> str:
     try:
-        with open(path, encoding="utf-8") as file:
+        with open(os.path.expanduser(path), encoding="utf-8") as file:
             mode = os.fstat(file.fileno())
             if not stat.S_ISREG(mode.st_mode) or mode.st_mode & 0o077:
                 raise BadArgument(f"{name}: others may read {path}",
