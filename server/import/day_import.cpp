@@ -248,11 +248,10 @@ private:
         }
         if constexpr (kKindOf<Record> == DayKind::TickLevels) {
             if (security.code.nType < 16) {  // an index has no levels
-                for (auto* p : {record.nBook1, record.nBook2, record.nBook3, record.nBook4}) {
-                    std::fill(p, p + 10, 0);
-                }
-                record.nABField1 = record.nABField2 = 0;
-                record.iABField3 = record.iABField4 = 0;
+                // Levels and their sums stand together; packed, so by bytes.
+                constexpr size_t nFirst = offsetof(Record, nBook1);
+                memset(reinterpret_cast<char*>(&record) + nFirst, 0,
+                       offsetof(Record, nExt) - nFirst);
             }
         }
         return true;

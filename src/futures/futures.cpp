@@ -60,7 +60,8 @@ int OneDay(MarketDataSource& session, const QRXDefine_ReqFuture* pReq, void** pD
                 pArray, nMax, packets.vecPacket, packets.vecPacketLen, strCode, strMarket,
                 nBeginDate, nEndDate, pReq->nBeginTime, pReq->nEndTime, bAB, nullptr);
         });
-    if (nResult != QRX_OK || pReq->nAutoComplete == 0) return nResult;
+    // A day that a close cut off is thrown away by the driver; its grid's conditions may not hold.
+    if (nResult != QRX_OK || pReq->nAutoComplete == 0 || session.Quitting()) return nResult;
 
     auto nItems = static_cast<unsigned>(*pCount);
     nResult = BusinessConvertor::AutoCompleteFutureTickOneDay(pData, &nItems, bAB,

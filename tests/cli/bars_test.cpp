@@ -36,13 +36,6 @@ protected:
         codec::EncodeRecord(snapshot, strBody);
         return peer.Answer(request, ID_ZPMTELE_FUTURE, strBody);
     }
-    // Until a kind of data is in the library its calls fail without asking the server.
-    bool InLibrary(const std::string& strArguments) {
-        const bool bAnswered = m_cli.Run(strArguments) == 0;
-        const bool bAsked = !m_requests.empty();
-        m_requests.clear();
-        return bAnswered || bAsked;
-    }
     template <class Request>
     Request Asked() const {
         Request request{};
@@ -65,7 +58,6 @@ protected:
 };
 
 TEST_F(BarsAndFutures, BarsAsAskedAndShown) {
-    if (!InLibrary("bars 600000.SH --from 20240105")) GTEST_SKIP() << "bars are not there yet";
     ASSERT_EQ(m_cli.Run("bars 600000.SH --cycle 5m --from 20240105 --to 20240108 --adjust forward "
                         "--adjust-date 20240101 --adjust-volume -f csv"),
               0)
@@ -92,7 +84,6 @@ TEST_F(BarsAndFutures, BarsAsAskedAndShown) {
 }
 
 TEST_F(BarsAndFutures, CompletionIsRefusedBeforeItStopsTheProcess) {
-    if (!InLibrary("bars 600000.SH --from 20240105")) GTEST_SKIP() << "bars are not there yet";
     EXPECT_EQ(m_cli.Run("bars 00001.HK --cycle 1m --complete --from 20240105"), 12);
     EXPECT_NE(m_cli.Err().find("HK has no session grid; only SH SZ CF SHF CZC DCE"),
               std::string::npos)
@@ -110,7 +101,6 @@ TEST_F(BarsAndFutures, CompletionIsRefusedBeforeItStopsTheProcess) {
 }
 
 TEST_F(BarsAndFutures, SnapshotsDayByDay) {
-    if (!InLibrary("futures cu1701.SHF --from 20240105")) GTEST_SKIP() << "not there yet";
     ASSERT_EQ(m_cli.Run("futures CU1701.SHF --from 20240105 --to 20240106 -f csv"), 0)
         << m_cli.Err();
     EXPECT_EQ(m_cli.Out(),

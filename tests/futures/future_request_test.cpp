@@ -73,8 +73,14 @@ public:
     }
     const std::vector<Message>& Requests() const { return m_requests; }
     int Connections() const { return m_server.Connections(); }
-    void CutNext(int n) { m_nCuts = n; }
-    void BeSilent() { m_bSilent = true; }
+    void CutNext(int n) {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_nCuts = n;
+    }
+    void BeSilent() {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_bSilent = true;
+    }
 
     std::vector<QRXDefine_Future> records;
 

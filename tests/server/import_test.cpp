@@ -105,7 +105,7 @@ TEST_F(ImportTest, RefusalsNameTheLineAndLeaveNothingBehind) {
         << result.strOutput;
     const auto ticks = Ticks("600000", 20240102);
     ASSERT_EQ(1U, ticks.size());
-    EXPECT_EQ(93000000, ticks[0].nTime);
+    EXPECT_EQ(93000000, +ticks[0].nTime);
 }
 
 TEST_F(ImportTest, HeadersAndOptionsThatDoNotFitAreRefused) {
@@ -153,19 +153,19 @@ TEST_F(ImportTest, FilesOfOtherPeopleAreRead) {
                 "100", "--turnover-unit", "1000"});
     const auto ticks = Ticks("600000", 20240102);
     ASSERT_EQ(3U, ticks.size());
-    EXPECT_EQ(93000000, ticks[0].nTime);
-    EXPECT_EQ(100000, ticks[0].nPrice);  // the file's last row comes first
-    EXPECT_EQ(0, ticks[0].iAccVolume);
-    EXPECT_EQ(100100, ticks[1].nPrice);
-    EXPECT_EQ(93003500, ticks[2].nTime);
-    EXPECT_EQ(100150, ticks[2].nPrice);
-    EXPECT_EQ(500, ticks[2].iVolume);
-    EXPECT_EQ(700, ticks[2].iAccVolume);
-    EXPECT_EQ(700000, ticks[2].iTurnover);  // 0.07 thousand, in 1/10000
-    EXPECT_EQ(900000, ticks[2].iAccTurnover);
-    EXPECT_EQ(0, ticks[2].nBook1[0]);
-    EXPECT_EQ(100300, ticks[2].nBook1[1]);
-    EXPECT_EQ(0, ticks[2].nBook2[0]);
+    EXPECT_EQ(93000000, +ticks[0].nTime);
+    EXPECT_EQ(100000, +ticks[0].nPrice);  // the file's last row comes first
+    EXPECT_EQ(0, +ticks[0].iAccVolume);
+    EXPECT_EQ(100100, +ticks[1].nPrice);
+    EXPECT_EQ(93003500, +ticks[2].nTime);
+    EXPECT_EQ(100150, +ticks[2].nPrice);
+    EXPECT_EQ(500, +ticks[2].iVolume);
+    EXPECT_EQ(700, +ticks[2].iAccVolume);
+    EXPECT_EQ(700000, +ticks[2].iTurnover);  // 0.07 thousand, in 1/10000
+    EXPECT_EQ(900000, +ticks[2].iAccTurnover);
+    EXPECT_EQ(0, +ticks[2].nBook1[0]);
+    EXPECT_EQ(100300, +ticks[2].nBook1[1]);
+    EXPECT_EQ(0, +ticks[2].nBook2[0]);
 }
 
 TEST_F(ImportTest, TradesOrdersAndQueuesFillTheirFields) {
@@ -206,7 +206,7 @@ TEST_F(ImportTest, TradesOrdersAndQueuesFillTheirFields) {
     const ZPMDefine_OrderQueue ask{93000000, {106000, 'S', 70, 1}, {300}};
     EXPECT_EQ(0, memcmp(&bid, &queues[0], sizeof bid));
     EXPECT_EQ(0, memcmp(&ask, &queues[1], sizeof ask));
-    EXPECT_EQ(93003000, queues[2].nTime);
+    EXPECT_EQ(93003000, +queues[2].nTime);
 }
 
 // Friday's night belongs to Monday, or to the day that the file has next; both ways of dating.
@@ -251,7 +251,7 @@ TEST_F(ImportTest, NightsBelongToTheTradingDayThatFollows) {
         EXPECT_EQ(row.vecDates.size(), Saved<ZPMDefine_Transaction_v2>(row.nDay, 0).size());
         std::vector<int> vecDates;  // trades carry no date, the heads do
         for (const auto& message : m_vecMessages) {
-            vecDates.push_back(message.As<ZPMDefine_SaveData_Head>().nDate);
+            vecDates.push_back(+message.As<ZPMDefine_SaveData_Head>().nDate);
         }
         EXPECT_EQ(row.vecDates, vecDates);
     }
@@ -280,13 +280,13 @@ TEST_F(ImportTest, FilesOfOneCommandAreJoinedToTradingDays) {
         for (const auto& vecRun : vecRuns) Must(vecRun);
         const auto snapshots = Snapshots(20181015);
         ASSERT_EQ(3U, snapshots.size());
-        EXPECT_EQ(20181012, snapshots[0].nDate);
-        EXPECT_EQ(210000500, snapshots[0].nTime);
-        EXPECT_EQ(10, snapshots[0].iVolume);
-        EXPECT_EQ(6, snapshots[1].iVolume);
-        EXPECT_EQ(4, snapshots[2].iVolume);
-        EXPECT_EQ(120050000, snapshots[2].nSettle);
-        EXPECT_EQ(119000000, m_vecMessages.back().As<ZPMDefine_Future_Head>().nDayRef1);
+        EXPECT_EQ(20181012, +snapshots[0].nDate);
+        EXPECT_EQ(210000500, +snapshots[0].nTime);
+        EXPECT_EQ(10, +snapshots[0].iVolume);
+        EXPECT_EQ(6, +snapshots[1].iVolume);
+        EXPECT_EQ(4, +snapshots[2].iVolume);
+        EXPECT_EQ(120050000, +snapshots[2].nSettle);
+        EXPECT_EQ(119000000, +m_vecMessages.back().As<ZPMDefine_Future_Head>().nDayRef1);
     }
 }
 
@@ -316,7 +316,7 @@ TEST_F(ImportTest, GbkNamesAndReplacedCodes) {
     client.Send(ID_ZPMTELE_REQ_CODETABLE, 0, std::string("SH\0\0\0\0\0\0", 8));
     const auto message = client.Receive();
     ASSERT_TRUE(message);
-    ASSERT_EQ(3, message->As<ZPMDefine_CodeTable_Head>().nTotalItems);
+    ASSERT_EQ(3, +message->As<ZPMDefine_CodeTable_Head>().nTotalItems);
     ZPMDefine_CodeTable_Item items[3];
     memcpy(items, message->strBody.data() + 12, sizeof items);
     EXPECT_STREQ("600000", items[0].chCode);  // stays where it was
@@ -341,7 +341,7 @@ TEST_F(ImportTest, UsersAndStoresAreGuarded) {
     EXPECT_EQ(1, add("bob", "SHANG", strFits).nExit);
     EXPECT_EQ(1, add("alice", "SH", strFits).nExit);
     const auto terminal = RunServerCommand({"user", "add", "bob", "--db", m_strDb});
-    EXPECT_EQ(1, terminal.nExit);
+    EXPECT_EQ(1, +terminal.nExit);
     EXPECT_NE(std::string::npos, terminal.strOutput.find("no terminal")) << terminal.strOutput;
     EXPECT_EQ("alice\tSH,SHF\nsixteen--letters\tSH\n",
               RunServerCommand({"user", "list", "--db", m_strDb}).strOutput);

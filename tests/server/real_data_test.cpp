@@ -95,13 +95,13 @@ TEST_F(RealDataTest, AStocksDayOfTrades) {
     for (size_t i = 0; i < trades.size(); ++i) {
         const auto& trade = trades[i];
         nVolume += trade.nTradeValue[1];
-        ASSERT_EQ(table.Number(i, "TransactTime", 10), trade.nTime);
-        ASSERT_EQ(table.Number(i, "ApplSeqNum"), trade.nIndex);
-        ASSERT_EQ(table.Number(i, "LastPx", 10), trade.nTradeValue[0]);
-        ASSERT_EQ(table.Number(i, "LastQty", 0.001), trade.nTradeValue[1]);
-        ASSERT_EQ(table.Number(i, "OfferApplSeqNum"), trade.nTradeValue[2]);
-        ASSERT_EQ(table.Number(i, "BidApplSeqNum"), trade.nTradeValue4);
-        ASSERT_EQ(table.Number(i, "ExecType"), trade.chFlag3);
+        ASSERT_EQ(table.Number(i, "TransactTime", 10), +trade.nTime);
+        ASSERT_EQ(table.Number(i, "ApplSeqNum"), +trade.nIndex);
+        ASSERT_EQ(table.Number(i, "LastPx", 10), +trade.nTradeValue[0]);
+        ASSERT_EQ(table.Number(i, "LastQty", 0.001), +trade.nTradeValue[1]);
+        ASSERT_EQ(table.Number(i, "OfferApplSeqNum"), +trade.nTradeValue[2]);
+        ASSERT_EQ(table.Number(i, "BidApplSeqNum"), +trade.nTradeValue4);
+        ASSERT_EQ(table.Number(i, "ExecType"), +trade.chFlag3);
     }
     EXPECT_EQ(2432171, nVolume);
 }
@@ -118,13 +118,13 @@ TEST_F(RealDataTest, AStocksDayOfOrders) {
     ASSERT_EQ(table.vecRows.size(), orders.size());
     for (size_t i = 0; i < orders.size(); ++i) {
         const auto& order = orders[i];
-        ASSERT_EQ(table.Number(i, "TransactTime", 10), order.nTime);
-        ASSERT_EQ(table.Number(i, "ApplSeqNum"), order.nIndex);
-        ASSERT_EQ(table.Number(i, "OrderNo"), order.nOrderField);
-        ASSERT_EQ(table.Number(i, "Price", 10), order.nOrderValue1);
-        ASSERT_EQ(table.Number(i, "OrderQty", 0.001), order.nOrderValue2);
-        ASSERT_EQ(table.Number(i, "OrdType"), order.chFlag1);
-        ASSERT_EQ(table.Number(i, "Side"), order.chFlag2);
+        ASSERT_EQ(table.Number(i, "TransactTime", 10), +order.nTime);
+        ASSERT_EQ(table.Number(i, "ApplSeqNum"), +order.nIndex);
+        ASSERT_EQ(table.Number(i, "OrderNo"), +order.nOrderField);
+        ASSERT_EQ(table.Number(i, "Price", 10), +order.nOrderValue1);
+        ASSERT_EQ(table.Number(i, "OrderQty", 0.001), +order.nOrderValue2);
+        ASSERT_EQ(table.Number(i, "OrdType"), +order.chFlag1);
+        ASSERT_EQ(table.Number(i, "Side"), +order.chFlag2);
     }
 }
 
@@ -146,23 +146,23 @@ TEST_F(RealDataTest, AStocksDayOfTicksInWholeNumbers) {
     for (size_t i = 0; i < ticks.size(); ++i) {
         const auto& tick = ticks[i];
         nVolume += tick.iVolume;
-        ASSERT_EQ(20230207, tick.nDate);
-        ASSERT_EQ(table.Number(i, "DataTimeStamp", 1000), tick.nTime);
-        ASSERT_EQ(table.Number(i, "LastPx", 10), tick.nPrice);
-        ASSERT_EQ(table.Number(i, "TotalVolumeTrade", 0.001), tick.iAccVolume);
-        ASSERT_EQ(tick.iAccVolume, nVolume);
-        ASSERT_EQ(table.Number(i, "TotalValueTrade", 0.1), tick.iAccTurnover);
-        ASSERT_EQ(table.Number(i, "NumTrades"), tick.nTickField1);
-        ASSERT_EQ(table.Number(i, "OpenPx", 10), tick.nExt[0]);
-        ASSERT_EQ(table.Number(i, "PrevClosePx", 10), tick.nExt[3]);
-        ASSERT_EQ(table.Number(i, "AskWeightPx", 10), tick.nABField1);
-        ASSERT_EQ(table.Number(i, "BidWeightSize", 0.001), tick.iABField4);
+        ASSERT_EQ(20230207, +tick.nDate);
+        ASSERT_EQ(table.Number(i, "DataTimeStamp", 1000), +tick.nTime);
+        ASSERT_EQ(table.Number(i, "LastPx", 10), +tick.nPrice);
+        ASSERT_EQ(table.Number(i, "TotalVolumeTrade", 0.001), +tick.iAccVolume);
+        ASSERT_EQ(+tick.iAccVolume, nVolume);
+        ASSERT_EQ(table.Number(i, "TotalValueTrade", 0.1), +tick.iAccTurnover);
+        ASSERT_EQ(table.Number(i, "NumTrades"), +tick.nTickField1);
+        ASSERT_EQ(table.Number(i, "OpenPx", 10), +tick.nExt[0]);
+        ASSERT_EQ(table.Number(i, "PrevClosePx", 10), +tick.nExt[3]);
+        ASSERT_EQ(table.Number(i, "AskWeightPx", 10), +tick.nABField1);
+        ASSERT_EQ(table.Number(i, "BidWeightSize", 0.001), +tick.iABField4);
         for (int k = 0; k < 10; ++k) {
             const std::string strLevel = "Level[" + std::to_string(k) + "].";
-            ASSERT_EQ(table.Number(i, "Ask" + strLevel + "Price", 10), tick.nBook1[k]);
-            ASSERT_EQ(table.Number(i, "Ask" + strLevel + "Qty", 0.001), tick.nBook2[k]);
-            ASSERT_EQ(table.Number(i, "Bid" + strLevel + "Price", 10), tick.nBook3[k]);
-            ASSERT_EQ(table.Number(i, "Bid" + strLevel + "Qty", 0.001), tick.nBook4[k]);
+            ASSERT_EQ(table.Number(i, "Ask" + strLevel + "Price", 10), +tick.nBook1[k]);
+            ASSERT_EQ(table.Number(i, "Ask" + strLevel + "Qty", 0.001), +tick.nBook2[k]);
+            ASSERT_EQ(table.Number(i, "Bid" + strLevel + "Price", 10), +tick.nBook3[k]);
+            ASSERT_EQ(table.Number(i, "Bid" + strLevel + "Qty", 0.001), +tick.nBook4[k]);
         }
     }
 }
@@ -181,13 +181,13 @@ TEST_F(RealDataTest, AStocksDayOfTicksInDecimals) {
     for (size_t i = 0; i < ticks.size(); ++i) {
         std::string strTime = table.Text(i, "MDTime");  // 09:15:00.000
         for (const size_t nAt : {8U, 5U, 2U}) strTime.erase(nAt, 1);
-        ASSERT_EQ(std::atoi(strTime.c_str()), ticks[i].nTime);
-        ASSERT_EQ(table.Number(i, "LastPx", 10000), ticks[i].nPrice);
-        ASSERT_EQ(table.Number(i, "TotalValueTrade", 10000), ticks[i].iAccTurnover);
+        ASSERT_EQ(std::atoi(strTime.c_str()), +ticks[i].nTime);
+        ASSERT_EQ(table.Number(i, "LastPx", 10000), +ticks[i].nPrice);
+        ASSERT_EQ(table.Number(i, "TotalValueTrade", 10000), +ticks[i].iAccTurnover);
         for (int k = 0; k < 10; ++k) {
             const std::string strLevel = std::to_string(k + 1);
-            ASSERT_EQ(table.Number(i, "SellPrice" + strLevel, 10000), ticks[i].nBook1[k]);
-            ASSERT_EQ(table.Number(i, "BuyOrderQty" + strLevel), ticks[i].nBook4[k]);
+            ASSERT_EQ(table.Number(i, "SellPrice" + strLevel, 10000), +ticks[i].nBook1[k]);
+            ASSERT_EQ(table.Number(i, "BuyOrderQty" + strLevel), +ticks[i].nBook4[k]);
         }
     }
 }
@@ -214,13 +214,13 @@ TEST_F(RealDataTest, OrderQueuesOfBothSides) {
                 if (table.Number(i, strSide + "Price0", 10000) == 0 && nItems == 0) continue;
                 ASSERT_LT(nNext, queues.size());
                 const auto& queue = queues[nNext++];
-                ASSERT_EQ(table.Number(i, strSide + "Price0", 10000), queue.nQueueField[0]);
-                ASSERT_EQ(strSide == "Bid" ? 'B' : 'S', queue.nQueueField[1]);
-                ASSERT_EQ(table.Number(i, strSide + "NumOrders0"), queue.nQueueField[2]);
-                ASSERT_EQ(nItems, queue.nQueueField[3]);
+                ASSERT_EQ(table.Number(i, strSide + "Price0", 10000), +queue.nQueueField[0]);
+                ASSERT_EQ(strSide == "Bid" ? 'B' : 'S', +queue.nQueueField[1]);
+                ASSERT_EQ(table.Number(i, strSide + "NumOrders0"), +queue.nQueueField[2]);
+                ASSERT_EQ(nItems, +queue.nQueueField[3]);
                 for (int k = 0; k < 50; ++k) {
                     ASSERT_EQ(table.Number(i, strSide + "Orders" + std::to_string(k)),
-                              queue.nQueueItems[k]);
+                              +queue.nQueueItems[k]);
                 }
             }
         }
@@ -268,15 +268,15 @@ TEST_F(RealDataTest, FuturesSnapshotsWithTheirNights) {
             for (const size_t nAt : {5U, 2U}) strTime.erase(nAt, 1);
             nVolume += snapshot.iVolume;
             nTurnover += snapshot.iTurnover;
-            ASSERT_EQ(table.Number(i, "ActionDay"), snapshot.nDate);
-            ASSERT_EQ(std::atoi(strTime.c_str()), snapshot.nTime);
-            ASSERT_EQ(table.Number(i, "LastPrice", 10000), snapshot.nValue0);
+            ASSERT_EQ(table.Number(i, "ActionDay"), +snapshot.nDate);
+            ASSERT_EQ(std::atoi(strTime.c_str()), +snapshot.nTime);
+            ASSERT_EQ(table.Number(i, "LastPrice", 10000), +snapshot.nValue0);
             ASSERT_EQ(table.Number(i, "Volume"), nVolume);
             ASSERT_EQ(table.Number(i, "Turnover", 10000), nTurnover);
-            ASSERT_EQ(table.Number(i, "OpenInterest"), snapshot.nPosition);
-            ASSERT_EQ(table.Number(i, "HighestPrice", 10000), snapshot.nValue2);
-            ASSERT_EQ(table.Number(i, "AskPrice1", 10000), snapshot.nBook1[0]);
-            ASSERT_EQ(table.Number(i, "BidVolume1"), snapshot.nBook4[0]);
+            ASSERT_EQ(table.Number(i, "OpenInterest"), +snapshot.nPosition);
+            ASSERT_EQ(table.Number(i, "HighestPrice", 10000), +snapshot.nValue2);
+            ASSERT_EQ(table.Number(i, "AskPrice1", 10000), +snapshot.nBook1[0]);
+            ASSERT_EQ(table.Number(i, "BidVolume1"), +snapshot.nBook4[0]);
         }
     }
     EXPECT_EQ(nNext, snapshots.size());

@@ -377,8 +377,8 @@ int64_t ResidentBytes() {
     return nPages * sysconf(_SC_PAGESIZE);
 }
 
-// A server that pushes 4 GiB at a session that asks for nothing, and one that never reads.
-TEST(Close, AgainstAFloodAndADeafServer) {
+// A server that pushes 4 GiB at a session that asks for nothing.
+TEST(Close, AgainstAFlood) {
     std::atomic<int64_t> nSent{0};
     ScriptedServer server([&](Peer& peer) {
         Message request;
@@ -394,7 +394,12 @@ TEST(Close, AgainstAFloodAndADeafServer) {
     ASSERT_NE(session.Get(), nullptr);
     for (int64_t nLast = -1; nSent != nLast; usleep(300000))
         nLast = nSent;  // until it stands still
-    EXPECT_LT(ResidentBytes() - nBefore, int64_t{160} << 20);
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+    constexpr int64_t kShadow = 6;  // a sanitizer keeps several bytes beside each
+#else
+    constexpr int64_t kShadow = 1;
+#endif
+    EXPECT_LT(ResidentBytes() - nBefore, (int64_t{160} << 20) * kShadow);
     const int64_t nStart = Deadline::NowMs();
     EXPECT_EQ(session.Close(), 0);
     EXPECT_LT(Deadline::NowMs() - nStart, 1000);
