@@ -1,5 +1,7 @@
 """Made by tools/generate.py from include/qrx and share; not to be edited."""
 
+from __future__ import annotations
+
 VERSION = "1.0.0"
 
 RESULT_CODES = {

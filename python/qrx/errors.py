@@ -60,6 +60,7 @@ class WrongType(QrxError):
     """This kind of security has no such data."""
 
     code = RESULT_CODES["QRX_ERR_TYPE"]
+    advice = "futures and options have s.futures, everything else has s.ticks"
 
 
 class LoginRefused(QrxError):
@@ -137,7 +138,7 @@ def from_code(code: int, what: str, server: str) -> QrxError:
         Disconnected: f"the connection to {server} was lost",
         TimedOut: f"{server} did not answer in time",
         OutOfMemory: f"the {what} do not fit into memory",
-        WrongType: f"this kind of security has no {what}",
+        WrongType: f"there are no {what} by the security's type",
         BadArgument: f"the library refused the request for {what}",
         FormulaRefused: "the server refused the formula",
     }

@@ -75,6 +75,7 @@ def generate() -> str:
     constants = {n: int(v) for n, v in re.findall(r"#define (QRX_\w+) (\d+)\b", text)}
     version = found(r'QRX_VERSION_STRING "(.*?)"', text)
     lines = ['"""Made by tools/generate.py from include/qrx and share; not to be edited."""', "",
+             "from __future__ import annotations", "",
              f'VERSION = "{version}"', ""]
     tables = {
         "RESULT_CODES": re.findall(r"\b(QRX_OK|QRX_ERR_\w+) = (-?\d+)", text),
