@@ -17,10 +17,10 @@ struct GridRow {
     int nBarsNight;   // of the night session; 0: none
 };
 constexpr GridRow kGrids[] = {
-    {"SH", false, 93000000, 0},         {"SZ", false, 93000000, 0},
-    {"CF", true, 91500000, 0},          {"SHF", true, 90000000, 210000000},
-    {"CZC", true, 90000000, 210000000}, {"DCE", true, 90000000, 210000000}};
-constexpr int kNightEnd = 23000000;  // 02:30, the latest end of a night
+#define QRX_GRID(MARKET, SNAPSHOTS, OPEN, NIGHT) {#MARKET, SNAPSHOTS, OPEN, NIGHT},
+#include "grids.def"
+};
+constexpr int kNightEnd = QRX_GRID_NIGHT_END;
 
 const GridRow* FindGrid(const QRXDefine_Code& code) {
     for (const GridRow& row : kGrids) {

@@ -1,0 +1,148 @@
+"""Results: the library's memory as NumPy structured arrays, and calculations of formulas.
+
+The arrays' fields are the C members (r["nPrice"]); columns have the names of the table of fields
+(r.column("price"), r.to_pandas()).
+"""
+
+from __future__ import annotations
+
+from functools import lru_cache
+from typing import Any
+
+import numpy as np
+
+from ._generated import FIELDS
+from ._library import DTYPES, CalcColumns, text_of
+from ._table import Array, Column, Options, Table, moments
+
+# Of every record the groups of columns that it consists of.
+GROUPS = {
+    "QRXDefine_Tick": ["Tick"],
+    "QRXDefine_TickAB": ["Tick", "Book"],
+    "QRXDefine_Transaction": ["Transaction"],
+    "QRXDefine_Order": ["Order"],
+    "QRXDefine_OrderQueue": ["OrderQueue"],
+    "QRXDefine_KLine": ["Bar"],
+    "QRXDefine_Future": ["Future", "FutureTotal", "FutureDay"],
+    "QRXDefine_FutureAB": ["Future", "FutureBook", "FutureTotal", "FutureDay"],
+}
+CODE_COLUMNS = [Column("code", "Text", "S32", "szVelaCode"), Column("name", "Text", "S32", "szName"),
+                Column("market", "Text", "S8", "szMarket"), Column("type", "Count", "<i4", "nType"),
+                Column("kind", "Text", "S32")]
+
+
+def kind_of_type(number: int) -> str:
+    if number < 16:
+        return "index"
+    if 112 <= number <= 125:
+        return "future"
+    return "option" if number & 0xF0 == 0x90 else "security"
+
+
+@lru_cache(maxsize=None)
+def columns_of(record: str) -> list[Column]:
+    """code, time (the moment, from date and time of day), then the rest of the table of fields."""
+    if record not in GROUPS:
+        return CODE_COLUMNS
+    dtype = DTYPES[record]
+    found = [Column("code", "Code", "S32", "chVelaCode"), Column("time", "Moment", "<i8")]
+    for group in GROUPS[record]:
+        for member, place, name, kind in FIELDS[group]:
+            if kind not in ("Date", "Time"):
+                base = dtype[member].base
+                found.append(Column(name, kind, base.str, member, place))
+    return found
+
+
+class Records(Table, np.ndarray[Any, np.dtype[np.void]]):
+    """Records of one kind as a structured array over the library's own memory, which is released
+    when the last array that looks into it goes."""
+
+    _options: Options
+    _record: str
+
+    def __array_finalize__(self, source: Any) -> None:
+        self._options = getattr(source, "_options", Options())
+        self._record = getattr(source, "_record", "")
+
+    def __getitem__(self, key: Any) -> Any:
+        item = super().__getitem__(key)
+        if isinstance(item, Records) and item.dtype != self.dtype:
+            return item.view(np.ndarray)  # a field
+        return item
+
+    def __repr__(self) -> str:
+        return f"<{len(self)} records {self._record}: {', '.join(self.columns[:6])}, ...>"
+
+    def __reduce__(self) -> Any:
+        return (wrap, (self.view(np.ndarray).copy(), self._record, self._options))
+
+    def _all_columns(self) -> list[Column]:
+        return columns_of(self._record)
+
+    def _count(self) -> int:
+        return len(self)
+
+    def _row_bytes(self) -> int:
+        return int(self.dtype.itemsize)
+
+    def _run(self, column: Column, start: int, stop: int) -> Array:
+        rows = self.view(np.ndarray)[start:stop]
+        if column.kind == "Moment":
+            return moments(rows["nDate"], rows["nTime"])
+        if column.name == "kind" and self._record == "QRXDefine_Code":
+            return np.array([kind_of_type(n) for n in rows["nType"].tolist()], object)
+        if column.kind == "Text":
+            texts = [text_of(raw, self._options.encoding) for raw in rows[column.member].tolist()]
+            return np.array(texts, object)
+        values: Array = rows[column.member]
+        return values if column.place is None else values[:, column.place]
+
+
+def wrap(rows: np.ndarray[Any, np.dtype[np.void]], record: str, options: Options) -> Records:
+    records = rows.view(Records)
+    records._options, records._record = options, record
+    return records
+
+
+class Calculation(Table):
+    """Columns of a calculated formula, each the library's own memory: calc["MA"], calc.names."""
+
+    def __init__(self, columns: CalcColumns, code: str, options: Options) -> None:
+        self._columns, self._code, self._options = columns, code, options
+        record = columns.record
+        count = min(max(int(record["nFieldCount"]), 0), len(record["chFieldName"]))
+        self.names = [text_of(bytes(raw), options.encoding)
+                      for raw in record["chFieldName"][:count]]
+        self._has_time = count > 1 and self.names[1] == "Time"
+
+    def __len__(self) -> int:
+        return self._count()
+
+    def __getitem__(self, name: str) -> Array:
+        if name not in self.names:
+            raise KeyError(f"{name}; there are {', '.join(self.names)}")
+        return self._columns.column(self.names.index(name))
+
+    def __repr__(self) -> str:
+        return f"<calculation of {len(self)} rows for {self._code}: {', '.join(self.names)}>"
+
+    def _all_columns(self) -> list[Column]:
+        found = [Column("code", "Code", "S32"), Column("time", "Moment", "<i8")]
+        skipped = 2 if self._has_time else 1
+        return found + [Column(name, "Number", "<i4", place=place)
+                        for place, name in enumerate(self.names) if place >= skipped]
+
+    def _count(self) -> int:
+        return int(self._columns.record["nRecordCount"])
+
+    def _run(self, column: Column, start: int, stop: int) -> Array:
+        if column.kind == "Moment":
+            dates = self._columns.column(0)[start:stop]
+            times = (self._columns.column(1)[start:stop] if self._has_time
+                     else np.zeros(len(dates), np.int32))
+            return moments(dates, times)
+        if column.kind == "Code":
+            return np.full(stop - start, self._code.encode(), "S32")
+        assert column.place is not None
+        return self._columns.column(column.place)[start:stop]

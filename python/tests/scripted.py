@@ -1,0 +1,98 @@
+"""A server that answers as a test tells it to. Message head: flags 21320, type, length, 8 zero
+bytes, request id."""
+
+import socket
+import struct
+import threading
+
+HEAD = struct.Struct("<HhI8xi")
+
+
+def integer(n):
+    """A number in a record stream, without scale: tag with sign and length, magnitude."""
+    size = abs(n).bit_length() + 7 >> 3
+    return bytes([(0x80 if n < 0 else 0) | size << 4]) + abs(n).to_bytes(size, "little")
+
+
+def packed(n):
+    """A number of a calculation's dates, times and row numbers: sign, size, five low bits; rest."""
+    size = (abs(n) >> 5).bit_length() + 7 >> 3
+    return (bytes([(0x80 if n < 0 else 0) | size << 5 | abs(n) & 31])
+            + (abs(n) >> 5).to_bytes(size, "little"))
+
+
+def login(info=b"welcome", result=1, markets=("SH", "XX")):
+    names = b"".join(m.encode().ljust(4, b"\0") for m in markets)
+    body = info.ljust(64, b"\0") + struct.pack("<ii", result, len(markets)) + names.ljust(128, b"\0")
+    return 2, body.ljust(424, b"\0")
+
+
+def code_table(market):
+    rows = {b"SH": [(b"600000", "浦发银行".encode("gbk"), 16), (b"000001", b"Index", 1)],
+            b"XX": [(b"X1", b"Foreign", 112)]}.get(market, [])
+    items = b"".join(code.ljust(16, b"\0") + name.ljust(32, b"\0") + struct.pack("<i", kind)
+                     for code, name, kind in rows)
+    return 1001, struct.pack("<iii", 0, len(rows), 52) + items
+
+
+def bars(rows):
+    """Plain bars (1010) of YYYYMMDD, HHMMSS, open, high, low, close, volume, turnover, trades,
+    open interest."""
+    head = b"600000\0\0SH\0\0".ljust(40, b"\0") + struct.pack("<iii", len(rows), 0, 1)
+    return 1010, head + b"".join(integer(n) for row in rows for n in row)
+
+
+class Server:
+    """answers: message type to (type, body), to a function of the request's body that gives that,
+    or to None for silence."""
+
+    def __init__(self, answers=None):
+        self.answers = {1: login(), 116: lambda body: code_table(body.rstrip(b"\0")),
+                        **(answers or {})}
+        self.seen = []
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.url = f"qrx://demo@127.0.0.1:{self.listener.getsockname()[1]}"
+        self.connections = []
+        threading.Thread(target=self._accept, daemon=True).start()
+
+    def _accept(self):
+        while True:
+            try:
+                connection, _ = self.listener.accept()
+            except OSError:
+                return
+            self.connections.append(connection)
+            threading.Thread(target=self._serve, args=(connection,), daemon=True).start()
+
+    def _serve(self, connection):
+        stream = connection.makefile("rb")
+        try:
+            while head := stream.read(HEAD.size):
+                _, kind, length, request = HEAD.unpack(head)
+                body = stream.read(length)
+                self.seen.append((kind, body))
+                answer = self.answers[kind]
+                answer = answer(body) if callable(answer) else answer
+                if answer is not None:
+                    connection.sendall(HEAD.pack(21320, answer[0], len(answer[1]), request)
+                                       + answer[1])
+        except OSError:
+            pass
+
+    def drop(self):
+        """Ends every connection, and takes no more."""
+        if self.listener.fileno() < 0:
+            return
+        self.listener.shutdown(socket.SHUT_RDWR)  # close alone leaves a waiting accept waiting
+        self.listener.close()
+        for connection in self.connections:
+            try:
+                connection.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.drop()

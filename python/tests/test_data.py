@@ -1,0 +1,261 @@
+"""Data of the real server: equal to what the command line prints, without a copy, freed, timed."""
+
+import asyncio
+import gc
+import io
+import os
+import pickle
+import subprocess
+import sys
+import threading
+
+import numpy as np
+import pandas as pd
+import pytest
+from conftest import PASSWORD, ROOT
+
+import qrx
+import qrx.aio
+import qrx.plot
+from qrx import _library, _progress
+
+DAY = "2024-01-05"
+KINDS = [
+    ("ticks 600000.SH", lambda s: s.ticks("600000.SH", DAY)),
+    ("ticks 000001.SH --book", lambda s: s.ticks("000001.sh", 20240105, book=True)),
+    ("ticks 600000.SH --begin 10:00 --end 10:30",
+     lambda s: s.ticks("600000.SH", "2024-01-05T10:00", "2024-01-05T10:30")),
+    ("trades 600000.SH", lambda s: s.trades("600000.SH", DAY)),
+    ("orders 000001.SZ", lambda s: s.orders("000001.SZ", DAY)),
+    ("queues 600000.SH", lambda s: s.queues("600000.SH", DAY)),
+    ("futures ag2403.SHF", lambda s: s.futures("ag2403.SHF", DAY)),
+    ("futures ag2403.SHF --book --complete",
+     lambda s: s.futures("ag2403.SHF", DAY, book=True, complete=True)),
+    ("futures IO2403-C-3500.CF", lambda s: s.futures("IO2403-C-3500.CF", DAY)),
+    ("bars 600000.SH --cycle 5m", lambda s: s.bars("600000.SH", "5m", DAY)),
+    ("bars ag2403.SHF --cycle 1m --complete",
+     lambda s: s.bars("ag2403.SHF", "1m", DAY, complete=True)),
+]
+
+
+@pytest.mark.parametrize("command, call", KINDS, ids=[k[0] for k in KINDS])
+def test_frame_equals_the_command_line(demo, session, command, call):
+    text = demo.cli(*command.split(), "--from", DAY, "--format", "csv", "--raw")
+    shown = pd.read_csv(io.StringIO(text))
+    clock = shown.date.astype(str) + shown.time.astype(str).str.zfill(9)
+    shown["time"] = pd.to_datetime(clock + "000", format="%Y%m%d%H%M%S%f")
+    del shown["date"]
+    frame = call(session).to_pandas()
+    assert len(frame) > 10 and list(frame.columns) == ["code", "time"] + [
+        c for c in shown.columns if c not in ("code", "time")]
+    assert frame.time.dtype == "datetime64[ns]"
+    frame["code"] = frame.code.astype(str)
+    pd.testing.assert_frame_equal(frame, shown[list(frame.columns)], check_dtype=False)
+
+
+def test_price_in_units(demo, session):
+    text = demo.cli(*"ticks 600000.SH --from 2024-01-05 --format csv --book".split())
+    shown = pd.read_csv(io.StringIO(text))
+    frame = session.ticks("600000.SH", DAY, book=True).to_pandas(price="float")
+    for name in ("price", "acc_turnover", "bid_price10", "prev_close"):
+        assert frame[name].dtype == float
+        np.testing.assert_allclose(frame[name], shown[name], rtol=1e-12)
+    assert frame.volume.dtype == np.int64 and (frame.volume == shown.volume).all()
+    with qrx.connect(demo.url, password=PASSWORD, price_unit=100) as other:
+        cents = other.ticks("600000.SH", DAY).column("price", price="float")
+    np.testing.assert_allclose(cents, frame.price * 100, rtol=1e-12)
+    chosen = session.ticks("600000.SH", DAY).to_pandas(columns=["price", "code"])
+    assert list(chosen.columns) == ["price", "code"]
+    with pytest.raises(qrx.BadArgument, match='no column "prise"; write one such as "price"'):
+        session.ticks("600000.SH", DAY).to_pandas(columns=["prise"])
+
+
+def test_nights_keep_their_calendar_day(session):
+    times = session.futures("ag2403.SHF", "2024-01-05").column("time")
+    assert times.dtype == "datetime64[ms]" and (np.diff(times).astype(int) >= 0).all()
+    night, morning = times[times < np.datetime64("2024-01-05T08:00")], times[-1]
+    assert str(night[0])[:13] in ("2024-01-04T20", "2024-01-04T21")
+    assert np.datetime64("2024-01-05T02:00") < night[-1] <= np.datetime64("2024-01-05T02:30")
+    assert morning == np.datetime64("2024-01-05T15:00:00.000")
+
+
+@pytest.mark.parametrize("date, time, moment", [
+    (20240229, 235959999, "2024-02-29T23:59:59.999"), (20240101, 0, "2024-01-01T00:00"),
+    (19691231, 93000000, "1969-12-31T09:30"), (20230229, 93000000, "NaT"), (0, 0, "NaT"),
+    (-5, 1000, "NaT"), (99999999, 0, "NaT")])
+def test_moments(date, time, moment):
+    rows = np.zeros(2, _library.DTYPES["QRXDefine_Transaction"])
+    rows["nDate"], rows["nTime"] = (20240105, date), (90000000, time)
+    for some in (rows, rows[1:]):
+        records = qrx._records.wrap(some, "QRXDefine_Transaction", qrx._table.Options())
+        expected = np.datetime64(moment)
+        assert np.array_equal(records.column("time")[-1], expected, equal_nan=True) or \
+            (np.isnat(records.column("time")[-1]) and np.isnat(expected))
+        assert pd.isna(records.to_pandas().time.iloc[-1]) == np.isnat(expected)
+
+
+def test_no_copy_and_one_release(session, monkeypatch):
+    given, freed = [], []
+    real = _library.lib.QRX_GetTick
+
+    def get(handle, request, data, count):
+        code = real(handle, request, data, count)
+        given.append(data._obj.value)
+        return code
+
+    monkeypatch.setattr(_library.lib, "QRX_GetTick", get)
+    monkeypatch.setattr(_library.Block, "__del__", lambda block: (
+        freed.append(block.address), _library.lib.QRX_Free(block.address))[0])
+    ticks = session.ticks("600000.SH", DAY)
+    assert ticks.ctypes.data == given[0] and ticks.dtype == _library.DTYPES["QRXDefine_Tick"]
+    view = ticks[5:10]["nPrice"]
+    assert type(view) is np.ndarray and type(ticks[5:10]) is qrx.Records
+    price = view[0]
+    assert view.ctypes.data == given[0] + 5 * 154 + ticks.dtype.fields["nPrice"][1]
+    session.close()
+    del ticks
+    gc.collect()
+    assert freed == [] and view[0] == price
+    del view
+    gc.collect()
+    assert freed == given
+
+
+def resident():
+    with open("/proc/self/statm") as f:
+        return int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
+
+
+def test_nothing_leaks(demo, session):
+    def ask_wrongly():
+        for code in ("NO.SH", "IF2403.CF"):
+            with pytest.raises(qrx.QrxError):
+                session.ticks(code, DAY)
+
+    def reconnect():
+        qrx.connect(demo.url, password=PASSWORD).close()
+
+    calls = [(10_000, lambda: session.bars("600000.SH", "1d", DAY)),
+             (1000, lambda: session.ticks("600000.SH", DAY)),
+             (200, lambda: session.ticks("600000.SH", DAY).to_pandas()),
+             (200, lambda: session.ticks("600000.SH", DAY).stream().__arrow_c_stream__()),
+             (500, ask_wrongly), (500, session.codes), (300, reconnect)]
+    for rounds, call in calls:
+        for _ in range(rounds // 10):
+            call()
+        gc.collect()
+        before, files, threads = resident(), len(os.listdir("/proc/self/fd")), threading.active_count()
+        for _ in range(rounds):
+            call()
+        gc.collect()
+        assert resident() - before < 8 << 20, call
+        assert len(os.listdir("/proc/self/fd")) == files
+        assert threading.active_count() <= threads + 1
+
+
+def test_days_one_by_one(session, capsys, monkeypatch):
+    whole = session.trades("600000.SH", "2024-01-01", "2024-01-07")
+    days = list(session.iter_trades("600000.SH", "2024-01-01", "2024-01-07"))
+    assert [str(d.column("time")[0])[:10] for d in days] == ["2024-01-03", "2024-01-04", "2024-01-05"]
+    assert np.array_equal(np.concatenate(days), whole)
+    joined = session.trades("600000.SH", "2024-01-01", "2024-01-07", progress=True)
+    assert np.array_equal(joined, whole) and "5/5" in capsys.readouterr().err
+    monkeypatch.setitem(sys.modules, "tqdm.auto", None)
+    assert sum(len(d) for d in session.iter_ticks("600000.SH", DAY, progress=True)) == 4800
+    assert f"600000.SH [{'#' * _progress.PlainBar.WIDTH}] 1/1 days\n" in capsys.readouterr().err
+    with pytest.raises(qrx.NoData, match="no trades of 600000.SH from 2023-01-02 to 2023-01-09"):
+        list(session.iter_trades("600000.SH", "2023-01-02", "2023-01-09"))
+    with pytest.raises(qrx.UnknownCode):
+        session.iter_ticks("NO.SH", DAY)  # at once, not with the first day
+
+
+@pytest.mark.parametrize("call, kind, words", [
+    (lambda s: s.ticks("600000.SH", "2023-01-05"), qrx.NoData, "no ticks of 600000.SH on 2023-01-05"),
+    (lambda s: s.ticks("600001.SH", DAY), qrx.UnknownCode, "no security 600001.SH; did you mean 60"),
+    (lambda s: s.ticks("600000", DAY), qrx.BadArgument, "lacks its market; did you mean 600000.SH"),
+    (lambda s: s.ticks("600000.SZ", DAY), qrx.UnknownCode, "did you mean 600000.SH"),
+    (lambda s: s.ticks(600000, DAY), qrx.BadArgument, "code: 600000 is no such text"),
+    (lambda s: s.ticks("", DAY), qrx.BadArgument, "code"),
+    (lambda s: s.ticks("x" * 40 + ".SH", DAY), qrx.UnknownCode, "there is no security"),
+    (lambda s: s.ticks("ag2403.SHF", DAY), qrx.WrongType, "no ticks of ag2403.SHF .*; futures and options have s.futures"),
+    (lambda s: s.futures("600000.SH", DAY), qrx.WrongType, "no snapshots of .* type"),
+    (lambda s: s.futures("600000.SH", DAY, complete=True), qrx.CannotComplete, "CF, SHF, CZC, DCE"),
+    (lambda s: s.bars("600000.SH", "1d", DAY, complete=True), qrx.BadArgument, "seconds and minutes"),
+    (lambda s: s.bars("600000.SH", "1d", DAY, adjust="up"), qrx.BadArgument, '"forward"'),
+    (lambda s: s.bars("600000.SH", "1d", DAY, adjust_date=DAY), qrx.BadArgument, "forward"),
+    (lambda s: s.codes("XX"), qrx.UnknownCode, "no market \"XX\"; there are SH, SZ"),
+    (lambda s: s.formulas.add("A", "x" * 1048575), qrx.BadArgument, "1048575 bytes"),
+    (lambda s: s.formulas.add("A" * 24, "x"), qrx.BadArgument, "name: has 24 bytes"),
+    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": "5" * 40}), qrx.BadArgument, "params")])
+def test_errors(session, call, kind, words):
+    with pytest.raises(kind, match=words) as caught:
+        call(session)
+    assert type(caught.value) is kind
+    again = pickle.loads(pickle.dumps(caught.value))
+    assert type(again) is kind and str(again) == str(caught.value)
+
+
+def test_codes(session):
+    frame = session.codes().to_pandas().set_index("code")
+    assert session.markets == ["SH", "SZ", "SHF", "DCE", "CZC", "CF"] and len(frame) == 25
+    assert tuple(frame.loc["600000.SH"]) == ("浦发银行", "SH", 16, "security")
+    assert frame.loc["IO2403-C-3500.CF", "kind"] == "option"
+    assert session.code("ag2403.shf") == qrx.Code("ag2403.SHF", "沪银2403", "SHF", 112, "future")
+    assert len(session.codes("shf")) == 6
+
+
+def test_closed(session):
+    session.close()
+    session.close()
+    assert session.closed and "closed" in repr(session)
+    for call in (lambda: session.ticks("600000.SH", DAY), session.codes,
+                 lambda: session.code("600000.SH"), session.formulas.list):
+        with pytest.raises(qrx.SessionClosed, match="is closed; open another"):
+            call()
+
+
+def test_pickled_results_keep_their_meaning(demo):
+    with qrx.connect(demo.url, password=PASSWORD, price_unit=100) as s:
+        ticks = s.ticks("600000.SH", DAY)
+    again = pickle.loads(pickle.dumps(ticks[:7]))
+    pd.testing.assert_frame_equal(again.to_pandas(price="float"), ticks[:7].to_pandas(price="float"))
+
+
+def test_asyncio(demo):
+    async def work():
+        async with qrx.aio.connect(demo.url, password=PASSWORD) as s:
+            both = await asyncio.gather(s.ticks("600000.SH", DAY), s.bars("600000.SH", "1d", DAY))
+            days = [len(d) async for d in s.iter_ticks("600000.SH", "2024-01-03", DAY)]
+            code = await s.code("600000.SH")
+        with pytest.raises(qrx.SessionClosed):
+            await s.ticks("600000.SH", DAY)
+        return [len(b) for b in both], days, code.name
+
+    assert asyncio.run(work()) == ([4800, 1], [4800] * 3, "浦发银行")
+    names = {n for n in vars(qrx.Session) if not n.startswith("_")} - {"closed"}
+    assert names <= set(vars(qrx.aio.Session))
+
+
+def test_pictures(session, tmp_path):
+    bars = session.bars("600000.SH", "5m", "2024-01-03", DAY)
+    upper, lower = qrx.plot.candles(bars)
+    assert len(upper.patches) == len(lower.patches) == len(bars)
+    assert sum(p.get_height() for p in lower.patches) == bars["iVolume"].sum()
+    tops = sorted(s[1][1] for c in upper.collections for s in c.get_segments())
+    np.testing.assert_allclose(tops, np.sort(bars["nHigh"]) / 10000)
+    axes = qrx.plot.depth(session.ticks("600000.SH", DAY, book=True), steps=100)
+    picture = np.nan_to_num(axes.images[0].get_array())
+    first = session.ticks("600000.SH", DAY, book=True)[0]
+    assert picture[:, 0].sum() == first["nBook2"].sum() + first["nBook4"].sum()
+    for one in (upper, axes):
+        one.figure.savefig(tmp_path / "picture.png")
+    with pytest.raises(qrx.BadArgument, match="book=True"):
+        qrx.plot.depth(session.ticks("600000.SH", DAY))
+
+
+def test_example(demo):
+    found = subprocess.run([sys.executable, ROOT / "examples/first.py", demo.url],
+                           env={**os.environ, "QRX_PASSWORD": PASSWORD,
+                                "PYTHONPATH": os.pathsep.join(p for p in sys.path if p)},
+                           capture_output=True, text=True, check=True).stdout
+    assert "[4800 rows x 5 columns]" in found

@@ -1,0 +1,228 @@
+"""A server that is silent, goes away, or sends what the reference server would not."""
+
+import asyncio
+import os
+import signal
+import struct
+import subprocess
+import sys
+import time
+
+import numpy as np
+import pandas as pd
+import pytest
+from scripted import Server, bars, integer, packed
+
+import qrx
+import qrx.aio
+import qrx.plot
+
+DAY = "2024-01-05"
+SILENT = {110: None, 107: None, 101: None}
+INTERRUPTED = """
+import sys, time
+import qrx
+s = qrx.connect(sys.argv[1], password="x", timeout=60)
+print("asking", flush=True)
+try:
+    {call}
+except KeyboardInterrupt:
+    print("interrupted")
+try:
+    s.ticks("600000.SH", "2024-01-05")
+except qrx.SessionClosed as error:
+    print(type(error).__name__, error)
+"""
+
+
+@pytest.mark.parametrize("call", ['s.ticks("600000.SH", "2024-01-05")',
+                                  'list(s.iter_ticks("600000.SH", 20240101, 20240131))',
+                                  's.bars("600000.SH", "1d", "2024-01-05")'])
+def test_ctrl_c_ends_a_call(call):
+    with Server(SILENT) as server:
+        paths = os.pathsep.join(p for p in sys.path if p)
+        child = subprocess.Popen([sys.executable, "-c", INTERRUPTED.format(call=call), server.url],
+                                 stdout=subprocess.PIPE, text=True, env={**os.environ,
+                                                                         "PYTHONPATH": paths})
+        assert child.stdout.readline() == "asking\n"
+        time.sleep(0.3)
+        child.send_signal(signal.SIGINT)
+        begin = time.monotonic()
+        said = child.communicate(timeout=10)[0]
+        assert time.monotonic() - begin < 1
+    assert said.startswith("interrupted\nSessionClosed this session at 127.0.0.1")
+    assert child.returncode == 0
+
+
+def test_ctrl_c_ends_opening():
+    with Server({1: None}) as server:
+        paths = os.pathsep.join(p for p in sys.path if p)
+        code = f"import qrx; print('asking', flush=True); qrx.connect({server.url!r}, password='s3c')"
+        child = subprocess.Popen([sys.executable, "-c", code], stdout=subprocess.PIPE,
+                                 stderr=subprocess.PIPE, text=True,
+                                 env={**os.environ, "PYTHONPATH": paths})
+        child.stdout.readline()
+        time.sleep(0.3)
+        child.send_signal(signal.SIGINT)
+        begin = time.monotonic()
+        errors = child.communicate(timeout=10)[1]
+        assert time.monotonic() - begin < 1 and "KeyboardInterrupt" in errors
+
+
+def test_no_answer_in_time():
+    with Server(SILENT) as server, qrx.connect(server.url, password="x", timeout=1) as s:
+        begin = time.monotonic()
+        with pytest.raises(qrx.TimedOut, match="did not answer in time.*timeout="):
+            s.ticks("600000.SH", DAY)
+        assert 0.9 < time.monotonic() - begin < 2
+
+
+def test_cancelled_in_asyncio():
+    async def work(url):
+        s = await qrx.aio.connect(url, password="x", timeout=60)
+        with pytest.raises(asyncio.TimeoutError):
+            await asyncio.wait_for(s.ticks("600000.SH", DAY), 0.2)
+        assert s.closed
+        await s.close()
+
+    with Server(SILENT) as server:
+        begin = time.monotonic()
+        asyncio.run(work(server.url))
+        assert time.monotonic() - begin < 1.5
+
+
+def test_server_goes_away():
+    with Server(SILENT) as server, qrx.connect(server.url, password="x", retries=0) as s:
+        server.drop()
+        with pytest.raises(qrx.Disconnected, match="was lost") as caught:
+            s.ticks("600000.SH", DAY)
+        assert type(caught.value) is qrx.Disconnected and not s.closed
+
+
+BAR = [90000, 90500, 89900, 90400, 100, 9020000, 7, 0]
+
+
+@pytest.mark.parametrize("code, first, words", [
+    ("X1.XX", 93000, "market XX has no session grid; only SH, SZ, CF, SHF, CZC, DCE"),
+    ("600000.SH", 91500, "the first bar, at 2024-01-05 09:15:00, lies before the session of SH")])
+def test_no_bar_stops_the_process(code, first, words):
+    with Server({101: bars([[20240105, first, *BAR]])}) as server, \
+            qrx.connect(server.url, password="x") as s:
+        with pytest.raises(qrx.CannotComplete, match=words):
+            s.bars(code, "1m", DAY, complete=True)
+        assert len(s.bars("600000.SH", "1m", DAY)) == 1
+
+
+def test_bars_as_asked_for():
+    with Server({101: bars([[20240105, 93000, *BAR]])}) as server, \
+            qrx.connect(server.url, password="x") as s:
+        s.bars("600000.SH", "5m", DAY, adjust="forward", adjust_date="2024-01-04")
+        plain = s.bars("600000.SH", "quarter", "2024-01-04", DAY)
+        assert len(s.bars("600000.SH", "1m", DAY, complete=True)) == 240
+    assert plain.column("close", "float")[0] == 9.04 and plain["nMatchItems"][0] == 7
+    asked = [body for kind, body in server.seen if kind == 101]
+    assert len(asked) == 4  # the first bar is looked at before the grid is asked for
+    # Mode, its date and switch, the server's cycle (0 minutes, 4 quarters) and multiple, days.
+    assert [struct.unpack_from("<7i", body, 16) for body in asked[:2]] == [
+        (1, 20240104, 0, 0, 5, 20240105, 20240105), (0, 0, 0, 4, 1, 20240104, 20240105)]
+
+
+def formula_item(name, text):
+    return name.ljust(24, b"\0") + text.ljust(128, b"\0")[:128]
+
+
+class FormulaService:
+    """Keeps formulas; refuses those without "=", and keeps LOCKED whatever is asked."""
+
+    def __init__(self):
+        self.stored = {}
+        self.asked = []
+        self.answers = {6050: self.add, 6052: self.delete, 6054: self.get, 6056: self.calc}
+
+    def add(self, body):
+        name, (length,) = body[:24].rstrip(b"\0"), struct.unpack_from("<I", body, 28)
+        text = body[32:32 + length]
+        good = b"=" in text
+        if good:
+            self.stored[name] = text
+        said = "好" if good else "第1行没有等号"
+        return 6051, struct.pack("<ii", 0 if good else 1, 0) + said.encode("gbk").ljust(192, b"\0")
+
+    def delete(self, body):
+        name = body[:24].rstrip(b"\0")
+        gone = name != b"LOCKED" and self.stored.pop(name, None)
+        return 6053, struct.pack("<i24s64s", 0, name, b"deleted" if gone else b"locked")
+
+    def get(self, body):
+        name = body[:24].rstrip(b"\0")
+        items = [formula_item(n, t) for n, t in self.stored.items() if not name or n == name]
+        return 6055, struct.pack("<ii", len(items), 152) + b"".join(items)
+
+    def calc(self, body):
+        self.asked.append(body)
+        head = b"600000\0\0SH\0\0".rjust(40, b"\0") + struct.pack("<i28xii", 1, 2, 2)
+        # Two rows a minute apart; MA5 has no value in the first one.
+        stream = packed(2) + packed(20240105 - 19900101) + packed(0)
+        stream += packed(34_200_000) + packed(60_000)
+        stream += b"\x03MA5" + packed(1) + packed(1) + integer(90400)
+        stream += b"\x04DIFF" + packed(0) + packed(1) + integer(-5) + integer(12)
+        return 6057, head + stream
+
+
+def test_formulas():
+    service = FormulaService()
+    with Server(service.answers) as server, qrx.connect(server.url, password="x") as s:
+        assert s.formulas.list() == []
+        assert s.formulas.add("均线", "MA5 = MA(CLOSE, 5)\n" + "#" * 200) == "好"
+        s.formulas.add("LOCKED", "A = 1")
+        assert service.stored["均线".encode("gbk")].startswith(b"MA5 = MA(CLOSE, 5)\n###")
+        with pytest.raises(qrx.FormulaRefused, match='formula BAD .*says: "第1行没有等号"') as caught:
+            s.formulas.add("BAD", "nonsense")
+        assert caught.value.text == "第1行没有等号" and caught.value.code == -50
+        assert [f.name for f in s.formulas.list()] == ["均线", "LOCKED"]
+        shown = s.formulas.show("均线")
+        assert shown.cut and len(shown.text) == 128 and not s.formulas.show("LOCKED").cut
+        assert s.formulas.delete("均线") == "deleted"
+        for call in (s.formulas.show, s.formulas.delete):
+            with pytest.raises(qrx.NoData, match="no formulas named 均线"):
+                call("均线")
+        with pytest.raises(qrx.FormulaRefused, match='kept the formula LOCKED .*"locked"'):
+            s.formulas.delete("LOCKED")
+        # The longest text that can be sent arrives whole.
+        s.formulas.add("LONG", "A=" + "1" * (1048574 - 2))
+        assert len(service.stored[b"LONG"]) == 1048574
+
+
+def test_calculation():
+    service = FormulaService()
+    with Server(service.answers) as server, qrx.connect(server.url, password="x") as s:
+        calc = s.calc("MA", "600000.sh", DAY, cycle="1m", params={"N": 5, "M": 20})
+    frame = calc.to_pandas()
+    expected = pd.DataFrame({
+        "code": pd.Categorical(["600000.SH"] * 2),
+        "time": pd.to_datetime(["2024-01-05 09:30", "2024-01-05 09:31"]),
+        "MA5": np.array([0, 90400], np.int32), "DIFF": np.array([-5, 7], np.int32)})
+    pd.testing.assert_frame_equal(frame, expected)
+    column = calc["DIFF"]
+    del calc, frame
+    assert column.tolist() == [-5, 7]  # the library's memory, held by the column alone
+    asked = service.asked[0]
+    assert asked[:2] == b"MA" and asked[24:34].rstrip(b"\0") == b"N=5;M=20"
+    assert struct.unpack_from("<iii", asked, 172) == (0, 1, 0)
+
+
+def test_calculations_do_not_leak_and_can_be_drawn():
+    service = FormulaService()
+    with Server(service.answers) as server, qrx.connect(server.url, password="x") as s:
+        axes = qrx.plot.formula(s.calc("MA", "600000.SH", DAY), ["DIFF"])
+        assert [line.get_ydata().tolist() for line in axes.lines] == [[-5, 7]]
+        released = []
+        for _ in range(20):
+            calc = s.calc("MA", "600000.SH", DAY)
+            record = calc._columns.record
+            held = calc["MA5"]
+            del calc
+            assert record["nFieldCount"] == 4
+            del held
+            released.append(int(record["nFieldCount"]))  # zeroed by the release
+        assert released == [0] * 20
