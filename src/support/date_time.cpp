@@ -36,8 +36,8 @@ int GetPrevYYMMDD(int nDate) {
         nMonth -= 1;
         nDay = 31;
     }
-    if (nMonth < 1) return (nYear - 1) * 10000 + 1200 + nDay;
-    return nYear * 10000 + nMonth * 100 + nDay;
+    if (nMonth < 1) return FromParts(nYear - 1, 12, nDay);
+    return FromParts(nYear, nMonth, nDay);
 }
 
 int GetDiffDay(int nDate, int nDays) {
