@@ -4,69 +4,69 @@
 #include <string>
 
 #include "app/failure.h"
+#include "futures/grid_check.h"
+#include "kline/grid.h"
 #include "output/cell.h"
+#include "session/code_table.h"
 #include "text/encoding.h"
 
 namespace qrx::cli {
 namespace {
 
-struct GridRow {
-    const char* szMarket;
-    bool bSnapshots;  // has a grid of half seconds too
-    int nBarsOpen;    // HHMMSSmmm of the first bar of the day session, at the earliest
-    int nBarsNight;   // of the night session; 0: none
-};
-constexpr GridRow kGrids[] = {
-#define QRX_GRID(MARKET, SNAPSHOTS, OPEN, NIGHT) {#MARKET, SNAPSHOTS, OPEN, NIGHT},
-#include "grids.def"
-};
-constexpr int kNightEnd = QRX_GRID_NIGHT_END;
+std::string Market(const QRXDefine_Code& code) {
+    return std::string(FieldView(code.szMarket));
+}
 
-const GridRow* FindGrid(const QRXDefine_Code& code) {
-    for (const GridRow& row : kGrids) {
-        if (FieldView(code.szMarket) == row.szMarket) return &row;
-    }
-    return nullptr;
+const GridRow* BarGrid(const QRXDefine_Code& code) {
+    return FindGridRow(Market(code), std::string(FieldView(code.szVelaCode)));
+}
+
+[[noreturn]] void Refuse(const std::string& strWhy) {
+    throw Failure(EXIT_COMPLETION, "--complete: " + strWhy);
+}
+
+std::string CellText(Kind kind, int nValue) {
+    std::string strText;
+    AppendCell({"", kind}, {nValue}, {}, strText);
+    return strText;
 }
 
 }  // namespace
 
 void CheckCompletable(const QRXDefine_Code& code, Completed kind) {
-    const bool bSnapshots = kind == Completed::Snapshots;
-    const GridRow* pGrid = FindGrid(code);
-    if (pGrid != nullptr && (pGrid->bSnapshots || !bSnapshots)) return;
-    std::string strMarkets;
-    for (const GridRow& row : kGrids) {
-        if (row.bSnapshots || !bSnapshots) strMarkets += std::string(" ") + row.szMarket;
-    }
-    throw Failure(EXIT_COMPLETION, "--complete: the market " +
-                                       std::string(FieldView(code.szMarket)) +
-                                       " has no session grid; only" + strMarkets + " have one");
+    const bool bBars = kind == Completed::Bars;
+    const bool bGrid =
+        bBars ? BarGrid(code) != nullptr
+              : futures::ChooseGrid(Market(code).c_str(), "") != futures::GridKind::kNone;
+    if (bGrid) return;
+    Refuse("the market " + Market(code) + " has no session grid; only " +
+           (bBars ? GridMarkets() : futures::GridMarkets()) + " have one");
 }
 
 void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_KLine> bars) {
     CheckCompletable(code, Completed::Bars);
     if (bars.empty()) return;
-    const GridRow& grid = *FindGrid(code);
-    const QRXDefine_KLine& first = bars.front();
-    const bool bNight =
-        grid.nBarsNight != 0 && (first.nTime >= grid.nBarsNight || first.nTime <= kNightEnd);
-    if (bNight || first.nTime >= grid.nBarsOpen) return;
-    std::string strWhere;
-    AppendCell({"", Kind::Date}, {first.nDate}, {}, strWhere);
-    strWhere += " ";
-    AppendCell({"", Kind::Time}, {first.nTime}, {}, strWhere);
-    throw Failure(EXIT_COMPLETION, "--complete: the first bar, at " + strWhere +
-                                       ", lies before the session of " +
-                                       std::string(FieldView(code.szMarket)));
+    const auto verdict =
+        CheckGridConditions(BarGrid(code), bars.data(), static_cast<int>(bars.size()));
+    if (verdict.nFault == GridFault::kNone) return;
+    const QRXDefine_KLine& bar = bars[static_cast<size_t>(verdict.nBar)];
+    Refuse("bar " + std::to_string(verdict.nBar + 1) + " of " + Market(code) + ", at " +
+           CellText(Kind::Date, bar.nDate) + " " + CellText(Kind::Time, bar.nTime) + ": " +
+           GridRule(verdict.nFault));
 }
 
-// The half-second grids take up what lies before the session: nothing is known against a day yet.
-void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_Future>, int) {
-    CheckCompletable(code, Completed::Snapshots);
+// By the code in the form that the request sends and completion looks at.
+template <class Record>
+void CheckCompletable(const QRXDefine_Code& code, std::span<const Record> day, int nDate) {
+    char szCode[sizeof code.szCode + 1] = {};
+    BusinessConvertor::NormalizeCode(szCode, sizeof code.szCode, code.szCode, sizeof code.szCode,
+                                     Market(code).c_str(), 4);
+    const auto fault = futures::CheckGrid(day.data(), static_cast<int>(day.size()),
+                                          Market(code).c_str(), szCode, nDate);
+    if (fault) Refuse(fault->Text());
 }
-void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_FutureAB>, int) {
-    CheckCompletable(code, Completed::Snapshots);
-}
+
+template void CheckCompletable(const QRXDefine_Code&, std::span<const QRXDefine_Future>, int);
+template void CheckCompletable(const QRXDefine_Code&, std::span<const QRXDefine_FutureAB>, int);
 
 }  // namespace qrx::cli

@@ -1,9 +1,7 @@
 // What must hold before the library may be asked to complete bars or snapshots onto a session grid:
 // a market without a grid, and records that break a grid's conditions, would stop the process
-// there. The records are fetched plain first and looked at here.
-//
-// Known so far: which markets have grids, and that the first bar must not lie before the session.
-// The library's own conditions take this file's place when they can be compiled into tools.
+// there. The records are fetched plain first and held against the very tables and steps that
+// completion uses.
 #ifndef QRX_CLI_COMMANDS_COMPLETION_H
 #define QRX_CLI_COMMANDS_COMPLETION_H
 
@@ -24,9 +22,13 @@ void CheckCompletable(const QRXDefine_Code& code, Completed kind);
 // A whole answer of bars.
 void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_KLine> bars);
 // One trading day of snapshots.
-void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_Future> day, int nDate);
-void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_FutureAB> day,
-                      int nDate);
+template <class Record>
+void CheckCompletable(const QRXDefine_Code& code, std::span<const Record> day, int nDate);
+
+extern template void CheckCompletable(const QRXDefine_Code&, std::span<const QRXDefine_Future>,
+                                      int);
+extern template void CheckCompletable(const QRXDefine_Code&, std::span<const QRXDefine_FutureAB>,
+                                      int);
 
 }  // namespace qrx::cli
 

@@ -16,7 +16,7 @@ void Run(Context& context, Result<Array<Record>> (Session::*pfnFetch)(const QRXD
             CheckCompletable(code, Completed::Snapshots);
             const auto plain = (context.Connect().Get().*pfnFetch)(request);
             if (!plain) return;  // the request itself meets the same and reports it
-            CheckCompletable(code, plain.value, request.nBeginDate);
+            CheckCompletable(code, std::span<const Record>(plain.value), request.nBeginDate);
             request.nAutoComplete = 1;
         });
 }

@@ -11,6 +11,7 @@
 #include <optional>
 #include <set>
 
+#include "import/date_rows.h"
 #include "import/progress.h"
 #include "import/row_reader.h"
 #include "kline/grid.h"
@@ -129,33 +130,8 @@ private:
         }
     }
 
-    void DateRows(Security& security) const {
-        auto& vecRows = security.vecRows;
-        TradingDays days;
-        for (const BarRow& row : vecRows) {
-            if (!IsNight(row.nTime)) days.AddDayRow(row.nDate);
-        }
-        for (BarRow& row : vecRows) {
-            if (row.nDay != 0) continue;
-            row.nDay = row.nDate;
-            if (m_options.nightForm == NightForm::None || !IsNight(row.nTime)) continue;
-            if (m_options.nightForm == NightForm::Calendar) {
-                row.nDay = days.DayOfNight(row.nDate, row.nTime);
-            } else {
-                row.nDate = days.DateOfNight(row.nDay, row.nTime);
-            }
-        }
-        const auto stamp = [](const BarRow& row) { return std::pair(row.nDate, row.nTime); };
-        if (!vecRows.empty() && stamp(vecRows.back()) < stamp(vecRows.front())) {
-            std::reverse(vecRows.begin(), vecRows.end());
-        }
-        std::stable_sort(vecRows.begin(), vecRows.end(), [](const BarRow& a, const BarRow& b) {
-            return std::tie(a.nDay, a.nDate, a.nTime) < std::tie(b.nDay, b.nDate, b.nTime);
-        });
-    }
-
     void Write(Security& security, ImportResult& result) {
-        DateRows(security);
+        DateRows(security.vecRows, m_options.nightForm);
         const DayKind kind = m_options.bDaily ? DayKind::DailyBar : DayKind::MinuteBar;
         const auto& vecRows = security.vecRows;
         for (size_t i = 0; i < vecRows.size();) {

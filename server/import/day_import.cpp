@@ -13,6 +13,7 @@
 
 #include "import/bar_import.h"
 #include "import/code_import.h"
+#include "import/date_rows.h"
 #include "import/progress.h"
 #include "import/row_reader.h"
 #include "store/day_stream.h"
@@ -119,7 +120,7 @@ public:
         Store::Batch batch(m_store);
         std::set<std::string> setWritten;
         for (auto& [strKey, security] : m_mapSecurities) {
-            DateRows(security);
+            DateRows(security.vecRows, m_options.nightForm);
             WriteDays(security, setWritten, result);
         }
         batch.Commit();
@@ -276,36 +277,6 @@ private:
         m_strLastMarket = m_stamp.strMarket;
         m_pLast = &it->second;
         return *m_pLast;
-    }
-
-    // Gives each row its calendar date and its trading day.
-    void DateRows(Security& security) const {
-        TradingDays days;
-        auto& vecRows = security.vecRows;
-        for (const auto& row : vecRows) {
-            if (!IsNight(row.nTime)) days.AddDayRow(row.nDate);
-        }
-        for (auto& row : vecRows) {
-            if (row.nDay != 0) continue;
-            row.nDay = row.nDate;
-            if (m_options.nightForm == NightForm::None || !IsNight(row.nTime)) continue;
-            if (m_options.nightForm == NightForm::Calendar) {
-                row.nDay = days.DayOfNight(row.nDate, row.nTime);
-            } else {
-                row.nDate = days.DateOfNight(row.nDay, row.nTime);
-            }
-        }
-        // A file with its newest rows first is turned round, so that equal times keep their order.
-        const auto stamp = [](const auto& row) { return std::pair(row.nDate, row.nTime); };
-        if (!vecRows.empty() && stamp(vecRows.back()) < stamp(vecRows.front())) {
-            std::reverse(vecRows.begin(), vecRows.end());
-        }
-        const auto isBefore = [](const auto& a, const auto& b) {
-            return std::tie(a.nDay, a.nDate, a.nTime) < std::tie(b.nDay, b.nDate, b.nTime);
-        };
-        if (!std::is_sorted(vecRows.begin(), vecRows.end(), isBefore)) {
-            std::stable_sort(vecRows.begin(), vecRows.end(), isBefore);
-        }
     }
 
     void WriteDays(Security& security, std::set<std::string>& setWritten, ImportResult& result) {

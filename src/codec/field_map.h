@@ -40,6 +40,15 @@ void FillCodes(Record& dst, const std::string& strVelaCode, const std::string& s
     FillField(dst.chCode, strCode.c_str(), sizeof dst.chCode - 1);
 }
 
+template <class Body, class Record>
+void MoveFields(const Body& src, Record& dst) {
+    const char* pFrom = reinterpret_cast<const char*>(&src);
+    char* pTo = reinterpret_cast<char*>(&dst);
+    for (const FieldMove& move : kMoves<Body, Record>) {
+        memcpy(pTo + move.nTo, pFrom + move.nFrom, move.nBytes);
+    }
+}
+
 // Zero-fills the public record, writes codes and date, and moves the fields.
 template <class Body, class Record>
 void Convert(const Body& src, Record& dst, int nDate, const std::string& strVelaCode,
@@ -47,11 +56,7 @@ void Convert(const Body& src, Record& dst, int nDate, const std::string& strVela
     memset(static_cast<void*>(&dst), 0, sizeof dst);
     FillCodes(dst, strVelaCode, strCode);
     dst.nDate = nDate;
-    const char* pFrom = reinterpret_cast<const char*>(&src);
-    char* pTo = reinterpret_cast<char*>(&dst);
-    for (const FieldMove& move : kMoves<Body, Record>) {
-        memcpy(pTo + move.nTo, pFrom + move.nFrom, move.nBytes);
-    }
+    MoveFields(src, dst);
 }
 
 }  // namespace qrx::codec

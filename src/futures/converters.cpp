@@ -24,10 +24,7 @@ void FillSnapshot(Record& dst, const Body& src, const std::string& strVelaCode,
     memset(static_cast<void*>(&dst), 0, sizeof dst);
     qrx::FillField(dst.chVelaCode, strVelaCode.c_str(), sizeof dst.chVelaCode);
     qrx::FillField(dst.chCode, strCode.c_str(), sizeof dst.chCode);
-    for (const qrx::codec::FieldMove& move : qrx::codec::kMoves<Body, Record>) {
-        memcpy(reinterpret_cast<char*>(&dst) + move.nTo,
-               reinterpret_cast<const char*>(&src) + move.nFrom, move.nBytes);
-    }
+    qrx::codec::MoveFields(src, dst);
     dst.nDayRef1 = nHead4;
     dst.nDayRef2 = nHead2;
     dst.nDayRef3 = nHead3;

@@ -67,6 +67,14 @@ GridKind ChooseGrid(const char* szMarket, const char* szCode) {
     return GridKind::kNone;
 }
 
+std::string GridMarkets() {
+    std::string strMarkets;
+    for (const Choice& choice : kChoices) {
+        strMarkets += std::string(strMarkets.empty() ? "" : ", ") + choice.szMarket;
+    }
+    return strMarkets;
+}
+
 }  // namespace qrx::futures
 
 namespace BusinessConvertor {

@@ -101,6 +101,9 @@ enum class GridKind { kSHF, kDCE, kCF, kNight, kUnaligned, kNone };
 // By the first characters of the market, whatever their case, and the code. kNone: no such market.
 GridKind ChooseGrid(const char* szMarket, const char* szCode);
 
+// The markets of the table: "SHF, CZC, ...".
+std::string GridMarkets();
+
 }  // namespace qrx::futures
 
 namespace BusinessConvertor {

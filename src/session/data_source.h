@@ -99,6 +99,15 @@ public:
                          int nBeginDate, int nEndDate);
     int DoReqOrderQueueOneDay(const QRXDefine_ReqOrderQueue* pReq, QRXDefine_OrderQueue** pData,
                               int* pCount, int nBeginDate, int nEndDate);
+    struct TickForm {
+        int nSendType;
+        const char* szName;  // in the diagnostic of a refused allocation
+        int nBeginDate;      // of the whole range
+        int nEndDate;
+    };
+    template <class AnswerType, class Decode>
+    int TicksOneDay(const TickForm& form, const QRXDefine_ReqTick* pReq, void** pData, int* pCount,
+                    bool bAB, AnswerType answerType, Decode decode);
     template <class Kind>
     int RepeatTrades(const QRXDefine_ReqTransaction* pReq, void** pData, int* pCount);
     template <class Kind>

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "session/data_source.h"
+#include "support/limits.h"
 
 // The packets of one answer, released with it.
 struct PacketList {
@@ -56,11 +57,14 @@ int MarketDataSource::RecvPackets(std::vector<char*>& vecPacket, std::vector<int
     vecPacket.clear();
     vecPacketLen.clear();
     int nResult = 0;
+    int64_t nHeldBytes = 0;  // an answer that never ends is ended when the machine is full
     for (bool bLast = false; nResult == 0 && !bLast;) {
         ZPMDefine_MessageHead head;
         nResult = RecvExpectedHead(head, nExpectType, nExpectRequestID);
         if (nResult != 0) break;
-        std::unique_ptr<char[]> pNew(NewBody(head.nDataLen));
+        nHeldBytes += head.nDataLen + qrx::limits::kPacketOverhead;
+        std::unique_ptr<char[]> pNew(qrx::limits::FitsMemory(nHeldBytes) ? NewBody(head.nDataLen)
+                                                                         : nullptr);
         if (!pNew) {
             nResult = NetworkError();
             break;

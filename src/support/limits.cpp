@@ -7,13 +7,15 @@
 
 namespace qrx::limits {
 
+bool FitsMemory(int64_t nBytes) noexcept {
+    static const int64_t nMemory =
+        static_cast<int64_t>(sysconf(_SC_PHYS_PAGES)) * sysconf(_SC_PAGESIZE);
+    return nMemory <= 0 || nBytes <= nMemory;
+}
+
 bool ResultFits(int64_t nCount, size_t nSize) noexcept {
-    if (nCount < 0 || nCount > INT_MAX) return false;
-    const long nPages = sysconf(_SC_PHYS_PAGES);
-    const long nPageSize = sysconf(_SC_PAGESIZE);
-    if (nPages <= 0 || nPageSize <= 0) return true;
-    const uint64_t nMemory = static_cast<uint64_t>(nPages) * static_cast<uint64_t>(nPageSize);
-    return static_cast<uint64_t>(nCount) * nSize <= nMemory;
+    // Both are far below 2^31: the product cannot overflow.
+    return nCount >= 0 && nCount <= INT_MAX && FitsMemory(nCount * static_cast<int64_t>(nSize));
 }
 
 }  // namespace qrx::limits

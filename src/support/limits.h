@@ -24,6 +24,9 @@ inline constexpr size_t kMaxHeldBytes = size_t{64} << 20;
 // cheap, small enough to stay in the second-level cache between the read and the copy.
 inline constexpr size_t kReadSize = size_t{256} << 10;
 
+// What a packet costs besides its body: padding, the heap's own, and its places in two lists.
+inline constexpr int64_t kPacketOverhead = 64;
+
 // Spare blocks kept for reuse (4 MiB), the buffer that a quiet session needs.
 inline constexpr size_t kSpareBlocks = 16;
 
@@ -39,6 +42,9 @@ inline constexpr int kMaxCodes = 1 << 20;
 
 // Result arrays from this size on ask the kernel for huge pages.
 inline constexpr size_t kHugePageAdvice = size_t{4} << 20;
+
+// True for no more bytes than the machine has memory.
+bool FitsMemory(int64_t nBytes) noexcept;
 
 // True when nCount records of nSize bytes may be allocated: no more records than the caller's
 // int can count, no more bytes than the machine has memory.

@@ -45,8 +45,11 @@ int MarketDataSource::RepeatDoReqTick(const QRXDefine_ReqTick* pReq, void** pDat
                       });
 }
 
-int MarketDataSource::DoReqTickOneDay_Night(const QRXDefine_ReqTick* pReq, void** pData,
-                                            int* pCount, bool bAB, int nBeginDate, int nEndDate) {
+// The steps that both forms of the request share: which format answers is decided with the server
+// request at hand, and its decoder by the record that is wanted.
+template <class AnswerType, class Decode>
+int MarketDataSource::TicksOneDay(const TickForm& form, const QRXDefine_ReqTick* pReq, void** pData,
+                                  int* pCount, bool bAB, AnswerType answerType, Decode decode) {
     QRX_ASSERT(pReq != nullptr, "pReq", kMarketDataSource);
     QRX_ASSERT(pData != nullptr, "pData", kMarketDataSource);
     QRX_ASSERT(pCount != nullptr, "pCount", kMarketDataSource);
@@ -55,73 +58,58 @@ int MarketDataSource::DoReqTickOneDay_Night(const QRXDefine_ReqTick* pReq, void*
     ZPMDefine_RequestTickData zpmReqTick;
     BusinessConvertor::T2HReqTick(*pReq, zpmReqTick, bAB ? 3 : 2, pReq->nBeginDate, 0, -1);
     QRX_ASSERT((zpmReqTick.nFlags & 0x02) != 0, "zpmReqTick.nFlags & 0x02", kMarketDataSource);
-    const ExchangePlan plan{ID_ZPMTELE_REQ_TICK_NIGHT,
+    const int nAnswerType = answerType(zpmReqTick);
+    const ExchangePlan plan{form.nSendType,
                             &zpmReqTick,
                             sizeof zpmReqTick,
-                            ID_ZPMTELE_TICK_NIGHT,
+                            nAnswerType,
                             bAB ? sizeof(QRXDefine_TickAB) : sizeof(QRXDefine_Tick),
-                            "DoReqTickOneDay_Night"};
+                            form.szName};
     return Exchange<ZPMDefine_TickData_Head>(
         plan, pData, pCount, [&](const PacketList& packets, void* pArray, int nMax) {
-            const auto decode = [&](auto* pRecords, auto pfnDecompress, auto pfnConvert) {
+            const auto run = [&](auto* pRecords, auto pfnDecompress, auto pfnConvert) {
                 return DecompressFast<ZPMDefine_TickData_Head>(
                     pRecords, nMax, packets.vecPacket, packets.vecPacketLen, pfnDecompress,
-                    pfnConvert, ID_ZPMTELE_TICK_NIGHT, nBeginDate, nEndDate, pReq->nBeginTime,
+                    pfnConvert, nAnswerType, form.nBeginDate, form.nEndDate, pReq->nBeginTime,
                     pReq->nEndTime, nullptr);
             };
-            return bAB ? decode(static_cast<QRXDefine_TickAB*>(pArray), &decompress_Tick_AB_Night,
-                                &BusinessConvertor::HTickABNight2T)
-                       : decode(static_cast<QRXDefine_Tick*>(pArray), &decompress_Tick_Night,
-                                &BusinessConvertor::HTickNight2T);
+            return decode(run, nAnswerType, static_cast<QRXDefine_Tick*>(pArray),
+                          static_cast<QRXDefine_TickAB*>(pArray));
+        });
+}
+
+int MarketDataSource::DoReqTickOneDay_Night(const QRXDefine_ReqTick* pReq, void** pData,
+                                            int* pCount, bool bAB, int nBeginDate, int nEndDate) {
+    return TicksOneDay(
+        {ID_ZPMTELE_REQ_TICK_NIGHT, "DoReqTickOneDay_Night", nBeginDate, nEndDate}, pReq, pData,
+        pCount, bAB, [](const ZPMDefine_RequestTickData&) -> int { return ID_ZPMTELE_TICK_NIGHT; },
+        [&](const auto& run, int, QRXDefine_Tick* pTicks, QRXDefine_TickAB* pTicksAB) {
+            return bAB ? run(pTicksAB, &decompress_Tick_AB_Night,
+                             &BusinessConvertor::HTickABNight2T)
+                       : run(pTicks, &decompress_Tick_Night, &BusinessConvertor::HTickNight2T);
         });
 }
 
 // The day-only formats; nothing in the library asks for them.
 int MarketDataSource::DoReqTickOneDay(const QRXDefine_ReqTick* pReq, void** pData, int* pCount,
                                       bool bAB, int nBeginDate, int nEndDate) {
-    QRX_ASSERT(pReq != nullptr, "pReq", kMarketDataSource);
-    QRX_ASSERT(pData != nullptr, "pData", kMarketDataSource);
-    QRX_ASSERT(pCount != nullptr, "pCount", kMarketDataSource);
-    *pData = nullptr;
-    *pCount = 0;
-    ZPMDefine_RequestTickData zpmReqTick;
-    BusinessConvertor::T2HReqTick(*pReq, zpmReqTick, bAB ? 3 : 2, pReq->nBeginDate, 0, -1);
-    QRX_ASSERT((zpmReqTick.nFlags & 0x02) != 0, "zpmReqTick.nFlags & 0x02", kMarketDataSource);
-    const bool bIndex =
-        IsIndex(qrx::FieldText(zpmReqTick.chMarket), qrx::FieldText(zpmReqTick.chCode));
-    int nAnswerType = ID_ZPMTELE_TICKKDATA_ACC_EX;
-    if (bIndex) {
-        nAnswerType = ID_ZPMTELE_TICKKDATA_INDEX_ACC_EX;
-    } else if (bAB) {
-        nAnswerType = ID_ZPMTELE_TICKKDATA_AB_ACC_EX;
-    }
-    const ExchangePlan plan{ID_ZPMTELE_REQ_TICK,
-                            &zpmReqTick,
-                            sizeof zpmReqTick,
-                            nAnswerType,
-                            bAB ? sizeof(QRXDefine_TickAB) : sizeof(QRXDefine_Tick),
-                            "DoReqTickOneDay"};
-    return Exchange<ZPMDefine_TickData_Head>(
-        plan, pData, pCount, [&](const PacketList& packets, void* pArray, int nMax) {
-            const auto decode = [&](auto* pRecords, auto pfnDecompress, auto pfnConvert) {
-                return DecompressFast<ZPMDefine_TickData_Head>(
-                    pRecords, nMax, packets.vecPacket, packets.vecPacketLen, pfnDecompress,
-                    pfnConvert, nAnswerType, nBeginDate, nEndDate, pReq->nBeginTime, pReq->nEndTime,
-                    nullptr);
-            };
-            auto* pTicks = static_cast<QRXDefine_Tick*>(pArray);
-            auto* pTicksAB = static_cast<QRXDefine_TickAB*>(pArray);
-            if (bIndex && bAB) {
-                return decode(pTicksAB, &decompress_TickData_Index_ACC_EX,
-                              &BusinessConvertor::HTickIndexACC2TAB);
+    return TicksOneDay(
+        {ID_ZPMTELE_REQ_TICK, "DoReqTickOneDay", nBeginDate, nEndDate}, pReq, pData, pCount, bAB,
+        [&](const ZPMDefine_RequestTickData& request) -> int {
+            if (IsIndex(qrx::FieldText(request.chMarket), qrx::FieldText(request.chCode))) {
+                return ID_ZPMTELE_TICKKDATA_INDEX_ACC_EX;
             }
-            if (bIndex) {
-                return decode(pTicks, &decompress_TickData_Index_ACC_EX,
-                              &BusinessConvertor::HTickIndexACC2T);
+            return bAB ? ID_ZPMTELE_TICKKDATA_AB_ACC_EX : ID_ZPMTELE_TICKKDATA_ACC_EX;
+        },
+        [&](const auto& run, int nAnswerType, QRXDefine_Tick* pTicks, QRXDefine_TickAB* pTicksAB) {
+            if (nAnswerType == ID_ZPMTELE_TICKKDATA_INDEX_ACC_EX) {
+                return bAB ? run(pTicksAB, &decompress_TickData_Index_ACC_EX,
+                                 &BusinessConvertor::HTickIndexACC2TAB)
+                           : run(pTicks, &decompress_TickData_Index_ACC_EX,
+                                 &BusinessConvertor::HTickIndexACC2T);
             }
-            return bAB ? decode(pTicksAB, &decompress_TickData_AB_ACC_EX,
-                                &BusinessConvertor::HTickABACC2T)
-                       : decode(pTicks, &decompress_TickData_ACC_EX,
-                                &BusinessConvertor::HTickACC2T);
+            return bAB ? run(pTicksAB, &decompress_TickData_AB_ACC_EX,
+                             &BusinessConvertor::HTickABACC2T)
+                       : run(pTicks, &decompress_TickData_ACC_EX, &BusinessConvertor::HTickACC2T);
         });
 }

@@ -30,8 +30,8 @@ protected:
         head.nDayRef1 = 451000;
         head.nDayRef2 = 452000;
         head.nDayRef3 = 90;
-        const ZPMDefine_Future_Night snapshot = {kFriday, 93000500, 450000, 5,      22500000, 91,
-                                                 'B',     450100,   450200, 450300, 0,        -12};
+        const ZPMDefine_Future_Night snapshot = {
+            kFriday, m_nSnapshotTime, 450000, 5, 22500000, 91, 'B', 450100, 450200, 450300, 0, -12};
         std::string strBody = Bytes(head);
         codec::EncodeRecord(snapshot, strBody);
         return peer.Answer(request, ID_ZPMTELE_FUTURE, strBody);
@@ -46,6 +46,7 @@ protected:
     }
 
     int m_nBarTime = 93100;
+    int m_nSnapshotTime = 93000500;
     std::vector<Message> m_requests;
     ScriptedServer m_server{
         Serving([this](Peer& peer, const Message& request) { return Handle(peer, request); },
@@ -85,7 +86,7 @@ TEST_F(BarsAndFutures, BarsAsAskedAndShown) {
 
 TEST_F(BarsAndFutures, CompletionIsRefusedBeforeItStopsTheProcess) {
     EXPECT_EQ(m_cli.Run("bars 00001.HK --cycle 1m --complete --from 20240105"), 12);
-    EXPECT_NE(m_cli.Err().find("HK has no session grid; only SH SZ CF SHF CZC DCE"),
+    EXPECT_NE(m_cli.Err().find("HK has no session grid; only SH, SZ, CF, SHF, CZC, DCE have one"),
               std::string::npos)
         << m_cli.Err();
     m_nBarTime = 85900;
@@ -110,6 +111,15 @@ TEST_F(BarsAndFutures, SnapshotsDayByDay) {
               "0.0000,-0.0012,5,2250.0000,45.1000,45.2000,90\n");
     EXPECT_EQ(m_requests.size(), 1U);
     EXPECT_EQ(m_cli.Run("futures 600000.SH --from 20240105"), 8);
+    ASSERT_EQ(m_cli.Run("futures CU1701.SHF --from 20240105 --complete --columns time -f csv"), 0);
+    const std::string strOut = m_cli.Out();
+    EXPECT_EQ(std::count(strOut.begin(), strOut.end(), '\n'), 28804);  // a header and every slot
+    // Nothing from the pre-open on: the library would stop the process.
+    m_nSnapshotTime = 84900000;
+    EXPECT_EQ(m_cli.Run("futures CU1701.SHF --from 20240105 --complete"), 12);
+    EXPECT_NE(m_cli.Err().find("20240105: no record at or after the start of the pre-open"),
+              std::string::npos)
+        << m_cli.Err();
 }
 
 }  // namespace
