@@ -32,6 +32,7 @@ struct Command {
     std::vector<PositionalRow> vecPositionals;
     std::vector<OptionRow> vecOptions;
     void (*pfnRun)(Context&);
+    bool bOwnSettings = false;  // wrong settings are the command's to report
 };
 
 struct GroupRow {

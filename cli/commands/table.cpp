@@ -46,7 +46,7 @@ const std::vector<Command>& Commands() {
         {"codes",
          "list the securities that you may ask for",
          {{"MARKET", false, "one market, such as SH (default: all)"}},
-         {{"--search", "TEXT", "only codes and names that contain the text", nullptr}},
+         {{"--search", "TEXT", "only what the text is a code or name of, or part of one", nullptr}},
          RunCodes},
         {"ticks",
          "snapshots of a stock or an index",
@@ -103,11 +103,13 @@ std::span<const OptionRow> OutputOptions() {
     static const OptionRow kRows[] = {
         {"-f,--format", "FORMAT",
          "how to write the rows (default table, or what the name of -o FILE says)",
-         "table|csv|jsonl"},
+         "table|csv|jsonl|sqlite"},
         {"-o,--output", "FILE", "write to a file, which appears when it is complete", nullptr},
         {"--limit", "N", "stop after N rows", nullptr},
         {"--columns", "A,B", "only these columns, in this order", nullptr},
-        {"--raw", nullptr, "integers as the server sends them", nullptr}};
+        {"--raw", nullptr, "integers as the server sends them", nullptr},
+        {"--tz", "ZONE", "dates and times in this zone, such as UTC (default: the exchange's)",
+         nullptr}};
     return kRows;
 }
 
