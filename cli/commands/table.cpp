@@ -90,7 +90,18 @@ const std::vector<Command>& Commands() {
                    kChart,
                    {"--on", "COLUMN", "draw only this column over the candlesticks", nullptr},
                    kChartStyle}),
-         RunFormulaCalc}};
+         RunFormulaCalc},
+        {"export",
+         "write days of many securities to a folder, and go on where that stopped",
+         {{"CODE", false, "securities, such as 600000.SH cu2403.SHF", true}},
+         {kFrom,
+          kTo,
+          {"--kinds", "A,B",
+           "ticks, ticks_book, trades, orders, queues, futures, futures_book, bars_1m, bars_d, ...",
+           nullptr},
+          {"--codes-from", "FILE", "a file with more codes, one a line", nullptr},
+          {"--restart", nullptr, "remove what the folder holds and begin anew", nullptr}},
+         RunExport}};
     return kCommands;
 }
 

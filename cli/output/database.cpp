@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "app/failure.h"
+#include "app/interrupt.h"
 
 namespace qrx::cli {
 
@@ -20,8 +21,8 @@ Database::Database(const std::string& strPath, Creation creation) : m_strPath(st
     }
     // Now and not with the first row: a file that cannot be written is found before the fetching.
     Run("BEGIN IMMEDIATE");
-    Run("CREATE TABLE IF NOT EXISTS qrx_tables (name TEXT PRIMARY KEY, columns TEXT NOT NULL, "
-        "\"values\" TEXT NOT NULL, times TEXT NOT NULL)");
+    Run("CREATE TABLE IF NOT EXISTS qrx_tables (name TEXT PRIMARY KEY, \"values\" TEXT NOT NULL, "
+        "times TEXT NOT NULL, columns TEXT NOT NULL)");
 }
 
 void Database::Open(const std::string& strOpened) {
@@ -56,7 +57,7 @@ bool Database::Exists(const std::string& strTable) {
 }
 
 void Database::OpenTable(const std::string& strTable, const TableLayout& layout) {
-    const std::string* const kParts[] = {&layout.strColumns, &layout.strValues, &layout.strTimes};
+    const std::string* const kParts[] = {&layout.strValues, &layout.strTimes, &layout.strColumns};
     if (!Exists(strTable)) {
         Run("CREATE TABLE " + Quoted(strTable) + " (" + layout.strColumns + ")");
         Statement remember(*this, "INSERT OR REPLACE INTO qrx_tables VALUES (?, ?, ?, ?)");
@@ -65,25 +66,27 @@ void Database::OpenTable(const std::string& strTable, const TableLayout& layout)
         remember.Run();
         return;
     }
-    Statement find(*this, "SELECT columns, \"values\", times FROM qrx_tables WHERE name = ?");
+    Statement find(*this, "SELECT \"values\", times, columns FROM qrx_tables WHERE name = ?");
     find.Bind(1, strTable);
     const std::string strWhere = "the table " + Quoted(strTable) + " of " + m_strPath;
     if (!find.Step()) {
         throw Failure(EXIT_OUTPUT, strWhere + " was not made by qrx; write to another file");
     }
-    static constexpr const char* kOptions[] = {"--columns", "--raw or --price-unit", "--tz"};
+    static constexpr const char* kOthers[] = {"another --raw or --price-unit", "another --tz",
+                                              "other --columns"};
     for (int i = 0; i < 3; ++i) {
         const std::string strOld = find.Text(i);
         if (strOld == *kParts[i]) continue;
-        throw Failure(EXIT_OUTPUT, strWhere + " was written with another " + kOptions[i] + " (" +
-                                       strOld + ", not " + *kParts[i] +
-                                       "); give the same again, or write to another file");
+        const std::string strBoth = i < 2 ? " (" + strOld + ", not " + *kParts[i] + ")" : "";
+        throw Failure(EXIT_OUTPUT, strWhere + " was written with " + kOthers[i] + strBoth +
+                                       "; give the same again, or write to another file");
     }
 }
 
 void Database::Commit() {
     Run("COMMIT");
     if (m_file) {
+        interrupt::Check();
         m_pDb.reset();
         m_file->Place(true, true);
     } else {

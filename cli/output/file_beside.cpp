@@ -45,10 +45,17 @@ FileBeside::~FileBeside() {
     interrupt::SetUnfinishedFile("");
 }
 
+void FileBeside::Write(const std::string& strBytes) {
+    for (size_t nDone = 0; nDone < strBytes.size();) {
+        const ssize_t n = write(m_fd, strBytes.data() + nDone, strBytes.size() - nDone);
+        if (n < 0 && errno != EINTR) Fail("cannot write");
+        if (n > 0) nDone += static_cast<size_t>(n);
+    }
+}
+
 void FileBeside::Place(bool bNew, bool bToDisk) {
     if (bToDisk && fsync(m_fd) != 0) Fail("cannot write");
     if (close(std::exchange(m_fd, -1)) != 0) Fail("cannot write");
-    interrupt::Check();
     const int nResult = bNew ? renameat2(AT_FDCWD, m_strUnfinished.c_str(), AT_FDCWD,
                                          m_strPath.c_str(), RENAME_NOREPLACE)
                              : rename(m_strUnfinished.c_str(), m_strPath.c_str());

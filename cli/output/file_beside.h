@@ -18,6 +18,8 @@ public:
     int Descriptor() const { return m_fd; }
     const std::string& UnfinishedPath() const { return m_strUnfinished; }
 
+    // At once, whatever comes: also after an interrupt.
+    void Write(const std::string& strBytes);
     // bNew: another file that has come to stand there meanwhile is left alone, and this one fails.
     // bToDisk: it outlives the machine's end too.
     void Place(bool bNew = false, bool bToDisk = false);

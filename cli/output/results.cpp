@@ -9,6 +9,35 @@
 #include "text/nearest.h"
 
 namespace qrx::cli {
+namespace {
+
+// The places of the named columns, or of all. Throws for an unknown one.
+std::vector<size_t> PlacesOf(const std::string& strNames, const Shape& shape) {
+    std::vector<std::string> vecKnown;
+    for (const Column& column : shape.vecColumns) vecKnown.push_back(column.strName);
+    std::vector<size_t> vecPlaces;
+    std::istringstream names(strNames);
+    for (std::string strName; std::getline(names, strName, ',');) {
+        const auto it = std::find(vecKnown.begin(), vecKnown.end(), strName);
+        if (it == vecKnown.end()) {
+            std::string strAll;
+            for (const std::string& strKnown : vecKnown) strAll += " " + strKnown;
+            RefuseUsage("--columns: there is no column \"" + strName + "\"; the nearest is \"" +
+                        Nearest(strName, vecKnown) + "\" of" + strAll);
+        }
+        vecPlaces.push_back(static_cast<size_t>(it - vecKnown.begin()));
+    }
+    for (size_t i = 0; vecPlaces.size() < vecKnown.size() && strNames.empty(); ++i) {
+        vecPlaces.push_back(i);
+    }
+    return vecPlaces;
+}
+
+}  // namespace
+
+void CheckColumns(const std::string& strNames, const Shape& shape) {
+    PlacesOf(strNames, shape);
+}
 
 Results::Results(OutputChoice choice, Shape shape)
     : m_choice(std::move(choice)), m_shape(std::move(shape)) {
@@ -27,32 +56,18 @@ Results::Results(OutputChoice choice, Shape shape, Database& database)
 }
 
 void Results::Select() {
-    std::vector<std::string> vecKnown;
-    for (const Column& column : m_shape.vecColumns) vecKnown.push_back(column.strName);
     const std::vector<size_t> vecKeys = KeyColumns(m_shape.vecColumns);
     if (ToDatabase() && !m_choice.strColumns.empty()) m_vecSelected = vecKeys;
-    const size_t nGiven = m_vecSelected.size();
-    std::istringstream names(m_choice.strColumns);
-    for (std::string strName; std::getline(names, strName, ',');) {
-        const auto it = std::find(vecKnown.begin(), vecKnown.end(), strName);
-        if (it == vecKnown.end()) {
-            std::string strAll;
-            for (const std::string& strKnown : vecKnown) strAll += " " + strKnown;
-            RefuseUsage("--columns: there is no column \"" + strName + "\"; the nearest is \"" +
-                        Nearest(strName, vecKnown) + "\" of" + strAll);
-        }
-        const auto nPlace = static_cast<size_t>(it - vecKnown.begin());
-        const auto key = m_vecSelected.begin() + static_cast<std::ptrdiff_t>(nGiven);
-        if (std::find(m_vecSelected.begin(), key, nPlace) == key) m_vecSelected.push_back(nPlace);
-    }
-    if (m_vecSelected.empty()) {
-        for (size_t i = 0; i < vecKnown.size(); ++i) m_vecSelected.push_back(i);
+    const std::vector<size_t> vecGiven = m_vecSelected;
+    for (const size_t i : PlacesOf(m_choice.strColumns, m_shape)) {
+        const bool bGiven = std::find(vecGiven.begin(), vecGiven.end(), i) != vecGiven.end();
+        if (!bGiven) m_vecSelected.push_back(i);
     }
     for (const size_t i : m_vecSelected) m_vecColumns.push_back(m_shape.vecColumns[i]);
     m_vecCells.resize(m_vecSelected.size());
     if (m_choice.zone && m_shape.bInstants && vecKeys.size() == 3) {
         m_vecStamp = {vecKeys[1], vecKeys[2]};
-        m_vecAll.resize(vecKnown.size());
+        m_vecAll.resize(m_shape.vecColumns.size());
     }
 }
 

@@ -62,6 +62,9 @@ private:
     int64_t m_nRows = 0;
 };
 
+// Throws Failure(EXIT_USAGE) for a name of --columns that the shape lacks.
+void CheckColumns(const std::string& strNames, const Shape& shape);
+
 template <class Record>
 std::vector<Column> PlainColumnsOf() {
     return {ColumnsOf<Record>().begin(), ColumnsOf<Record>().end()};

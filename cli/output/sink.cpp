@@ -76,6 +76,7 @@ void Sink::WriteOut() {
 void Sink::Finish() {
     WriteOut();
     if (m_fd == STDOUT_FILENO) return;
+    interrupt::Check();
     if (m_file) return m_file->Place();
     if (close(std::exchange(m_fd, -1)) != 0) FailOutput("cannot write", m_strPath);
 }
