@@ -55,6 +55,7 @@ void Group(const std::string& strGroup, std::ostringstream& out) {
     out << strFunction
         << "() {\n"
            "    local context state state_descr line\n"
+           "    local -a own\n"
            "    typeset -A opt_args\n"
            "    _arguments -C $_qrx_shared '1:command:->command' '*::argument:->arguments'\n"
            "    case $state in\n"
@@ -85,10 +86,10 @@ void Group(const std::string& strGroup, std::ostringstream& out) {
         for (const OptionRow& row : pCommand->vecOptions) Option(row, options);
         std::string strPositionals;
         for (const PositionalRow& row : pCommand->vecPositionals) {
-            strPositionals += " '" + std::string(row.bMany ? "*" : "") + ":" + row.szName + ":'";
+            strPositionals += " '" + std::string(row.bMany ? "*" : "") + ":" + row.szName + ":()'";
         }
-        out << "        " << LastWord(*pCommand) << ")\n            _qrx_own=(\n"
-            << options.str() << "            )\n            _arguments $_qrx_shared $_qrx_own"
+        out << "        " << LastWord(*pCommand) << ")\n            own=(\n"
+            << options.str() << "            )\n            _arguments $_qrx_shared $own"
             << strPositionals << "\n            ;;\n";
     }
     out << "        esac\n"
@@ -103,7 +104,7 @@ std::string ZshCompletion() {
     std::ostringstream out;
     out << "#compdef qrx\n"
            "# Completion of qrx for zsh; made from its table of commands.\n"
-           "local -a _qrx_shared _qrx_own\n"
+           "typeset -ga _qrx_shared\n"
            "_qrx_shared=(\n";
     for (const OptionRow& row : SharedOptions()) Option(row, out);
     out << "        '--help[show what can be typed]'\n)\n";
