@@ -36,8 +36,7 @@ Exporter::Exporter(Context& context, OutputChoice choice, Manifest& manifest)
 }
 
 ExportTally Exporter::Run(std::vector<PlannedPart> vecParts) {
-    const auto bThere = [this](PlannedPart& part) { return IsThere(part); };
-    m_tally.nThere = static_cast<int>(std::erase_if(vecParts, bThere));
+    std::erase_if(vecParts, [this](PlannedPart& part) { return IsThere(part); });
     m_progress.emplace(static_cast<int>(vecParts.size()), "parts");
     try {
         for (const PlannedPart& part : vecParts) {
@@ -58,7 +57,7 @@ ExportTally Exporter::Run(std::vector<PlannedPart> vecParts) {
 }
 
 // A part over many days that was asked for other days before is asked again over both together.
-bool Exporter::IsThere(PlannedPart& part) const {
+bool Exporter::IsThere(PlannedPart& part) {
     const std::string strName = part.Name();
     const Part* pFormer = m_manifest.Find(strName);
     if (pFormer == nullptr) return false;
@@ -66,10 +65,17 @@ bool Exporter::IsThere(PlannedPart& part) const {
     part.slice.nFrom = std::min(part.slice.nFrom, pFormer->nFrom);
     part.slice.nTo = std::max(part.slice.nTo, pFormer->nTo);
     if (!bCovered || pFormer->state == Part::Open) return false;
-    if (pFormer->state == Part::Empty || m_database) return true;
-    std::error_code error;
-    const auto nBytes = fs::file_size(m_manifest.PartPath(strName), error);
-    return !error && static_cast<int64_t>(nBytes) == pFormer->nBytes;
+    if (pFormer->state == Part::Empty) {
+        ++m_tally.nEmpty;
+        return true;
+    }
+    if (!m_database) {
+        std::error_code error;
+        const auto nBytes = fs::file_size(m_manifest.PartPath(strName), error);
+        if (error || static_cast<int64_t>(nBytes) != pFormer->nBytes) return false;
+    }
+    ++m_tally.nThere;
+    return true;
 }
 
 void Exporter::Take(const PlannedPart& part) {

@@ -43,7 +43,7 @@ public:
     ExportTally Run(std::vector<PlannedPart> vecParts);
 
 private:
-    bool IsThere(PlannedPart& part) const;
+    bool IsThere(PlannedPart& part);  // and counts it
     void Take(const PlannedPart& part);
     Part Write(const PlannedPart& part, const Fetched& fetched);
     void Save();
