@@ -38,7 +38,7 @@ class BadArgument(QrxError, ValueError):
 
 
 class CannotComplete(BadArgument):
-    """complete=True where there is no session grid, or where the data lies outside of it."""
+    """complete=True where there is no session grid, or where a day breaks the grid's rules."""
 
     advice = "leave complete=True away to get the records as they are"
 
