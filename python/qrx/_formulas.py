@@ -146,7 +146,7 @@ def _params(params: Any) -> bytes:
 
 def calculate(session: Session, formula: str, row: Any, days: DayRange, cycle: str, params: Any,
               adjust: str) -> Calculation:
-    if adjust not in ("none", "backward"):
+    if not isinstance(adjust, str) or adjust not in ("none", "backward"):
         raise BadArgument(f"adjust: {adjust!r} is not to be had for formulas",
                           advice='write "none" or "backward"')
     parsed = parse_cycle(cycle)

@@ -326,7 +326,7 @@ class Session:
     def _bar_request(self, row: Any, cycle: Cycle, days: DayRange, adjust: str, adjust_date: Any,
                      adjust_volume: bool) -> Record:
         modes = {"none": 0, "forward": 1, "backward": 2}
-        if adjust not in modes:
+        if not isinstance(adjust, str) or adjust not in modes:
             raise BadArgument(f"adjust: there is no {adjust!r}",
                               advice='write one of "none", "forward" and "backward"')
         request = self._request("QRXDefine_ReqKLine", row, days)
@@ -350,6 +350,6 @@ class Session:
 
 
 def _text(value: Any, name: str, advice: str) -> str:
-    if not isinstance(value, str) or "\0" in value:
+    if not isinstance(value, str) or "\0" in value or any("\ud800" <= c <= "\udfff" for c in value):
         raise BadArgument(f"{name}: {value!r} is no such text", advice=advice)
     return value.strip()
