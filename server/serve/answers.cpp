@@ -333,11 +333,12 @@ std::unique_ptr<Answer> Bars(Store& store, const UserRow& user, int nRequestID,
     if (code && IsOpenTo(user, form.strMarket)) {
         const bool bSnapshots =
             (code->nType >= 112 && code->nType <= 125) || (code->nType & 0xF0) == 0x90;
-        BarRequest bars{form.strMarket,          code->strCode,
-                        request.nCycType,        std::max(int{request.nCycDef}, 1),
-                        request.nBeginDate,      request.nEndDate > 0 ? request.nEndDate : 99999999,
-                        request.nModeFlag,       request.nModeDate,
-                        request.nModeSwitch != 0};
+        BarRequest bars{
+            form.strMarket,          code->strCode,
+            request.nCycType,        std::max(int{request.nCycDef}, 1),
+            request.nBeginDate,      request.nEndDate > 0 ? request.nEndDate : kNoLastDay,
+            request.nModeFlag,       request.nModeDate,
+            request.nModeSwitch != 0};
         pSource = std::make_unique<BarSource>(store, std::move(bars), bSnapshots);
     }
     if constexpr (std::is_same_v<Request, ZPMDefine_RequestKData_Option>) {
