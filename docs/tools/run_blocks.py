@@ -3,7 +3,8 @@
     scripts/with-market BUILD python3 docs/tools/run_blocks.py [--update] PAGE...
 
 Of each page, in order, in a folder of its own with the file "password" in it:
-  console  lines after "$ " go to one shell of the page; what stands below them is what it says
+  console  lines after "$ " go to one shell of the page, a hundred columns wide; what stands below
+           them is what it says
   pycon    lines after ">>> " go to one interpreter of the page, likewise
   python   a program; the page's first one opens the session that the others use
   c, cpp   a program, compiled against the library and run
@@ -44,7 +45,7 @@ class Shell:
     def __init__(self, folder):
         self.process = subprocess.Popen(
             ["bash", "--norc"], cwd=folder, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT, text=True)
+            stderr=subprocess.STDOUT, text=True, env={**os.environ, "COLUMNS": "100"})
 
     def run(self, command):
         """Output and exit status. The server in the background may still say its first word."""
