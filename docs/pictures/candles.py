@@ -1,4 +1,4 @@
-"""Five days of five-minute candles with their volume."""
+"""Three days of five-minute candles with their volume."""
 
 import os
 import sys

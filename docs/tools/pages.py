@@ -95,9 +95,9 @@ def examples():
 
     def source(match):
         said, code = program(ROOT / "examples" / match[1])
-        return f"### `{match[1]}`\n\n{said}\n\n{code}"
+        return f"### `{match[1]}`\n\n{said or match[2].capitalize() + '.'}\n\n{code}"
 
-    return on_site(re.sub(r"^- `(\w+\.\w+)`.*\n", source, text, flags=re.M),
+    return on_site(re.sub(r"^- `(\w+\.\w+)`: (.*)\n", source, text, flags=re.M),
                    ROOT / "examples/README.md")
 
 

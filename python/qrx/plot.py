@@ -118,7 +118,8 @@ def candles(bars: Records, *, axes: Any = None, title: str | None = None) -> Any
     lower.set_ylabel("volume")
     _thousands(lower)
     upper.set_title(_title(bars, times) if title is None else title)
-    upper.margins(x=0.01)
+    for one in (upper, lower):
+        one.margins(x=0.01)
     _label_times(lower, times)
     return upper, lower
 
