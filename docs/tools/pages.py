@@ -13,6 +13,7 @@ import re
 import sys
 from pathlib import Path
 
+import calls
 import headers
 import results
 
@@ -109,6 +110,7 @@ def main(folder):
         made[name] = on_site((ROOT / source).read_text(), ROOT / source)
     for source in (ROOT / "docs").glob("*.md"):
         made[source.name] = on_site(source.read_text(), source)
+    made["python.md"] += "\n" + calls.page()
     for name, text in made.items():
         (folder / name).write_text(text)
 

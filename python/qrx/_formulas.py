@@ -58,7 +58,7 @@ class Formula:
 
 
 class Formulas:
-    """session.formulas: add, list, show, delete."""
+    """The stored formulas of the server."""
 
     def __init__(self, session: Session) -> None:
         self._session = session
@@ -113,6 +113,7 @@ class Formulas:
             return []
 
     def show(self, name: str) -> Formula:
+        """One formula."""
         return self._rows(self._encode(name, "name", MOST_NAME), f"formulas named {name}")[0]
 
     def delete(self, name: str) -> str:

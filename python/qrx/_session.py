@@ -61,7 +61,8 @@ class Session:
 
     Days are trading days: a night session belongs to the day that follows it. begin and end are
     dates (date, "2024-01-05", "20240105", 20240105; None is today at the exchange, and the same
-    day); begin_time and end_time bound the first and the last of them.
+    day); begin_time and end_time bound the first and the last of them. markets: the names of those
+    that are open to the user.
     """
 
     def __init__(self, target: _connection.Target, handle: int, markets: list[str]) -> None:
@@ -93,6 +94,7 @@ class Session:
 
     @property
     def closed(self) -> bool:
+        """Whether the session was closed."""
         return self._handle is None
 
     def __repr__(self) -> str:

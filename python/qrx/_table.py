@@ -123,7 +123,7 @@ def moments(dates: Array, times: Array) -> Array:
 
 
 class Table:
-    """Base of results: columns by name, and conversions."""
+    """What has columns: records of every kind, and calculations."""
 
     _options: Options
 
