@@ -175,7 +175,8 @@ def formula(calc: Calculation, columns: Sequence[str] | None = None, *, axes: An
             price: bool = False, title: str | None = None) -> Any:
     """Columns of a calculation as lines. price: they are prices, in the unit of the connection.
 
-    Over candles of the same bars: formula(calc, axes=candles(bars)[0], price=True).
+    Over candles of the same bars: formula(calc, axes=candles(bars)[0], price=True). The zeros that
+    a column has before it is defined are not drawn.
     """
     if len(calc) == 0:
         raise BadArgument("formula got no rows", advice="pass it what s.calc gave")
@@ -183,9 +184,10 @@ def formula(calc: Calculation, columns: Sequence[str] | None = None, *, axes: An
     axes = _axes(axes)
     for column in calc._select(columns, "int"):
         if column.kind == "Number":
-            values = calc.column(column.name)
-            axes.plot(values / calc._options.price_unit if price else values, label=column.name)
-    axes.legend(loc="upper left")
+            values = calc.column(column.name) / (calc._options.price_unit if price else 1)
+            values[:np.argmax(values != 0)] = np.nan
+            axes.plot(values, linewidth=1.2, label=column.name)
+    axes.legend(loc="best")
     if own:
         axes.set_title(calc._code if title is None else title)
         axes.margins(x=0.01)

@@ -244,8 +244,9 @@ def test_calculation():
 def test_calculations_do_not_leak_and_can_be_drawn():
     service = FormulaService()
     with Server(service.answers) as server, qrx.connect(server.url, password="x") as s:
-        axes = qrx.plot.formula(s.calc("MA", "600000.SH", DAY), ["DIFF"])
-        assert [line.get_ydata().tolist() for line in axes.lines] == [[-5, 7]]
+        axes = qrx.plot.formula(s.calc("MA", "600000.SH", DAY), ["DIFF", "MA5"])
+        diff, ma5 = (line.get_ydata() for line in axes.lines)
+        assert diff.tolist() == [-5, 7] and np.isnan(ma5[0]) and ma5[1] == 90400
         released = []
         for _ in range(20):
             calc = s.calc("MA", "600000.SH", DAY)
