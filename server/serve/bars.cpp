@@ -112,8 +112,12 @@ int32_t Scaled(int32_t nPrice, double f) {
 
 }  // namespace
 
+bool HasTimes(int nCycle) {
+    return nCycle == kMinutes || nCycle == kSeconds;
+}
+
 bool IsBarCycle(int nCycle) {
-    return nCycle == kMinutes || nCycle == kSeconds || (nCycle >= kQuarters && nCycle <= kMonths);
+    return HasTimes(nCycle) || (nCycle >= kQuarters && nCycle <= kMonths);
 }
 
 BarSource::BarSource(Store& store, BarRequest request, bool bSnapshots)
@@ -125,7 +129,7 @@ BarSource::BarSource(Store& store, BarRequest request, bool bSnapshots)
       m_nCycType(m_request.nCycle == kMinutes ? CYC_MINUTE : CYC_SECOND),
       m_pRow(FindGridRow(m_request.strMarket, m_request.strCode)) {
     const auto& [strMarket, strCode] = std::tie(m_request.strMarket, m_request.strCode);
-    if (m_request.nCycle == kMinutes || m_request.nCycle == kSeconds) {
+    if (HasTimes(m_request.nCycle)) {
         m_bLongDone = true;
         m_vecDays = store.Days(m_kind, strMarket, strCode, m_request.nBeginDay, m_request.nEndDay);
         if (m_pRow != nullptr) {
