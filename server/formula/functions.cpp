@@ -2,11 +2,14 @@
 #include "formula/functions.h"
 
 #include <cmath>
+#include <limits>
 
 #include "formula/windows.h"
 
 namespace qrx::server::formula {
 namespace {
+
+constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
 struct Total {
     double fSum;
@@ -47,15 +50,17 @@ struct Trend {
     }
 };
 
-// The later of equal ones; what is not a number goes before everything.
+// The later of equal ones. In selections without branches: which one it is, nobody can predict.
 template <int nSign>
 struct Extreme {
     double f;
     size_t nRow;
-    static Extreme Of(double f, size_t nRow) { return {f, nRow}; }
+    size_t nSpoilt;  // not 0: one is not a number, and then nothing is the highest
+    static Extreme Of(double f, size_t nRow) { return {f, nRow, f != f ? size_t{1} : 0}; }
     friend Extreme Join(const Extreme& a, const Extreme& b) {
-        const bool bOlder = (nSign > 0 ? a.f > b.f : a.f < b.f) || std::isnan(a.f);
-        return bOlder ? a : b;
+        const bool bOlder = nSign > 0 ? a.f > b.f : a.f < b.f;
+        const size_t nMask = size_t{0} - (bOlder ? 1U : 0U);
+        return {bOlder ? a.f : b.f, (a.nRow & nMask) | (b.nRow & ~nMask), a.nSpoilt | b.nSpoilt};
     }
 };
 
@@ -91,13 +96,14 @@ size_t Slope(const ColumnView& in, size_t nWindow, double* pOut) {
 
 template <int nSign>
 size_t Furthest(const ColumnView& in, size_t nWindow, double* pOut) {
-    return SlideOrGrow<Extreme<nSign>>(in, nWindow,
-                                       [=](size_t i, const Extreme<nSign>& e) { pOut[i] = e.f; });
+    return SlideOrGrow<Extreme<nSign>>(in, nWindow, [=](size_t i, const Extreme<nSign>& e) {
+        pOut[i] = e.nSpoilt != 0 ? kNoNumber : e.f;
+    });
 }
 template <int nSign>
 size_t RowsSinceFurthest(const ColumnView& in, size_t nWindow, double* pOut) {
     return SlideOrGrow<Extreme<nSign>>(in, nWindow, [=](size_t i, const Extreme<nSign>& e) {
-        pOut[i] = std::isnan(e.f) ? e.f : static_cast<double>(i - e.nRow);
+        pOut[i] = e.nSpoilt != 0 ? kNoNumber : static_cast<double>(i - e.nRow);
     });
 }
 
@@ -147,7 +153,7 @@ constexpr WindowFunction kWindowFunctions[] = {
     {"HHVBARS", RowsSinceFurthest<1>, 0},
     {"LLVBARS", RowsSinceFurthest<-1>, 0},
     {"STD", StandardDeviation, 2},
-    {"AVEDEV", MeanDeviation, 1, 16},
+    {"AVEDEV", MeanDeviation, 1, 64},
     {"SLOPE", Slope, 2},
     {"EVERY", Every, 1},
     {"EXIST", Exist, 1},

@@ -22,24 +22,28 @@ template <class Sum, class Emit>
 size_t Slide(const ColumnView& in, size_t nWindow, Emit emit) {
     if (nWindow > in.nRows - in.nStart) return in.nRows;
     std::vector<Sum> vecEnds(nWindow);  // [j]: rows j and later of the block before
+    std::vector<Sum> vecNextEnds(nWindow);
     for (size_t nBlock = in.nStart; nBlock < in.nRows; nBlock += nWindow) {
-        const size_t nBlockEnd = std::min(nBlock + nWindow, in.nRows);
+        const size_t nBlockRows = std::min(nWindow, in.nRows - nBlock);
+        const bool bMore = nBlock + nBlockRows < in.nRows;
+        const auto one = [&](size_t j) { return Sum::Of(in.pCells[nBlock + j], nBlock + j); };
         Sum begin{};
-        for (size_t i = nBlock; i < nBlockEnd; ++i) {
-            const Sum one = Sum::Of(in.pCells[i], i);
-            begin = i == nBlock ? one : Join(begin, one);
-            const size_t nHere = i - nBlock + 1;
-            if (nHere == nWindow) {
-                emit(i, begin);
+        Sum end{};
+        // Upwards and downwards in one loop: a processor works on both chains of sums at a time.
+        for (size_t j = 0; j < nBlockRows; ++j) {
+            begin = j == 0 ? one(j) : Join(begin, one(j));
+            if (j + 1 == nWindow) {
+                emit(nBlock + j, begin);
             } else if (nBlock != in.nStart) {
-                emit(i, Join(vecEnds[nHere], begin));
+                emit(nBlock + j, Join(vecEnds[j + 1], begin));
+            }
+            if (bMore) {
+                const size_t nDown = nBlockRows - 1 - j;
+                end = j == 0 ? one(nDown) : Join(one(nDown), end);
+                vecNextEnds[nDown] = end;
             }
         }
-        if (nBlockEnd == in.nRows) break;
-        vecEnds[nWindow - 1] = Sum::Of(in.pCells[nBlockEnd - 1], nBlockEnd - 1);
-        for (size_t j = nWindow - 1; j-- > 1;) {
-            vecEnds[j] = Join(Sum::Of(in.pCells[nBlock + j], nBlock + j), vecEnds[j + 1]);
-        }
+        vecEnds.swap(vecNextEnds);
     }
     return in.nStart + nWindow - 1;
 }
