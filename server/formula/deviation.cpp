@@ -30,9 +30,9 @@ struct Totals {
 class RankTree {
 public:
     void Clear(size_t nRanks) { m_vecNodes.assign(nRanks + 1, Totals{}); }
-    void Add(size_t nRank, int64_t nValue, int nRows) {
+    void Add(size_t nRank, Wide nValue, int nRows) {
         for (size_t i = nRank + 1; i < m_vecNodes.size(); i += i & (~i + 1)) {
-            m_vecNodes[i].nSum += Wide{nValue} * nRows;
+            m_vecNodes[i].nSum += nValue * nRows;
             m_vecNodes[i].nRows += nRows;
         }
     }
@@ -66,9 +66,9 @@ public:
                 nSpoilt += static_cast<size_t>(nRows);
                 return;
             }
-            const int64_t nValue = Scaled(f);
+            const Wide nValue = Scaled(f);
             m_tree.Add(m_vecRanks[i - nBegin], nValue, nRows);
-            window.nSum += Wide{nValue} * nRows;
+            window.nSum += nValue * nRows;
         };
         for (size_t i = nBegin; i < nEnd; ++i) {
             move(i, 1);
@@ -82,19 +82,15 @@ public:
 
 private:
     void SetScale(const double* pBegin, const double* pEnd) {
-        double fLow = std::numeric_limits<double>::infinity();
-        double fHigh = -fLow;
+        double fLargest = 0;
         for (const double* p = pBegin; p != pEnd; ++p) {
-            if (!std::isfinite(*p)) continue;
-            fLow = std::min(fLow, *p);
-            fHigh = std::max(fHigh, *p);
+            if (std::isfinite(*p)) fLargest = std::max(fLargest, std::fabs(*p));
         }
-        m_fZero = fLow <= fHigh ? fLow / 2 + fHigh / 2 : 0;
         int nExponent = 0;
-        std::frexp(fHigh / 2 - fLow / 2, &nExponent);
-        m_fScale = fLow < fHigh ? std::ldexp(1, std::min(60 - nExponent, 1000)) : 1;
+        std::frexp(fLargest, &nExponent);
+        m_fScale = std::ldexp(1, std::min(100 - nExponent, 1000));
     }
-    int64_t Scaled(double f) const { return std::llrint((f - m_fZero) * m_fScale); }
+    Wide Scaled(double f) const { return static_cast<Wide>(f * m_fScale); }
 
     void Rank(const double* pCells, size_t nRows) {
         m_vecOrder.clear();
@@ -111,7 +107,7 @@ private:
     }
 
     double Deviation(double fMean, Wide nAll, size_t nWindow) const {
-        const int64_t nMean = Scaled(fMean);
+        const Wide nMean = Scaled(fMean);
         const auto it = std::upper_bound(m_vecSorted.begin(), m_vecSorted.end(), fMean);
         const Totals below = m_tree.Below(static_cast<size_t>(it - m_vecSorted.begin()));
         const auto nWide = static_cast<int64_t>(nWindow);
@@ -124,7 +120,6 @@ private:
     std::vector<std::pair<double, size_t>> m_vecOrder;
     std::vector<double> m_vecSorted;
     std::vector<size_t> m_vecRanks;
-    double m_fZero = 0;
     double m_fScale = 1;  // a power of two
 };
 
