@@ -68,7 +68,7 @@ void AddImportCommands(CLI::App& app) {
         {"queues", "Order queues", ImportKind::Queues},
         {"snapshots", "Snapshots of futures and options, with up to five levels",
          ImportKind::Snapshots},
-        {"bars", "Bars of one minute or one day", ImportKind::Bars},
+        {"bars", "Bars of one minute, five minutes or one day", ImportKind::Bars},
         {"adjust", "Adjustment factors", ImportKind::Adjust},
     };
     CLI::App* pImport = app.add_subcommand("import", "Import CSV files, plain or gzip");
@@ -119,12 +119,14 @@ void AddImportCommands(CLI::App& app) {
         }
         if (row.kind == ImportKind::Bars) {
             p->options.timeForm = TimeForm::Hhmmss;
-            pKind->add_option("--cycle", p->options.bDaily, "The bars are of a minute or a day")
+            pKind
+                ->add_option("--cycle", p->options.nBarMinutes,
+                             "The bars are of one minute, of five, or of a day: minute, 5m, day")
                 ->transform(CLI::CheckedTransformer(
-                    std::map<std::string, bool>{{"minute", false}, {"day", true}}));
+                    std::map<std::string, int>{{"minute", 1}, {"5m", 5}, {"day", 0}}));
             pKind
                 ->add_option("--label", p->options.bLabelAtEnd,
-                             "A minute is named by its begin or its end")
+                             "A bar is named by the begin or the end of its minutes: begin, end")
                 ->transform(CLI::CheckedTransformer(
                     std::map<std::string, bool>{{"begin", false}, {"end", true}}));
             pKind

@@ -1,5 +1,8 @@
 // bars: one request for the whole range, since longer cycles span many days.
+#include <optional>
+
 #include "app/failure.h"
+#include "commands/chart_page.h"
 #include "commands/command.h"
 #include "commands/completion.h"
 #include "commands/cycle.h"
@@ -25,7 +28,9 @@ void RunBars(Context& context) {
     if (bComplete && !cycle.Intraday()) {
         RefuseUsage("--complete goes with bars of seconds and minutes, such as --cycle 5m");
     }
-    const auto pResults = context.OpenResults(PlainColumnsOf<QRXDefine_KLine>());
+    std::optional<ChartPage> chart;
+    if (args.Has("--chart")) chart.emplace(context);
+    const auto pResults = chart ? nullptr : context.OpenResults(PlainColumnsOf<QRXDefine_KLine>());
     Connection& connection = context.Connect();
     const QRXDefine_Code code = connection.FindCode(args.Get("CODE"));
     FillRequest(request, code, range.nFrom, range.nTo, range.nBegin, range.nEnd);
@@ -40,6 +45,12 @@ void RunBars(Context& context) {
         request.nAutoComplete = 1;
         bars = connection.Get().Bars(request);
         connection.Check(bars.code, strWhat);
+    }
+    if (chart) {
+        return chart->Draw(
+            {std::string(FieldView(code.szVelaCode)) + " " + args.Get("--cycle", "d"),
+             range.Text()},
+            {bars.value.data(), bars.value.size()}, cycle.Intraday());
     }
     pResults->Records(ColumnsOf<QRXDefine_KLine>(), bars.value.data(), bars.value.size(),
                       sizeof(QRXDefine_KLine));

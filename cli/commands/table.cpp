@@ -23,6 +23,11 @@ const OptionRow kAdjust = {"--adjust", "MODE", "prices adjusted for dividends an
 const OptionRow kComplete = {"--complete", nullptr,
                              "lay the records onto the exchange's session grid", nullptr};
 
+const OptionRow kChart = {"--chart", nullptr, "draw candlesticks instead of writing rows", nullptr};
+const OptionRow kChartStyle = {"--chart-style", "STYLE",
+                               "characters of --chart (default: what the terminal can show)",
+                               "auto|unicode|ascii"};
+
 std::vector<OptionRow> RangeAnd(std::vector<OptionRow> vecMore) {
     std::vector<OptionRow> vecRows = {kFrom, kTo, kBegin, kEnd};
     vecRows.insert(vecRows.end(), vecMore.begin(), vecMore.end());
@@ -58,7 +63,9 @@ const std::vector<Command>& Commands() {
                    kAdjust,
                    {"--adjust-date", "DATE", "reference day of --adjust forward", nullptr},
                    {"--adjust-volume", nullptr, "adjust volumes too", nullptr},
-                   kComplete}),
+                   kComplete,
+                   kChart,
+                   kChartStyle}),
          RunBars},
         {"futures",
          "snapshots of a futures contract or an option",
@@ -79,7 +86,10 @@ const std::vector<Command>& Commands() {
          {kName, kCode},
          RangeAnd({kCycle,
                    {"--adjust", "MODE", kAdjust.szHelp, "none|backward"},
-                   {"--param", "TEXT", "parameters, such as N=5;M=20", nullptr}}),
+                   {"--param", "TEXT", "parameters, such as N=5;M=20", nullptr},
+                   kChart,
+                   {"--on", "COLUMN", "draw only this column over the candlesticks", nullptr},
+                   kChartStyle}),
          RunFormulaCalc}};
     return kCommands;
 }

@@ -1,10 +1,10 @@
-// One-minute bars by trading day and daily bars by year. Bars replace those of the same date and
-// time; a day that is imported again keeps what the file does not have only with --append
-// (minutes), a year of daily bars always.
+// Bars of one and of five minutes by trading day, and daily bars by year. Bars replace those of the
+// same date and time; a day that is imported again keeps what the file does not have only with
+// --append (minutes), a year of daily bars always.
 //
-// Minute bars are named by the begin of their minute. A bar in the quarter of an hour before a
-// session is the auction's: it is joined to the session's first bar, or refuses the file.
-#include "import/bar_import.h"
+// Bars of minutes are named by their begin. A bar in the quarter of an hour before a session is the
+// auction's: it is joined to the session's first bar, or refuses the file.
+#include "import/importers.h"
 
 #include <algorithm>
 #include <map>
@@ -65,7 +65,7 @@ public:
         ProgressBar progress(strPath, m_options.bProgress);
         std::vector<std::string> vecNames;
         for (const Field& field : FieldsOf({G::Bar})) vecNames.push_back(field.strColumn);
-        RowReader rows(lines, m_options, vecNames, !m_options.bDaily);
+        RowReader rows(lines, m_options, vecNames, !Daily());
         std::vector<std::pair<Field, int>> vecFields;
         for (const Field& field : FieldsOf({G::Bar})) {
             const int nColumn = rows.GetColumns().Find(field.strColumn);
@@ -104,7 +104,7 @@ private:
             const int64_t nValue = rows.Value(field, nColumn);
             memcpy(reinterpret_cast<char*>(&row.bar) + field.nOffset, &nValue, field.nWidth);
         }
-        if (m_options.bDaily) {
+        if (Daily()) {
             row.nTime = 0;
             row.nDay = row.nDate / 10000 * 10000;
         } else {
@@ -113,10 +113,13 @@ private:
         security.vecRows.push_back(row);
     }
 
-    // Names a minute by its begin, and an auction by the begin of its session.
+    bool Daily() const { return m_options.nBarMinutes == 0; }
+
+    // Names a bar by its begin, and an auction by the begin of its session.
     void Name(const RowReader& rows, BarRow& row, const GridRow* pGrid) const {
         if (m_options.bLabelAtEnd) {
-            int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(row.nTime) - kMinuteMs;
+            int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(row.nTime) -
+                      m_options.nBarMinutes * kMinuteMs;
             if (nMs < 0) {
                 nMs += 24 * 60 * kMinuteMs;
                 row.nDate = PreviousCalendarDay(row.nDate);
@@ -124,6 +127,10 @@ private:
             row.nTime = BusinessConvertor::MiniSeconds2HHMMSSmmm(nMs);
         }
         if (row.nTime % 100000 != 0) rows.Refuse("the time is not a whole minute");
+        if (row.nTime / 100000 % 100 % m_options.nBarMinutes != 0) {
+            rows.Refuse("a bar of " + std::to_string(m_options.nBarMinutes) +
+                        " minutes must begin at a multiple of them (see --cycle and --label)");
+        }
         if (const auto nSession = SessionAfter(pGrid, row.nTime)) {
             if (m_options.bRefuseAuction) rows.Refuse("a bar before its session");
             row.nTime = *nSession;
@@ -132,7 +139,9 @@ private:
 
     void Write(Security& security, ImportResult& result) {
         DateRows(security.vecRows, m_options.nightForm);
-        const DayKind kind = m_options.bDaily ? DayKind::DailyBar : DayKind::MinuteBar;
+        const DayKind kind = Daily()                      ? DayKind::DailyBar
+                             : m_options.nBarMinutes == 5 ? DayKind::FiveMinuteBar
+                                                          : DayKind::MinuteBar;
         const auto& vecRows = security.vecRows;
         for (size_t i = 0; i < vecRows.size();) {
             const DayKey key{security.strMarket, security.strCode, vecRows[i].nDay};
@@ -143,7 +152,7 @@ private:
             }
             const std::string strDay =
                 key.strMarket + "\n" + key.strCode + "\n" + std::to_string(key.nDay);
-            if (m_options.bDaily || m_options.bAppend || !m_setWritten.insert(strDay).second) {
+            if (Daily() || m_options.bAppend || !m_setWritten.insert(strDay).second) {
                 for (const auto& part : ReadRecords<Bar>(m_store, key, kind)) {
                     for (const Bar& bar : part.vecRecords) {
                         mapBars.emplace(std::pair(int{bar.nDate}, int{bar.nTime}), bar);
@@ -162,7 +171,7 @@ private:
         Bar bar = row.bar;
         bar.nDate = row.nDate;
         bar.nTime = row.nTime / 1000;
-        if (m_options.bCumulative && !m_options.bDaily) {
+        if (m_options.bCumulative && !Daily()) {
             bar.iVolume = row.bar.iVolume - before.iVolume;
             bar.iTurnover = row.bar.iTurnover - before.iTurnover;
             before = row.bar;
@@ -180,53 +189,10 @@ private:
     std::set<std::string> m_setWritten;
 };
 
-// Columns: market, code, date, factor. The factors of a security are replaced.
-class AdjustImporter final : public Importer {
-public:
-    AdjustImporter(Store& store, const ImportOptions& options)
-        : m_store(store), m_options(options) {}
-
-    ImportResult ImportFile(const std::string& strPath) override {
-        ImportResult result;
-        LineReader lines(strPath);
-        RowReader rows(lines, m_options, {"factor"}, false);
-        rows.GetColumns().Require("factor");
-        const int nColumn = rows.GetColumns().Find("factor");
-        std::map<std::pair<std::string, std::string>, std::map<int, double>> mapFactors;
-        RowStamp stamp;
-        while (rows.Next()) {
-            rows.ReadStamp(stamp);
-            const auto nFactor = ParseDecimal(rows.GetColumns()[nColumn], 12);
-            if (!nFactor || *nFactor <= 0) {
-                rows.Refuse("bad factor \"" + rows.Text(nColumn) + "\"");
-            }
-            mapFactors[{stamp.strMarket, stamp.strCode}][stamp.nDate] =
-                static_cast<double>(*nFactor) * 1e-12;
-            ++result.nRows;
-        }
-        Store::Batch batch(m_store);
-        for (const auto& [security, factors] : mapFactors) {
-            std::vector<AdjustFactor> vec;
-            for (const auto& [nDate, f] : factors) vec.push_back({nDate, f});
-            m_store.PutAdjustFactors(security.first, security.second, vec);
-            result.nRecords += static_cast<int64_t>(vec.size());
-        }
-        batch.Commit();
-        return result;
-    }
-
-private:
-    Store& m_store;
-    ImportOptions m_options;
-};
-
 }  // namespace
 
 std::unique_ptr<Importer> MakeBarImporter(Store& store, const ImportOptions& options) {
     return std::make_unique<BarImporter>(store, options);
-}
-std::unique_ptr<Importer> MakeAdjustImporter(Store& store, const ImportOptions& options) {
-    return std::make_unique<AdjustImporter>(store, options);
 }
 
 }  // namespace qrx::server

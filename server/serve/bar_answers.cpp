@@ -75,7 +75,7 @@ std::unique_ptr<BarSource> OpenBars(const Request& request, BarRequest bars) {
     if (!code || !IsOpenTo(request.user, bars.strMarket)) return nullptr;
     bars.strCode = code->strCode;
     bars.nMultiple = std::max(bars.nMultiple, 1);
-    if (bars.nEndDay <= 0) bars.nEndDay = 99999999;
+    if (bars.nEndDay <= 0) bars.nEndDay = kNoLastDay;
     const bool bSnapshots =
         (code->nType >= 112 && code->nType <= 125) || (code->nType & 0xF0) == 0x90;
     return std::make_unique<BarSource>(request.store, std::move(bars), bSnapshots);

@@ -26,14 +26,15 @@ struct StoreError : std::runtime_error {
 
 // The numbers are stored: none is ever given a new meaning.
 enum class DayKind : int {
-    Tick = 1,         // ZPMDefine_Tick_Night, written together with TickLevels
-    TickLevels = 2,   // ZPMDefine_Tick_AB_Night
-    Transaction = 3,  // ZPMDefine_Transaction_v2
-    Order = 4,        // ZPMDefine_Order_v2
-    OrderQueue = 5,   // ZPMDefine_OrderQueue
-    Snapshot = 6,     // ZPMDefine_Future_AB_Night
-    MinuteBar = 7,    // ZPMDefine_KData of one minute, times HHMMSS
-    DailyBar = 8,     // ZPMDefine_KData, one year together under the day YYYY0000
+    Tick = 1,           // ZPMDefine_Tick_Night, written together with TickLevels
+    TickLevels = 2,     // ZPMDefine_Tick_AB_Night
+    Transaction = 3,    // ZPMDefine_Transaction_v2
+    Order = 4,          // ZPMDefine_Order_v2
+    OrderQueue = 5,     // ZPMDefine_OrderQueue
+    Snapshot = 6,       // ZPMDefine_Future_AB_Night
+    MinuteBar = 7,      // ZPMDefine_KData of one minute, times HHMMSS
+    DailyBar = 8,       // ZPMDefine_KData, one year together under the day YYYY0000
+    FiveMinuteBar = 9,  // ZPMDefine_KData of five minutes, times HHMMSS
 };
 
 // One security's trading day. A night session belongs to the trading day that follows it.
