@@ -262,9 +262,8 @@ Column* ColumnArgument(lua_State* L, const char* szFunction, int nArgument) {
     return p;
 }
 
-// A whole number from nLeast on; beyond the rows all are alike.
-size_t WindowArgument(lua_State* L, const char* szFunction, int nArgument, size_t nLeast,
-                      size_t nRows) {
+// A whole number from nLeast on.
+size_t WindowArgument(lua_State* L, const char* szFunction, int nArgument, size_t nLeast) {
     int nWhole = 0;
     lua_Integer n = 0;
     if (lua_type(L, nArgument) == LUA_TNUMBER) n = lua_tointegerx(L, nArgument, &nWhole);
@@ -277,7 +276,7 @@ size_t WindowArgument(lua_State* L, const char* szFunction, int nArgument, size_
         luaL_error(L, "%s: value %d must be at least %d", szFunction, nArgument,
                    static_cast<int>(nLeast));
     }
-    return std::min(static_cast<size_t>(n), nRows + 1);
+    return static_cast<size_t>(n);
 }
 
 void CheckCount(lua_State* L, const char* szFunction, int nLeast, int nMost) {
@@ -291,7 +290,7 @@ int CallWindow(lua_State* L) {
     const auto& row = *static_cast<const WindowFunction*>(lua_touserdata(L, lua_upvalueindex(1)));
     CheckCount(L, row.szName, 2, 2);
     Column* pIn = ColumnArgument(L, row.szName, 1);
-    const size_t nWindow = WindowArgument(L, row.szName, 2, row.nLeast, pIn->nRows);
+    const size_t nWindow = WindowArgument(L, row.szName, 2, row.nLeast);
     Column* pOut = NewColumn(L, pIn->nRows, pIn->nRows, row.nCost);
     Guarded(L, [&] { pOut->nStart = row.pfn(pIn->View(), nWindow, pOut->Cells()); });
     return 1;

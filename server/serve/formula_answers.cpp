@@ -50,7 +50,8 @@ void CheckName(const std::string& strName) {
         throw FormulaError("a name has 1 to " + std::to_string(formula::kMaxNameBytes) + " bytes");
     }
     for (const char c : strName) {
-        if (c >= 0 && (c < ' ' || c == 0x7F)) throw FormulaError("a name of printable characters");
+        if (c >= 0 && (c < ' ' || c == 0x7F))
+            throw FormulaError("a name has printable characters only");
     }
 }
 
