@@ -130,6 +130,7 @@ int AssignGlobal(lua_State* L) {
 // The whole run, called protected: (run).
 int RunChunk(lua_State* L) {
     Run& run = *static_cast<Run*>(lua_touserdata(L, 1));
+    PrepareColumns(L);
     PushFunctions(L);
     lua_rawsetp(L, LUA_REGISTRYINDEX, &kFunctions);
     for (const char* pKey : {&kOrder, &kLines}) {

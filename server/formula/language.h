@@ -25,7 +25,10 @@ const InputColumn* FindInput(std::string_view name);
 // Pushes the column. The number of bars is that of all columns of the state.
 void PushInput(lua_State* L, const InputColumn& input, const ZPMDefine_KData* pBars, size_t nBars);
 
-// Makes the columns' metatable and leaves a table of the functions, by name, on the stack.
+// Tells columns what operators do with them. Before the first column is made.
+void PrepareColumns(lua_State* L);
+
+// Pushes a table of the functions, by name.
 void PushFunctions(lua_State* L);
 
 // Pushes the calls of kHelpers (translate.h), in their order.

@@ -1,8 +1,8 @@
 // The room in which one run of a formula takes place: a Lua state of its own with nothing in it, an
 // allocator with a ceiling, and a meter of steps and processor time.
 //
-// The interpreter is C and leaves by longjmp: what it calls (the functions of language.cpp) keeps
-// no objects with destructors alive across calls that can raise an error.
+// The interpreter is C and leaves by longjmp: what it calls keeps no objects with destructors alive
+// across calls that can raise an error.
 #ifndef QRX_SERVER_FORMULA_SANDBOX_H
 #define QRX_SERVER_FORMULA_SANDBOX_H
 

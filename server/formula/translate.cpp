@@ -1,4 +1,4 @@
-// A recursive descent through Lua's grammar that notes what to write before, for and behind tokens.
+// A recursive descent through Lua's grammar that tells the rewriter what the operators become.
 #include "formula/translate.h"
 
 #include <algorithm>
@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "formula/bounds.h"
+#include "formula/rewriter.h"
 #include "formula/tokens.h"
 
 namespace qrx::server::formula {
@@ -28,12 +29,16 @@ bool IsOneOf(std::string_view text, const Symbols& symbols) {
 class Translator {
 public:
     explicit Translator(std::string_view text)
-        : m_text(text), m_vecTokens(ReadTokens(text)), m_vecInstead(m_vecTokens.size()) {}
+        : m_vecTokens(ReadTokens(text)), m_rewriter(text, m_vecTokens) {}
 
     Translation Run() {
         Block();
         if (Now().kind != TokenKind::End) FailHere("unexpected " + Shown());
-        Emit();
+        std::string strTakes = "local ";
+        for (const char* szHelper : kHelpers) {
+            strTakes.append(szHelper == kHelpers[0] ? "" : ",").append(szHelper);
+        }
+        m_result.strLua = strTakes + "=...;" + m_rewriter.Text();
         return std::move(m_result);
     }
 
@@ -81,44 +86,6 @@ private:
     }
     [[noreturn]] void FailHere(const std::string& strWhy) const { FailAt(Now().nLine, strWhy); }
 
-    // -- What to write
-    // Inner calls are noted before outer ones: of those that open at one token the last is the
-    // outermost, of those that close at one the last is, too.
-    void Before(size_t nToken, const char* szText) { m_vecBefore.emplace_back(nToken, szText); }
-    void Behind(size_t nToken, const char* szText) { m_vecBehind.emplace_back(nToken, szText); }
-
-    void Emit() {
-        const auto lessToken = [](const auto& a, const auto& b) { return a.first < b.first; };
-        std::reverse(m_vecBefore.begin(), m_vecBefore.end());
-        std::stable_sort(m_vecBefore.begin(), m_vecBefore.end(), lessToken);
-        std::stable_sort(m_vecBehind.begin(), m_vecBehind.end(), lessToken);
-        std::string& strOut = m_result.strLua;
-        strOut = "local ";
-        for (const char* szHelper : kHelpers) {
-            strOut.append(szHelper == kHelpers[0] ? "" : ",").append(szHelper);
-        }
-        strOut += "=...;";
-        auto itBefore = m_vecBefore.begin();
-        auto itBehind = m_vecBehind.begin();
-        const char* pDone = m_text.data();
-        for (size_t i = 0; i < m_vecTokens.size(); ++i) {
-            const Token& token = m_vecTokens[i];
-            strOut.append(pDone, token.text.data());
-            pDone = token.text.data() + token.text.size();
-            for (; itBefore != m_vecBefore.end() && itBefore->first == i; ++itBefore) {
-                strOut += itBefore->second;
-            }
-            if (m_vecInstead[i] != nullptr) {
-                strOut += m_vecInstead[i];
-            } else {
-                strOut += token.text;
-            }
-            for (; itBehind != m_vecBehind.end() && itBehind->first == i; ++itBehind) {
-                strOut += itBehind->second;
-            }
-        }
-    }
-
     // -- Statements
     bool AtBlockEnd() const {
         constexpr std::string_view kEnds[] = {"else", "elseif", "end", "until"};
@@ -145,8 +112,8 @@ private:
     void Condition() {
         const size_t nBegin = m_nAt;
         Expression();
-        Before(nBegin, "(__test(");
-        Behind(m_nAt - 1, "))");
+        m_rewriter.Before(nBegin, "(__test(");
+        m_rewriter.Behind(m_nAt - 1, "))");
     }
 
     void Statement() {
@@ -255,13 +222,13 @@ private:
         const size_t nBegin = m_nAt;
         part();
         if (!Is(symbol)) return;
-        Before(nBegin, szCall);
+        m_rewriter.Before(nBegin, szCall);
         while (Is(symbol)) {
-            m_vecInstead[m_nAt++] = ",function()return ";
+            m_rewriter.Instead(m_nAt++, ",function()return ");
             part();
-            Behind(m_nAt - 1, " end");
+            m_rewriter.Behind(m_nAt - 1, " end");
         }
-        Behind(m_nAt - 1, "))");
+        m_rewriter.Behind(m_nAt - 1, "))");
     }
     void Compared() {
         const size_t nBegin = m_nAt;
@@ -270,10 +237,10 @@ private:
             const auto* p = std::find_if(std::begin(kComparisons), std::end(kComparisons),
                                          [&](const auto& row) { return row.symbol == Now().text; });
             if (p == std::end(kComparisons)) return;
-            Before(nBegin, p->szCall);
-            m_vecInstead[m_nAt++] = ",";
+            m_rewriter.Before(nBegin, p->szCall);
+            m_rewriter.Instead(m_nAt++, ",");
             Arithmetic();
-            Behind(m_nAt - 1, "))");
+            m_rewriter.Behind(m_nAt - 1, "))");
         }
     }
     // Which of these binds closer is of no matter here: none of them becomes a call.
@@ -287,9 +254,9 @@ private:
     void Unary() {
         const Level level(*this);
         if (Is("not")) {
-            m_vecInstead[m_nAt++] = "(__not(";
+            m_rewriter.Instead(m_nAt++, "(__not(");
             Unary();
-            Behind(m_nAt - 1, "))");
+            m_rewriter.Behind(m_nAt - 1, "))");
         } else if (Accept("-") || Accept("#") || Accept("~")) {
             Unary();
         } else {
@@ -379,11 +346,8 @@ private:
         End("function", nLine);
     }
 
-    std::string_view m_text;
     std::vector<Token> m_vecTokens;
-    std::vector<const char*> m_vecInstead;  // null: the token itself
-    std::vector<std::pair<size_t, const char*>> m_vecBefore;
-    std::vector<std::pair<size_t, const char*>> m_vecBehind;
+    Rewriter m_rewriter;
     size_t m_nAt = 0;
     int m_nDepth = 0;
     Translation m_result;
