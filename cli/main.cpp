@@ -23,6 +23,7 @@ int Run(int argc, char** argv) {
         return EXIT_OK;
     }
     Context context(parsed.arguments);
+    if (!parsed.pCommand->bOwnSettings) context.GetSettings();
     parsed.pCommand->pfnRun(context);
     return EXIT_OK;
 }

@@ -9,6 +9,21 @@
 #include "commands/series.h"
 
 namespace qrx::cli {
+namespace {
+
+// Bars that were reckoned in different ways stand in tables of their own.
+std::string TableName(const Cycle& cycle, const Arguments& args) {
+    std::string strName = BarKind(cycle).strName;
+    if (args.Has("--complete")) strName += "_complete";
+    if (args.Get("--adjust", "none") != "none") strName += "_" + args.Get("--adjust");
+    if (args.Has("--adjust-date")) {
+        strName += "_" + std::to_string(ParseDate(args.Get("--adjust-date"), "--adjust-date"));
+    }
+    if (args.Has("--adjust-volume")) strName += "_volume";
+    return strName;
+}
+
+}  // namespace
 
 void RunBars(Context& context) {
     const Arguments& args = context.Args();
@@ -30,7 +45,9 @@ void RunBars(Context& context) {
     }
     std::optional<ChartPage> chart;
     if (args.Has("--chart")) chart.emplace(context);
-    const auto pResults = chart ? nullptr : context.OpenResults(PlainColumnsOf<QRXDefine_KLine>());
+    const Shape shape = {TableName(cycle, args), PlainColumnsOf<QRXDefine_KLine>(),
+                         cycle.Intraday()};
+    const auto pResults = chart ? nullptr : context.OpenResults(shape);
     Connection& connection = context.Connect();
     const QRXDefine_Code code = connection.FindCode(args.Get("CODE"));
     FillRequest(request, code, range.nFrom, range.nTo, range.nBegin, range.nEnd);

@@ -6,28 +6,35 @@
 namespace qrx::cli {
 namespace {
 
+// The kind with its days laid onto the session grid.
 template <class Record>
-void Run(Context& context, Result<Array<Record>> (Session::*pfnFetch)(const QRXDefine_ReqFuture&)) {
-    const bool bComplete = context.Args().Has("--complete");
-    RunSeries<Record, QRXDefine_ReqFuture>(
-        context, "snapshots", pfnFetch,
-        [&](QRXDefine_ReqFuture& request, const QRXDefine_Code& code) {
-            if (!bComplete) return;
-            CheckCompletable(code, Completed::Snapshots);
-            const auto plain = (context.Connect().Get().*pfnFetch)(request);
-            if (!plain) return;  // the request itself meets the same and reports it
+RecordKind CompletedKind(RecordKind kind,
+                         Result<Array<Record>> (Session::*pfnFetch)(const QRXDefine_ReqFuture&)) {
+    kind.strName += "_complete";
+    kind.fetch = [pfnFetch](Session& session, const QRXDefine_Code& code, const Slice& slice) {
+        auto request = RequestFor<QRXDefine_ReqFuture>(code, slice);
+        CheckCompletable(code, Completed::Snapshots);
+        const auto plain = (session.*pfnFetch)(request);
+        if (plain) {  // else the request itself meets the same and reports it
             CheckCompletable(code, std::span<const Record>(plain.value), request.nBeginDate);
             request.nAutoComplete = 1;
-        });
+        }
+        return ToFetched((session.*pfnFetch)(request));
+    };
+    return kind;
 }
 
 }  // namespace
 
 void RunFutures(Context& context) {
-    if (context.Args().Has("--book")) {
-        Run(context, &Session::FuturesWithBook);
+    const bool bBook = context.Args().Has("--book");
+    const RecordKind& kind = KindOf(bBook ? "futures_book" : "futures");
+    if (!context.Args().Has("--complete")) {
+        RunSeries(context, kind);
+    } else if (bBook) {
+        RunSeries(context, CompletedKind(kind, &Session::FuturesWithBook));
     } else {
-        Run(context, &Session::Futures);
+        RunSeries(context, CompletedKind(kind, &Session::Futures));
     }
 }
 

@@ -46,7 +46,7 @@ const std::vector<Command>& Commands() {
         {"codes",
          "list the securities that you may ask for",
          {{"MARKET", false, "one market, such as SH (default: all)"}},
-         {{"--search", "TEXT", "only codes and names that contain the text", nullptr}},
+         {{"--search", "TEXT", "only what the text is a code or name of, or part of one", nullptr}},
          RunCodes},
         {"ticks",
          "snapshots of a stock or an index",
@@ -90,7 +90,18 @@ const std::vector<Command>& Commands() {
                    kChart,
                    {"--on", "COLUMN", "draw only this column over the candlesticks", nullptr},
                    kChartStyle}),
-         RunFormulaCalc}};
+         RunFormulaCalc},
+        {"export",
+         "write days of many securities to a folder, and go on where that stopped",
+         {{"CODE", false, "securities, such as 600000.SH cu2403.SHF", true}},
+         {kFrom,
+          kTo,
+          {"--kinds", "A,B",
+           "ticks, ticks_book, trades, orders, queues, futures, futures_book, bars_1m, bars_d, ...",
+           nullptr},
+          {"--codes-from", "FILE", "a file with more codes, one a line", nullptr},
+          {"--restart", nullptr, "remove what the folder holds and begin anew", nullptr}},
+         RunExport}};
     return kCommands;
 }
 
@@ -103,11 +114,13 @@ std::span<const OptionRow> OutputOptions() {
     static const OptionRow kRows[] = {
         {"-f,--format", "FORMAT",
          "how to write the rows (default table, or what the name of -o FILE says)",
-         "table|csv|jsonl"},
+         "table|csv|jsonl|sqlite"},
         {"-o,--output", "FILE", "write to a file, which appears when it is complete", nullptr},
         {"--limit", "N", "stop after N rows", nullptr},
         {"--columns", "A,B", "only these columns, in this order", nullptr},
-        {"--raw", nullptr, "integers as the server sends them", nullptr}};
+        {"--raw", nullptr, "integers as the server sends them", nullptr},
+        {"--tz", "ZONE", "dates and times in this zone, such as UTC (default: the exchange's)",
+         nullptr}};
     return kRows;
 }
 

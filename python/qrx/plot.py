@@ -185,7 +185,7 @@ def formula(calc: Calculation, columns: Sequence[str] | None = None, *, axes: An
     for column in calc._select(columns, "int"):
         if column.kind == "Number":
             values = calc.column(column.name) / (calc._options.price_unit if price else 1)
-            values[:np.argmax(values != 0)] = np.nan
+            values[:int(np.argmax(values != 0))] = np.nan
             axes.plot(values, linewidth=1.2, label=column.name)
     axes.legend(loc="best")
     if own:

@@ -5,9 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "formula/bounds.h"
+#include "formula/cursor.h"
 #include "formula/rewriter.h"
-#include "formula/tokens.h"
 
 namespace qrx::server::formula {
 namespace {
@@ -26,10 +25,9 @@ bool IsOneOf(std::string_view text, const Symbols& symbols) {
     return std::find(std::begin(symbols), std::end(symbols), text) != std::end(symbols);
 }
 
-class Translator {
+class Translator : private Cursor {
 public:
-    explicit Translator(std::string_view text)
-        : m_vecTokens(ReadTokens(text)), m_rewriter(text, m_vecTokens) {}
+    explicit Translator(std::string_view text) : Cursor(text), m_rewriter(text, m_vecTokens) {}
 
     Translation Run() {
         Block();
@@ -39,53 +37,11 @@ public:
             strTakes.append(szHelper == kHelpers[0] ? "" : ",").append(szHelper);
         }
         m_result.strLua = strTakes + "=...;" + m_rewriter.Text();
+        m_result.setNames = std::move(m_setNames);
         return std::move(m_result);
     }
 
 private:
-    // Counts what stands within what.
-    class Level {
-    public:
-        explicit Level(Translator& owner) : m_owner(owner) {
-            if (++m_owner.m_nDepth > kMaxDepth) m_owner.FailHere("nested too deeply");
-        }
-        ~Level() { --m_owner.m_nDepth; }
-        Level(const Level&) = delete;
-        Level& operator=(const Level&) = delete;
-
-    private:
-        Translator& m_owner;
-    };
-
-    // -- Tokens
-    const Token& Now() const { return m_vecTokens[m_nAt]; }
-    const Token& Ahead(size_t n) const {
-        return m_vecTokens[std::min(m_nAt + n, m_vecTokens.size() - 1)];
-    }
-    static bool Is(const Token& token, std::string_view symbol) {
-        return token.kind == TokenKind::Symbol && token.text == symbol;
-    }
-    bool Is(std::string_view symbol) const { return Is(Now(), symbol); }
-    bool Accept(std::string_view symbol) {
-        if (!Is(symbol)) return false;
-        ++m_nAt;
-        return true;
-    }
-    void Expect(std::string_view symbol) {
-        if (!Accept(symbol)) FailHere(std::string(symbol) + " expected, not " + Shown());
-    }
-    std::string Name() {
-        if (Now().kind != TokenKind::Name) FailHere("a name expected, not " + Shown());
-        std::string strName(m_vecTokens[m_nAt++].text);
-        m_result.setNames.insert(strName);
-        return strName;
-    }
-    std::string Shown() const {
-        if (Now().kind == TokenKind::End) return "end of text";
-        return Now().kind == TokenKind::Text ? "a text" : std::string(Now().text.substr(0, 32));
-    }
-    [[noreturn]] void FailHere(const std::string& strWhy) const { FailAt(Now().nLine, strWhy); }
-
     // -- Statements
     bool AtBlockEnd() const {
         constexpr std::string_view kEnds[] = {"else", "elseif", "end", "until"};
@@ -346,10 +302,7 @@ private:
         End("function", nLine);
     }
 
-    std::vector<Token> m_vecTokens;
     Rewriter m_rewriter;
-    size_t m_nAt = 0;
-    int m_nDepth = 0;
     Translation m_result;
 };
 
