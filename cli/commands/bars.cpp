@@ -2,6 +2,7 @@
 #include <optional>
 
 #include "app/failure.h"
+#include "commands/adjust.h"
 #include "commands/chart_page.h"
 #include "commands/command.h"
 #include "commands/completion.h"
@@ -15,16 +16,10 @@ void RunBars(Context& context) {
     const DayRange range = ReadDayRange(args);
     const Cycle cycle = ParseCycle(args.Get("--cycle", "d"));
     const bool bComplete = args.Has("--complete");
-    const std::string strAdjust = args.Get("--adjust", "none");
     QRXDefine_ReqKLine request{};
     request.nCycType = cycle.nType;
     request.nCycDef = cycle.nCount;
-    request.nModeFlag = strAdjust == "forward" ? 1 : strAdjust == "backward" ? 2 : 0;
-    if (args.Has("--adjust-date")) {
-        if (strAdjust != "forward") RefuseUsage("--adjust-date goes with --adjust forward");
-        request.nModeDate = ParseDate(args.Get("--adjust-date"), "--adjust-date");
-    }
-    request.nModeSwitch = args.Has("--adjust-volume") ? 1 : 0;
+    FillAdjustment(request, args);
     if (bComplete && !cycle.Intraday()) {
         RefuseUsage("--complete goes with bars of seconds and minutes, such as --cycle 5m");
     }

@@ -32,7 +32,7 @@ void Series::Take(ResultCode code, const void* pRecords, size_t nCount, size_t n
         m_pResults->Records(m_vecColumns, pRecords, nCount, nRecordBytes);
         m_pResults->Out().Flush();
     }
-    m_progress->DayDone(m_pResults->Rows());
+    m_progress->StepDone(m_pResults->Rows());
 }
 
 void Series::Finish() {
