@@ -54,6 +54,7 @@ void RunOrders(Context& context);
 void RunQueues(Context& context);
 void RunBars(Context& context);
 void RunFutures(Context& context);
+void RunDoctor(Context& context);
 void RunExport(Context& context);
 void RunFormulaAdd(Context& context);
 void RunFormulaList(Context& context);

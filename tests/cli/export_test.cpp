@@ -8,37 +8,13 @@
 #include <map>
 
 #include "cli/market.h"
-#include "cli/run_cli.h"
-#include "support/server_process.h"
+#include "cli/served_market.h"
 
 namespace qrx::test {
 namespace {
 
-// Three trading days of one market: 2024-01-04, Friday and Monday.
-class Export : public testing::Test {
+class Export : public ServedMarket {
 protected:
-    static void SetUpTestSuite() {
-        s_pFolder = new ScratchFolder;
-        const std::string strPassword = s_pFolder->Write("password", "secret\n");
-        chmod(strPassword.c_str(), 0600);
-        for (const std::vector<std::string>& vecCommand : std::vector<std::vector<std::string>>{
-                 {"init"},
-                 {"user", "add", "user", "--markets", "SH,SHF", "--password-file", strPassword},
-                 {"simulate", "--days", "3", "--end", "20240108", "--market", "SH,SHF"}}) {
-            std::vector<std::string> vecWords = vecCommand;
-            vecWords.insert(vecWords.end(), {"--db", s_pFolder->Path("db")});
-            ASSERT_EQ(RunServerCommand(vecWords).nExit, 0);
-        }
-    }
-    static void TearDownTestSuite() { delete s_pFolder; }
-
-    void Serve() {
-        m_pServer.reset();
-        m_pServer = std::make_unique<ServerProcess>(*s_pFolder, s_pFolder->Path("db"));
-        m_cli.Set("QRX_SERVER", "127.0.0.1:" + std::to_string(m_pServer->Port()));
-    }
-    void SetUp() override { Serve(); }
-
     // Every file of a folder; of the manifest without its first line, which names the server.
     std::map<std::string, std::string> Files(const std::string& strFolder) const {
         std::map<std::string, std::string> files;
@@ -57,10 +33,6 @@ protected:
         EXPECT_EQ(m_cli.Run("export " + strArguments), nExit) << strArguments << m_cli.Err();
         return nExit == 0 || nExit == 3 ? m_cli.Out() : m_cli.Err();
     }
-
-    static inline ScratchFolder* s_pFolder = nullptr;
-    std::unique_ptr<ServerProcess> m_pServer;
-    Cli m_cli{1};
 };
 
 const std::string kAll =
