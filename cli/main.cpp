@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "app/context.h"
 #include "app/failure.h"
@@ -22,6 +23,7 @@ int Run(int argc, char** argv) {
         return EXIT_OK;
     }
     Context context(parsed.arguments);
+    if (!parsed.pCommand->bOwnSettings) context.GetSettings();
     parsed.pCommand->pfnRun(context);
     return EXIT_OK;
 }
@@ -35,7 +37,9 @@ int main(int argc, char** argv) {
     } catch (const ReaderGone&) {
         return EXIT_OK;
     } catch (const Failure& failure) {
-        if (!failure.Sentence().empty()) fprintf(stderr, "qrx: %s.\n", failure.Sentence().c_str());
+        const std::string& strSentence = failure.Sentence();
+        const char* szEnd = strSentence.ends_with('?') ? "" : ".";
+        if (!strSentence.empty()) fprintf(stderr, "qrx: %s%s\n", strSentence.c_str(), szEnd);
         return failure.Code();
     } catch (const std::bad_alloc&) {
         fprintf(stderr, "qrx: there is not enough memory.\n");

@@ -1,5 +1,5 @@
-// What a running command works with: its arguments, and the settings and the session, which are
-// read and opened when they are first needed.
+// What a running command works with: its arguments, the settings read for it, and the session,
+// which is opened when it is first needed.
 #ifndef QRX_CLI_APP_CONTEXT_H
 #define QRX_CLI_APP_CONTEXT_H
 
@@ -20,6 +20,7 @@ public:
     explicit Context(const Arguments& arguments) : m_arguments(arguments) {}
 
     const Arguments& Args() const { return m_arguments; }
+    // Read when they are first asked for.
     const Settings& GetSettings() const {
         if (!m_settings) m_settings = ReadSettings(m_arguments);
         return *m_settings;
@@ -28,9 +29,11 @@ public:
         if (!m_pConnection) m_pConnection = std::make_unique<Connection>(GetSettings());
         return *m_pConnection;
     }
-    std::unique_ptr<Results> OpenResults(std::vector<Column> vecColumns) const {
-        return std::make_unique<Results>(m_arguments, GetSettings().nPriceDigits,
-                                         std::move(vecColumns));
+    OutputChoice Output() const {
+        return ReadOutputChoice(m_arguments, GetSettings().nPriceDigits);
+    }
+    std::unique_ptr<Results> OpenResults(Shape shape) const {
+        return std::make_unique<Results>(Output(), std::move(shape));
     }
 
 private:

@@ -18,6 +18,7 @@ struct Binding {
     const char* szKey;
     CLI::Option* pOption = nullptr;
     std::string strValue{};
+    std::vector<std::string> vecValues{};  // of a positional with several words
     bool bFlag = false;
 };
 using Bindings = std::deque<Binding>;  // CLI11 keeps addresses of the elements
@@ -54,7 +55,8 @@ void AddOption(CLI::App& app, const OptionRow& row, const char* szGroup, Binding
 void AddCommand(CLI::App& app, const Command& command, Bindings& bindings) {
     for (const PositionalRow& row : command.vecPositionals) {
         Binding& binding = bindings.emplace_back(Binding{row.szName});
-        binding.pOption = app.add_option(row.szName, binding.strValue, row.szHelp);
+        binding.pOption = row.bMany ? app.add_option(row.szName, binding.vecValues, row.szHelp)
+                                    : app.add_option(row.szName, binding.strValue, row.szHelp);
         binding.pOption->type_name("");
     }
     for (const OptionRow& row : command.vecOptions) AddOption(app, row, "Options", bindings);
@@ -131,7 +133,12 @@ Parsed Parse(int argc, char** argv) {
     }
     const auto collect = [&](const Bindings& bindings) {
         for (const Binding& binding : bindings) {
-            if (binding.pOption->count() > 0) parsed.arguments.Set(binding.szKey, binding.strValue);
+            if (binding.pOption->count() == 0) continue;
+            std::string strValue = binding.strValue;
+            for (const std::string& strWord : binding.vecValues) {
+                strValue += (strValue.empty() ? "" : ",") + strWord;
+            }
+            parsed.arguments.Set(binding.szKey, strValue);
         }
     };
     collect(shared);

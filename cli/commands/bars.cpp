@@ -10,7 +10,6 @@
 #include "commands/series.h"
 
 namespace qrx::cli {
-
 void RunBars(Context& context) {
     const Arguments& args = context.Args();
     const DayRange range = ReadDayRange(args);
@@ -25,7 +24,9 @@ void RunBars(Context& context) {
     }
     std::optional<ChartPage> chart;
     if (args.Has("--chart")) chart.emplace(context);
-    const auto pResults = chart ? nullptr : context.OpenResults(PlainColumnsOf<QRXDefine_KLine>());
+    const Shape shape = {BarKind(cycle, args).strName, PlainColumnsOf<QRXDefine_KLine>(),
+                         cycle.Intraday()};
+    const auto pResults = chart ? nullptr : context.OpenResults(shape);
     Connection& connection = context.Connect();
     const QRXDefine_Code code = connection.FindCode(args.Get("CODE"));
     FillRequest(request, code, range.nFrom, range.nTo, range.nBegin, range.nEnd);

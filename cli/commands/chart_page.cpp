@@ -8,7 +8,7 @@ namespace qrx::cli {
 
 ChartPage::ChartPage(const Context& context)
     : m_context(context), m_sink(context.Args().Get("--output")) {
-    for (const char* szOption : {"--format", "--columns", "--limit", "--raw"}) {
+    for (const char* szOption : {"--format", "--columns", "--limit", "--raw", "--tz"}) {
         if (context.Args().Has(szOption)) {
             RefuseUsage(std::string(szOption) + " is about rows; it does not go with --chart");
         }

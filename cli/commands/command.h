@@ -24,6 +24,7 @@ struct PositionalRow {
     const char* szName;  // "CODE", its name in Arguments
     bool bRequired;
     const char* szHelp;
+    bool bMany = false;  // several words, which Arguments holds with commas between
 };
 
 struct Command {
@@ -32,6 +33,7 @@ struct Command {
     std::vector<PositionalRow> vecPositionals;
     std::vector<OptionRow> vecOptions;
     void (*pfnRun)(Context&);
+    bool bOwnSettings = false;  // wrong settings are the command's to report
 };
 
 struct GroupRow {

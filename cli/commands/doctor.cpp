@@ -290,8 +290,7 @@ bool Doctor::Speed(const QRXDefine_Code& code) {
         if (!bars) return false;
         nDate = bars.value[bars.value.size() - 1].nDate;
     }
-    const std::string strKind = KindOfType(code.nType & 0xFF);
-    if (strKind == "future" || strKind == "option") {
+    if (IsContract(code)) {
         return Measure(code, nDate, "snapshots", &Session::FuturesWithBook);
     }
     return Measure(code, nDate, "ticks", &Session::TicksWithBook);

@@ -120,7 +120,11 @@ void RunFormulaCalc(Context& context) {
     }
     std::vector<Cell> vecCells(vecColumns.size());
     vecCells[0].text = strCode;
-    const auto pResults = context.OpenResults(std::move(vecColumns));
+    std::string strTable = "calc_" + args.Get("NAME") + "_" + cycle.Text();
+    if (request.nCQFlag != 0) strTable += "_" + args.Get("--adjust");
+    if (args.Has("--param")) strTable += "_" + args.Get("--param");
+    const auto pResults =
+        context.OpenResults({std::move(strTable), std::move(vecColumns), cycle.Intraday()});
     for (int nRow = 0; nRow < calculation.Rows(); ++nRow) {
         for (int i = 0; i < calculation.Columns(); ++i) {
             const int32_t* pColumn = calculation.Column(i);

@@ -2,202 +2,160 @@
 #include "export/manifest.h"
 
 #include <fcntl.h>
-#include <qrx/version.h>
-#include <sys/stat.h>
+#include <sys/file.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "app/failure.h"
-#include "app/interrupt.h"
-#include "text/dates.h"
+#include "output/file_beside.h"
 
 namespace qrx::cli {
 namespace {
 
+namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
+
+constexpr const char* kStates[] = {"complete", "empty", "open"};
 constexpr int kVersion = 1;
-constexpr const char* kName = "/manifest.json";
 
-// A code's bytes come from the server and need not be UTF-8.
-std::string Line(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+bool IsPlain(char ch) {
+    return (ch >= '0' && ch <= '9') || (ch >= 'A' && ch <= 'Z') || (ch >= 'a' && ch <= 'z') ||
+           ch == '-' || ch == '_' || ch == '.';
 }
 
-bool LeadsOut(const std::filesystem::path& path) {
-    if (path.is_absolute()) return true;
-    for (const auto& part : path) {
-        if (part == "..") return true;
+// A name that a manifest may bring: plain steps that stay below the folder.
+bool IsSafe(const std::string& strName) {
+    for (size_t i = 0; i < strName.size(); ++i) {
+        const bool bBegin = i == 0 || strName[i - 1] == '/';
+        if (bBegin && (strName[i] == '.' || strName[i] == '/')) return false;
+        if (!IsPlain(strName[i]) && strName[i] != '/' && strName[i] != '%') return false;
     }
-    return false;
-}
-
-ManifestFile ReadFile(const Json& line) {
-    ManifestFile file;
-    line.at("code").get_to(file.strCode);
-    line.at("kind").get_to(file.strKind);
-    line.at("rows").get_to(file.nRows);
-    line.at("bytes").get_to(file.nBytes);
-    line.at("complete").get_to(file.bComplete);
-    file.nFrom = ParseDate(line.at("from"), "from");
-    file.nTo = ParseDate(line.at("to"), "to");
-    return file;
-}
-
-// Unlike a Sink it also writes once an interrupt was requested: that is when it matters.
-void Replace(const std::string& strPath, const std::string& strText) {
-    const auto fail = [&] {
-        const std::string strReason = strerror(errno);
-        throw Failure(EXIT_OUTPUT, "cannot write " + strPath + ": " + strReason);
-    };
-    const std::string strPart = strPath + ".part";
-    const int fd = open(strPart.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0) fail();
-    interrupt::SetUnfinishedFile(strPart);
-    bool bWhole = true;
-    for (size_t nDone = 0; bWhole && nDone < strText.size();) {
-        const ssize_t n = write(fd, strText.data() + nDone, strText.size() - nDone);
-        bWhole = n > 0 || (n < 0 && errno == EINTR);
-        if (n > 0) nDone += static_cast<size_t>(n);
-    }
-    bWhole = close(fd) == 0 && bWhole && rename(strPart.c_str(), strPath.c_str()) == 0;
-    const int nError = errno;
-    if (!bWhole) unlink(strPart.c_str());
-    interrupt::SetUnfinishedFile("");
-    errno = nError;
-    if (!bWhole) fail();
+    return !strName.empty();
 }
 
 }  // namespace
 
-std::string ExportPath(const std::string& strKind, const std::string& strCode, int nDay,
-                       const std::string& strFormat) {
-    std::string strPath = strKind;
-    for (char& ch : strPath) ch = ch == ':' ? '-' : ch;
-    strPath += '/';
-    for (const char ch : strCode) {
-        const bool bPlain = (ch >= '0' && ch <= '9') || (ch >= 'a' && ch <= 'z') ||
-                            (ch >= 'A' && ch <= 'Z') || ch == '-' || ch == '_' ||
-                            (ch == '.' && strPath.back() != '/');
-        char szHex[4];
-        snprintf(szHex, sizeof szHex, "%%%02X", static_cast<unsigned char>(ch));
-        strPath += bPlain ? std::string(1, ch) : szHex;
+std::string PathStep(const std::string& strText) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string strOut;
+    for (const char ch : strText) {
+        if (IsPlain(ch) && (ch != '.' || !strOut.empty())) {
+            strOut += ch;
+        } else {
+            const auto nByte = static_cast<unsigned char>(ch);
+            strOut += {'%', kHex[nByte >> 4], kHex[nByte & 15]};
+        }
     }
-    if (nDay != 0) strPath += "/" + DateText(nDay);
-    return strPath + "." + strFormat;
+    return strOut;
 }
 
-Manifest::Manifest(std::string strFolder, Request request, std::string strServer)
-    : m_strFolder(std::move(strFolder)),
-      m_request(std::move(request)),
-      m_strServer(std::move(strServer)) {}
-
-void Manifest::RefuseDamaged(const std::string& strWhy) const {
-    RefuseUsage(m_strFolder + kName + " is no manifest of an export (" + strWhy +
-                "); move it away, or begin anew with --restart");
+Manifest::Manifest(const std::string& strFolder, const ExportRequest& request, bool bRestart)
+    : m_strFolder(strFolder), m_request(request) {
+    std::error_code error;
+    fs::create_directories(strFolder, error);
+    if (error) throw Failure(EXIT_OUTPUT, "cannot create " + strFolder + ": " + error.message());
+    Lock();
+    std::ifstream file(Path(), std::ios::binary);
+    if (file) {
+        std::ostringstream text;
+        text << file.rdbuf();
+        Read(text.str(), bRestart);
+    } else if (!fs::is_empty(strFolder, error)) {
+        throw Failure(EXIT_OUTPUT, strFolder + " holds other things than an export; name a new " +
+                                       "or an empty folder");
+    }
+    Save();
 }
 
-void Manifest::CompareRequest(const Request& former) const {
-    Request all = m_request;
-    all.insert(former.begin(), former.end());
-    const auto value = [](const Request& request, const std::string& strName) {
-        const auto it = request.find(strName);
-        return it != request.end() ? it->second : std::string();
-    };
-    for (const auto& [strName, strUnused] : all) {
-        const std::string strThen = value(former, strName);
-        const std::string strNow = value(m_request, strName);
-        if (strThen == strNow) continue;
-        const auto said = [&](const std::string& strValue) {
-            return strValue.empty() ? "without " + strName : "with " + strName + " " + strValue;
-        };
-        RefuseUsage(m_strFolder + " holds an export " + said(strThen) + ", and this one is " +
-                    said(strNow) +
-                    "; ask for the same, take another folder, or begin anew with --restart");
-    }
+Manifest::~Manifest() {
+    if (m_fd >= 0) close(m_fd);
 }
 
-void Manifest::Read(bool bAnew) {
-    const std::string strPath = m_strFolder + kName;
-    std::ifstream file(strPath, std::ios::binary);
-    if (!file) {
-        if (errno == ENOENT || errno == ENOTDIR) return;
-        throw Failure(EXIT_OUTPUT, "cannot read " + strPath + ": " + strerror(errno));
-    }
-    Request former;
+void Manifest::Lock() {
+    m_fd = open(m_strFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (m_fd < 0) FailOutput("cannot open", m_strFolder);
+    if (flock(m_fd, LOCK_EX | LOCK_NB) == 0) return;
+    close(std::exchange(m_fd, -1));
+    throw Failure(EXIT_OUTPUT, "another export is writing to " + m_strFolder);
+}
+
+void Manifest::Read(const std::string& strText, bool bRestart) {
+    std::map<std::string, std::string> former;
     try {
-        const Json json = Json::parse(file);
-        if (json.at("version") != kVersion) {
-            throw std::runtime_error("version " + json.at("version").dump());
+        const Json json = Json::parse(strText);
+        if (json.at("qrx_export").get<int>() != kVersion) throw std::runtime_error("its version");
+        former = json.at("request").get<std::map<std::string, std::string>>();
+        for (const auto& [strName, entry] : json.at("parts").items()) {
+            const auto strState = entry.at("state").get<std::string>();
+            const auto state = std::find(std::begin(kStates), std::end(kStates), strState);
+            if (!IsSafe(strName) || state == std::end(kStates)) throw std::runtime_error(strName);
+            m_parts[strName] = {static_cast<Part::State>(state - std::begin(kStates)),
+                                entry.at("rows").get<int64_t>(), entry.at("bytes").get<int64_t>(),
+                                entry.at("from").get<int>(), entry.at("to").get<int>()};
         }
-        json.at("request").get_to(former);
-        for (const Json& line : json.at("files")) {
-            const std::string strEntry = line.at("file");
-            if (LeadsOut(strEntry)) throw std::runtime_error("it names " + strEntry);
-            m_files[strEntry] = ReadFile(line);
-        }
-    } catch (const std::exception& error) {
-        if (!bAnew) RefuseDamaged(error.what());
-    } catch (const Failure& failure) {
-        if (!bAnew) RefuseDamaged(failure.Sentence());
+    } catch (const std::exception&) {
+        m_parts.clear();
+        if (bRestart) return;
+        throw Failure(EXIT_OUTPUT, Path() + " is no manifest that this qrx can read; start anew " +
+                                       "with --restart or in another folder");
     }
-    if (!bAnew) CompareRequest(former);
-    if (!bAnew) return;
-    for (const auto& [strEntry, entry] : m_files) m_vecFormer.push_back(strEntry);
-    m_files.clear();
+    if (bRestart) {
+        Remove(former["--format"]);
+        m_parts.clear();
+        return;
+    }
+    for (const auto& [strOption, strValue] : m_request) {
+        if (former[strOption] == strValue) continue;
+        const auto shown = [](const std::string& strAny) {
+            return strAny.empty() ? std::string("none") : strAny;
+        };
+        RefuseUsage(m_strFolder + " was begun with " + strOption + " " + shown(former[strOption]) +
+                    ", not " + shown(strValue) +
+                    "; go on as it was begun, start anew with --restart, or name another folder");
+    }
 }
 
-void Manifest::RemoveFormer() {
-    for (const std::string& strEntry : m_vecFormer) {
-        std::error_code ignored;  // what cannot be removed is in the way of nothing
-        std::filesystem::path path = Absolute(strEntry);
-        std::filesystem::remove(path, ignored);
-        while ((path = path.parent_path()) != m_strFolder && !path.empty()) {
-            if (!std::filesystem::remove(path, ignored)) break;  // not empty
+void Manifest::Remove(const std::string& strFormat) const {
+    std::error_code error;
+    fs::remove(DatabasePath(), error);
+    for (const auto& [strName, part] : m_parts) {
+        fs::path path = m_strFolder + "/" + strName + "." + PathStep(strFormat);
+        fs::remove(path, error);
+        while ((path = path.parent_path()) != m_strFolder) {
+            if (!fs::remove(path, error)) break;  // not empty
         }
     }
-    m_vecFormer.clear();
+}
+
+const Part* Manifest::Find(const std::string& strName) const {
+    const auto it = m_parts.find(strName);
+    return it != m_parts.end() ? &it->second : nullptr;
+}
+
+std::string Manifest::PartPath(const std::string& strName) const {
+    return m_strFolder + "/" + strName + "." + m_request.front().second;
 }
 
 void Manifest::Save() const {
-    Json head;
-    head["version"] = kVersion;
-    head["program"] = std::string("qrx ") + QRX_VERSION_STRING;
-    head["server"] = m_strServer;
-    head["request"] = m_request;
-    std::string strText = Line(head);
-    strText.back() = ',';
-    strText += "\n\"files\":[";
-    const char* szBetween = "\n";
-    for (const auto& [strPath, file] : m_files) {
-        strText += szBetween;
-        szBetween = ",\n";
-        Json line;
-        line["file"] = strPath;
-        line["code"] = file.strCode;
-        line["kind"] = file.strKind;
-        line["from"] = DateText(file.nFrom);
-        line["to"] = DateText(file.nTo);
-        line["rows"] = file.nRows;
-        line["bytes"] = file.nBytes;
-        line["complete"] = file.bComplete;
-        strText += Line(line);
+    Json json;
+    json["qrx_export"] = kVersion;
+    for (const auto& [strOption, strValue] : m_request) json["request"][strOption] = strValue;
+    json["parts"] = Json::object();
+    for (const auto& [strName, part] : m_parts) {
+        json["parts"][strName] = {{"state", kStates[part.state]},
+                                  {"rows", part.nRows},
+                                  {"bytes", part.nBytes},
+                                  {"from", part.nFrom},
+                                  {"to", part.nTo}};
     }
-    Replace(m_strFolder + kName, strText + "\n]}\n");
-}
-
-const ManifestFile* Manifest::Find(const std::string& strPath) const {
-    const auto it = m_files.find(strPath);
-    if (it == m_files.end()) return nullptr;
-    struct stat status;
-    const bool bThere = stat(Absolute(strPath).c_str(), &status) == 0;
-    if (it->second.nRows == 0) return &it->second;
-    return bThere && status.st_size == it->second.nBytes ? &it->second : nullptr;
+    FileBeside file(Path());
+    file.Write(json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
+    file.Place();
 }
 
 }  // namespace qrx::cli

@@ -1,61 +1,68 @@
-// manifest.json of an export's folder: what the files there answer to, and one line a file that is
-// there, or that the server had no rows for. It is written beside and renamed, so that a reader
-// finds a whole one at any time. Paths in it are relative and follow from kind, code and day.
+// manifest.json of an export: how the folder's files are written, and which parts it holds. A part
+// is one kind of record of one security on one trading day (of bars longer than minutes: over the
+// days asked for), named KIND/CODE/DAY or KIND/CODE.
+//
+// The manifest is written beside its place and put there whole; what it calls complete had been
+// written before it.
 #ifndef QRX_CLI_EXPORT_MANIFEST_H
 #define QRX_CLI_EXPORT_MANIFEST_H
 
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace qrx::cli {
 
-struct ManifestFile {
-    std::string strCode;
-    std::string strKind;
-    int nFrom = 0;
+struct Part {
+    // Complete: will not be asked again. Empty: the server had no data, not asked again either.
+    // Open: the day was not over, asked again the next time.
+    enum State { Complete, Empty, Open };
+    State state = Complete;
+    int64_t nRows = 0;
+    int64_t nBytes = 0;  // of its file; 0 in a database
+    int nFrom = 0;       // trading days
     int nTo = 0;
-    int64_t nRows = 0;  // 0: the server has none, and there is no file
-    int64_t nBytes = 0;
-    bool bComplete = false;  // false: more may come, fetch it again
 };
+
+// What must not change while parts are added: option and value.
+using ExportRequest = std::vector<std::pair<std::string, std::string>>;
 
 class Manifest {
 public:
-    // By name, what all files of the folder have in common; "" for an option that was not given.
-    using Request = std::map<std::string, std::string>;
+    // Makes the folder, keeps other exports out of it, and reads what is there. Throws Failure when
+    // another export works there, when the folder is not one of an export, or when it was begun
+    // with another request; bRestart removes the files of the former export instead.
+    Manifest(const std::string& strFolder, const ExportRequest& request, bool bRestart);
+    ~Manifest();
+    Manifest(const Manifest&) = delete;
+    Manifest& operator=(const Manifest&) = delete;
 
-    Manifest(std::string strFolder, Request request, std::string strServer);
-
-    // Throws Failure(EXIT_USAGE) when the folder holds another request's files, unless bAnew: then
-    // what stands there is kept in mind for RemoveFormer.
-    void Read(bool bAnew);
-    // Removes the files of the manifest that was read, and forgets them.
-    void RemoveFormer();
-    // Throws Failure(EXIT_OUTPUT).
+    const Part* Find(const std::string& strName) const;
+    void Set(const std::string& strName, const Part& part) { m_parts[strName] = part; }
+    void Forget() { m_parts.clear(); }
     void Save() const;
 
-    // A file that is in the manifest, and in the folder with the bytes that it should have.
-    const ManifestFile* Find(const std::string& strPath) const;
-    void Put(const std::string& strPath, const ManifestFile& file) { m_files[strPath] = file; }
-    std::string Absolute(const std::string& strPath) const { return m_strFolder + "/" + strPath; }
+    // Where the part stands when it has a file of its own.
+    std::string PartPath(const std::string& strName) const;
+    // The database of an export to sqlite.
+    std::string DatabasePath() const { return m_strFolder + "/data.sqlite"; }
 
 private:
-    [[noreturn]] void RefuseDamaged(const std::string& strWhy) const;
-    void CompareRequest(const Request& former) const;
+    std::string Path() const { return m_strFolder + "/manifest.json"; }
+    void Lock();
+    void Read(const std::string& strText, bool bRestart);
+    void Remove(const std::string& strFormat) const;
 
-    std::string m_strFolder;
-    Request m_request;
-    std::string m_strServer;
-    std::map<std::string, ManifestFile> m_files;  // by path
-    std::vector<std::string> m_vecFormer;
+    const std::string m_strFolder;
+    const ExportRequest m_request;
+    std::map<std::string, Part> m_parts;
+    int m_fd = -1;  // the folder, locked
 };
 
-// "ticks-book/600000.SH/2024-01-05.csv", for day 0 "bars-d/600000.SH.csv". Characters of a code
-// that could lead out of the folder are written as %2F.
-std::string ExportPath(const std::string& strKind, const std::string& strCode, int nDay,
-                       const std::string& strFormat);
+// A text as one step of a path: what could lead elsewhere is written as %XX.
+std::string PathStep(const std::string& strText);
 
 }  // namespace qrx::cli
 

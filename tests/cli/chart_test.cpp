@@ -114,8 +114,9 @@ from 2024-01-04 to 2024-01-15
    │
  0 ┤      ◦
    │    ◦
-   └┬──────────────
-    2024-01
+   └────┬─────────┬
+        01-08     01-15
+    2024
 )");
     ASSERT_EQ(m_cli.Run(strCalc + " --on A"), 0) << m_cli.Err();
     EXPECT_EQ(m_cli.Out().find("◦"), std::string::npos);
