@@ -159,7 +159,7 @@ void Doctor::Reach() {
         throw Cross{"network", EXIT_NETWORK, strText,
                     "nothing listens there: is it started, and is this the right port?"};
     }
-    throw Cross{"network", EXIT_NETWORK, strText,
+    throw Cross{"network", nError == ETIMEDOUT ? EXIT_TIME_OUT : EXIT_NETWORK, strText,
                 "is there a way from here, or a firewall between? a proxy is named with --proxy"};
 }
 
@@ -168,8 +168,10 @@ void Doctor::LogIn() {
     const auto passed = [&] {
         if (bProxy) m_report.Good("proxy", "passes the connection on to " + Said().server.Text());
     };
-    const auto begin = SteadyClock::now();
+    auto begin = SteadyClock::now();
     try {
+        if (!Said().password) m_context.UsePassword(AskPassword(Said().strUser));
+        begin = SteadyClock::now();  // a question takes as long as it takes
         Connected();
     } catch (const Failure& failure) {
         const char* szStep = "login";
