@@ -102,13 +102,15 @@ void AddSimulateCommand(CLI::App& app) {
     const auto p = std::make_shared<SimulateArguments>();
     CLI::App* pCommand = app.add_subcommand(
         "simulate", "Fill a store with simulated markets; the same seed gives the same bytes");
-    pCommand->add_option("--db", p->strDb, "Store file")->required();
-    pCommand->add_option("--seed", p->options.iSeed, "Seed (1)");
+    pCommand->add_option("--db", p->strDb, "The store's file")->required()->type_name("FILE");
+    pCommand->add_option("--seed", p->options.iSeed, "Seed (1)")->type_name("N");
     pCommand->add_option("--days", p->options.nDays, "Trading days (1)")
-        ->check(CLI::Range(1, 1000));
-    pCommand->add_option("--end", p->options.nEndDate, "Last day, YYYYMMDD (today)");
+        ->check(CLI::Range(1, 1000).description(""))
+        ->type_name("N");
+    pCommand->add_option("--end", p->options.nEndDate, "Last day (today)")->type_name("YYYYMMDD");
     pCommand->add_option("--market", p->options.vecMarkets, "Markets, such as SH,SZ,SHF (all)")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->type_name("A,B");
     pCommand->callback([p] { Simulate(*p); });
 }
 

@@ -20,6 +20,9 @@ const OptionRow kCycle = {"--cycle", "CYCLE",
                           "30s, 1m, 5m, d, w, month, quarter, half or y (default d)", nullptr};
 const OptionRow kAdjust = {"--adjust", "MODE", "prices adjusted for dividends and splits",
                            "none|forward|backward"};
+const OptionRow kAdjustDate = {"--adjust-date", "DATE", "reference day of --adjust forward",
+                               nullptr};
+const OptionRow kAdjustVolume = {"--adjust-volume", nullptr, "adjust volumes too", nullptr};
 const OptionRow kComplete = {"--complete", nullptr,
                              "lay the records onto the exchange's session grid", nullptr};
 
@@ -91,13 +94,7 @@ const std::vector<Command>& Commands() {
         {"bars",
          "bars of seconds, minutes, days and longer",
          {kCode},
-         RangeAnd({kCycle,
-                   kAdjust,
-                   {"--adjust-date", "DATE", "reference day of --adjust forward", nullptr},
-                   {"--adjust-volume", nullptr, "adjust volumes too", nullptr},
-                   kComplete,
-                   kChart,
-                   kChartStyle}),
+         RangeAnd({kCycle, kAdjust, kAdjustDate, kAdjustVolume, kComplete, kChart, kChartStyle}),
          RunBars,
          kGrid,
          "qrx bars 600000.SH --cycle 5m --from 20240102 --to 20240105\n"
@@ -153,30 +150,36 @@ const std::vector<Command>& Commands() {
          "qrx formula calc macd 600000.SH --from 20240102 --to 20240105 --cycle 5m"},
         {"export",
          "write days of many securities to a folder, and go on where that stopped",
-         {{"CODE", false, "securities, such as 600000.SH cu2403.SHF", true}},
+         {{"CODE", false, "securities, or markets for all of theirs, such as SH cu2403.SHF", true}},
          {kFrom,
           kTo,
           {"--kinds", "A,B",
            "ticks, ticks_book, trades, orders, queues, futures, futures_book, bars_1m, bars_d, ...",
            nullptr},
           {"--codes-from", "FILE", "a file with more codes, one a line", nullptr},
+          kAdjust,
+          kAdjustDate,
+          kAdjustVolume,
+          kComplete,
           {"--restart", nullptr, "remove what the folder holds and begin anew", nullptr}},
          RunExport,
          "The folder (-o) gets a file a security, kind and trading day (a file a security of bars "
          "of days and longer), as csv or jsonl, or one database data.sqlite with -f sqlite. Its "
          "manifest.json says what is complete. The same command, also with other securities, kinds "
          "or days, fetches what is missing; interrupted, it goes on where it stopped. Days without "
-         "data are remembered as such. A day that is not over at the exchange is written and asked "
-         "for again the next time. What --format, --columns, --raw, --tz and --price-unit say must "
+         "data are remembered as such once they are a week old. A day that is not over at the "
+         "exchange is written and asked for again the next time. Kinds that a security does not "
+         "have are passed over. Adjusted and completed bars stand in folders of their own, such "
+         "as bars_5m_complete. What --format, --columns, --raw, --tz and --price-unit say must "
          "stay the same; --restart removes what was exported and begins anew.",
-         "qrx export 600000.SH 600519.SH --kinds ticks,bars_1m --from 20240102 --to 20240131 "
+         "qrx export SH SZ --kinds ticks,bars_1m --from 20240102 --to 20240131 "
          "-o market\n"
          "qrx export --codes-from codes.txt --kinds bars_d --from 20200101 --to today -f sqlite "
          "-o daily"},
         {"doctor",
          "say whether the server can be reached, and how fast it is",
-         {},
-         {},
+         {{"CODE", false, "security to fetch for the speed (default: one with data)"}},
+         {{"--date", "DATE", "trading day to fetch (default: the latest with data)", nullptr}},
          RunDoctor,
          "Goes from the settings over the network, the proxy, the password and the markets to a "
          "measured request: a line a step, and what to do where one fails. The exit code is that "

@@ -112,8 +112,12 @@ int32_t Scaled(int32_t nPrice, double f) {
 
 }  // namespace
 
+bool HasTimes(int nCycle) {
+    return nCycle == kMinutes || nCycle == kSeconds;
+}
+
 bool IsBarCycle(int nCycle) {
-    return nCycle == kMinutes || nCycle == kSeconds || (nCycle >= kQuarters && nCycle <= kMonths);
+    return HasTimes(nCycle) || (nCycle >= kQuarters && nCycle <= kMonths);
 }
 
 BarSource::BarSource(Store& store, BarRequest request, bool bSnapshots)
@@ -123,7 +127,7 @@ BarSource::BarSource(Store& store, BarRequest request, bool bSnapshots)
              : bSnapshots                 ? DayKind::Snapshot
                                           : DayKind::Tick),
       m_nCycType(m_request.nCycle == kMinutes ? CYC_MINUTE : CYC_SECOND),
-      m_bLong(m_request.nCycle != kMinutes && m_request.nCycle != kSeconds),
+      m_bLong(!HasTimes(m_request.nCycle)),
       m_pRow(FindGridRow(m_request.strMarket, m_request.strCode)) {
     if (!m_bLong) ListDays();
     if (m_request.nPriceMode == 1 || m_request.nPriceMode == 2) FindReference();
@@ -138,7 +142,9 @@ void BarSource::ListDays() {
         }
     };
     add(m_kind);
-    if (m_kind == DayKind::MinuteBar && m_request.nMultiple % 5 == 0) add(DayKind::FiveMinuteBar);
+    constexpr int kFiveMinutes = 300;
+    const bool bFives = GetBarSeconds(m_nCycType, m_request.nMultiple) % kFiveMinutes == 0;
+    if (m_kind == DayKind::MinuteBar && bFives) add(DayKind::FiveMinuteBar);
     if (m_pRow != nullptr) {
         m_pWalk = std::make_unique<GridWalk>(*m_pRow, m_nCycType, m_request.nMultiple);
     }

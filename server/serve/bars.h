@@ -33,6 +33,7 @@ struct BarRequest {
 };
 
 bool IsBarCycle(int nCycle);
+bool HasTimes(int nCycle);  // minutes and seconds; longer bars have dates alone
 
 // The bars of a request, some days at a time, times in HHMMSS.
 class BarSource {

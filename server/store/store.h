@@ -1,4 +1,4 @@
-// The store of qrx-server: users, code tables and days of data, whatever lies beneath.
+// The store of qrx-server: users, code tables, days of data and formulas, whatever lies beneath.
 //
 // A day of one security and kind is a list of chunks; a chunk is one packet's record stream, ready
 // encoded, with its number of records and the calendar date that the packet's head shows. Serving
@@ -83,6 +83,14 @@ struct AdjustFactor {
     double fFactor;
 };
 
+// Bytes as they came: clients choose the encoding.
+struct FormulaRow {
+    std::string strName;
+    std::string strText;
+};
+
+enum class FormulaPut { Added, Replaced, TooMany };
+
 class Store {
 public:
     virtual ~Store() = default;
@@ -135,6 +143,16 @@ public:
                                   const std::vector<AdjustFactor>& vecFactors) = 0;
     virtual std::vector<AdjustFactor> AdjustFactors(const std::string& strMarket,
                                                     const std::string& strCode) = 0;
+
+    // -- Formulas, each seen by its user alone
+    // Another name when the user has nMost is refused.
+    virtual FormulaPut PutFormula(const std::string& strUser, const FormulaRow& formula,
+                                  int nMost) = 0;
+    virtual bool RemoveFormula(const std::string& strUser, const std::string& strName) = 0;
+    virtual std::optional<std::string> FindFormula(const std::string& strUser,
+                                                   const std::string& strName) = 0;  // its text
+    // By name, the texts cut to nTextBytes.
+    virtual std::vector<FormulaRow> Formulas(const std::string& strUser, int nTextBytes) = 0;
 
 protected:
     virtual void Begin() = 0;
