@@ -10,7 +10,7 @@ namespace {
 class Nights : public ServedMarket {
 protected:
     void Run(const std::string& strArguments) {
-        ASSERT_EQ(m_cli.Run(strArguments + ""), 0) << strArguments << m_cli.Err();
+        ASSERT_EQ(m_cli.Run(strArguments + " -o m.db"), 0) << strArguments << m_cli.Err();
     }
     std::string Ask(const std::string& strSql) { return Rows(m_cli.Folder() / "m.db", strSql); }
 };
