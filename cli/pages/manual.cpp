@@ -85,8 +85,8 @@ std::string Options(std::span<const OptionRow> options) {
 
 std::string Positional(const PositionalRow& row) {
     const std::string strName =
-        std::string("\\fI") + row.szName + "\\fR" + (row.bMany ? " ..." : "");
-    return row.bRequired ? strName : "[" + strName + "]";
+        std::string("\\fI") + row.szName + "\\fR" + (row.bMany ? " ...\\&" : "");
+    return row.bRequired ? strName : "[" + strName + "]\\&";
 }
 
 // Of a command: qrx(1) and the others of its group; of qrx itself: all.

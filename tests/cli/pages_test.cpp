@@ -1,99 +1,125 @@
-// Manual pages through the formatter, completions through the shells themselves.
+// Manual pages that groff takes without a word and that hold what --help shows; completions typed
+// into real shells.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <string>
+#include "cli/run_cli.h"
+#include "cli/shell.h"
 
 namespace qrx::test {
 namespace {
 
-namespace fs = std::filesystem;
-const fs::path kPages = QRX_BUILD_DIR "/cli/pages";
-
 std::string OutputOf(const std::string& strCommand) {
-    std::string strOut;
-    FILE* pPipe = popen((strCommand + " 2>&1").c_str(), "r");
+    FILE* pPipe = popen(strCommand.c_str(), "r");
+    std::string strText;
     char bytes[4096];
-    for (size_t n; (n = fread(bytes, 1, sizeof bytes, pPipe)) > 0;) strOut.append(bytes, n);
+    for (size_t n; (n = fread(bytes, 1, sizeof bytes, pPipe)) > 0;) strText.append(bytes, n);
     pclose(pPipe);
-    return strOut;
+    return strText;
 }
 
-bool Have(const char* szProgram) {
-    return !OutputOf(std::string("command -v ") + szProgram).empty();
-}
-
-TEST(Pages, TheFormatterHasNothingToSay) {
-    if (!Have("groff")) GTEST_SKIP() << "groff is not installed";
-    int nPages = 0;
-    for (const auto& entry : fs::directory_iterator(kPages / "man")) {
-        const std::string strPage = entry.path().string();
-        EXPECT_EQ(OutputOf("groff -man -ww -z -Tutf8 " + strPage), "") << strPage;
-        ++nPages;
+class Pages : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(m_cli.Run("pages made"), 0) << m_cli.Err(); }
+    std::string Path(const char* szName) const {
+        return (m_cli.Folder() / "made" / szName).string();
     }
-    EXPECT_EQ(nPages, 15);  // qrx itself, ten commands, those of formula being five, and doctor
-    const std::string strText =
-        OutputOf("groff -man -Tascii -P-cbou " + (kPages / "man/qrx.1").string());
-    for (const char* szPart :
-         {"--password-file FILE", "~/.config/qrx/config", "130    interrupted"}) {
-        EXPECT_NE(strText.find(szPart), std::string::npos) << szPart << "\n" << strText;
+
+    Cli m_cli{1};
+};
+
+TEST_F(Pages, ManualsHoldWhatHelpShows) {
+    if (access("/usr/bin/groff", X_OK) != 0) GTEST_SKIP() << "groff is not installed";
+    const char* const kCommands[] = {"",
+                                     "codes",
+                                     "ticks",
+                                     "trades",
+                                     "orders",
+                                     "queues",
+                                     "bars",
+                                     "futures",
+                                     "export",
+                                     "doctor",
+                                     "formula add",
+                                     "formula list",
+                                     "formula show",
+                                     "formula delete",
+                                     "formula calc"};
+    const fs::path folder = Path("man");
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), std::ssize(kCommands));
+    int nAll = 0;
+    for (const std::string strCommand : kCommands) {
+        std::string strName = strCommand.empty() ? "qrx" : "qrx-" + strCommand;
+        if (const size_t n = strName.find(' '); n != std::string::npos) strName[n] = '-';
+        const std::string strFile = (folder / (strName + ".1")).string();
+        EXPECT_EQ(OutputOf("groff -man -Tutf8 -ww -z " + strFile + " 2>&1"), "");
+        // A terminal that breaks no line, and no bold and underlined characters.
+        const std::string strShown =
+            OutputOf("groff -man -Tascii -P-cbou -rHY=0 -rLL=9000n " + strFile);
+        ASSERT_EQ(m_cli.Run(strCommand + " --help"), 0);
+        std::istringstream words(m_cli.Out());
+        for (std::string strWord; words >> strWord;) {
+            const size_t nAt = strWord.find("--");
+            if (nAt == std::string::npos) continue;
+            const std::string strOption = strWord.substr(nAt, strWord.find_first_of(",;.)\"", nAt));
+            if (strOption == "--help" || strOption == "--version") continue;
+            EXPECT_NE(strShown.find(strOption), std::string::npos) << strName << " " << strOption;
+            ++nAll;
+        }
+        EXPECT_EQ(strShown.find("\nEXAMPLES\n") != std::string::npos, !strCommand.empty());
+    }
+    EXPECT_GT(nAll, 50);
+    const std::string strShown =
+        OutputOf("groff -man -Tascii -P-cbou " + (folder / "qrx.1").string());
+    for (const char* szText : {"130", "Ctrl", "QRX_PASSWORD", "socks5://", "chmod 600"}) {
+        EXPECT_NE(strShown.find(szText), std::string::npos) << szText;
     }
 }
 
-TEST(Completion, Bash) {
-    struct Case {
-        const char* szWords;  // the last one is being typed
-        const char* szOffered;
-    };
-    const Case kCases[] = {
-        {"f", "formula futures"},
-        {"formula \"\"", "add list show delete calc"},
-        {"formula calc MACD --adj", "--adjust"},
-        {"formula calc MACD --adjust \"\"", "none backward"},
-        {"bars --adjust f", "forward"},
-        {"bars X --adjust-", "--adjust-date --adjust-volume"},
-        {"--format = j", "jsonl"},
-        {"--format =", "table csv jsonl sqlite"},
-        {"-f csv --server ticks tr", "trades"},
-        {"ticks --lim", "--limit"},
-        {"ticks -o /usr/includ", "/usr/include"},
-        {"ticks --from 2", ""},
-        {"pag", ""},
-    };
-    for (const Case& test : kCases) {
-        const std::string strScript = "source " + (kPages / "bash/qrx").string() +
-                                      "; COMP_WORDS=(qrx " + test.szWords +
-                                      "); COMP_CWORD=$((${#COMP_WORDS[@]}-1)); _qrx; "
-                                      "printf %s \"${COMPREPLY[*]}\"";
-        EXPECT_EQ(OutputOf("bash -c '" + strScript + "'"), test.szOffered) << test.szWords;
+// Keys up to a tab, or two for a list, and what the shell makes of them.
+struct Typed {
+    const char* szKeys;
+    const char* szShown;
+};
+constexpr Typed kTyped[] = {{"qrx fut\t", "qrx futures "},
+                            {"qrx formula c\t", "qrx formula calc "},
+                            {"qrx ticks --boo\t", "qrx ticks --book "},
+                            {"qrx --user me tra\t", "trades "},
+                            {"qrx bars 600000.SH --adjust b\t", "--adjust backward "},
+                            {"qrx bars --chart-style u\t", "unicode "},
+                            {"qrx codes -f js\t", "-f jsonl "},
+                            {"qrx codes --format=sq\t", "--format=sqlite "},
+                            {"qrx export --codes-from my\t", "--codes-from my\\ codes.txt "},
+                            {"qrx export --restart --codes-f\t", "--codes-from"},
+                            {"qrx doctor --da\t", "--date"},
+                            {"qrx formula \t\t", "delete"},
+                            {"qrx q\t", "qrx queues "}};
+
+TEST_F(Pages, BashCompletes) {
+    std::ofstream(m_cli.Folder() / "my codes.txt") << "600000.SH\n";
+    Shell bash({"bash", "--norc", "--noprofile", "-i"});
+    bash.Type("cd " + m_cli.Folder().string() + "; bind 'set bell-style none'; source " +
+                  Path("bash/qrx") + "; echo re''ady\n",
+              "ready");
+    for (const Typed& test : kTyped) {
+        const std::string strScreen = bash.Type(test.szKeys, test.szShown);
+        EXPECT_NE(strScreen.find(test.szShown), std::string::npos) << test.szKeys << strScreen;
+        bash.Type("\x15 echo do''ne\n", "done");  // the line away
     }
+    EXPECT_EQ(bash.Type("qrx pa\t\x15 echo do''ne\n", "done").find("pages"), std::string::npos);
 }
 
-// What a terminal shows after each line was typed up to the tabulator.
-TEST(Completion, Zsh) {
-    if (!Have("zsh")) GTEST_SKIP() << "zsh is not installed";
-    const fs::path script = fs::temp_directory_path() / ("qrx-zsh-" + std::to_string(getpid()));
-    FILE* pScript = fopen(script.c_str(), "w");
-    fprintf(
-        pScript,
-        "zmodload zsh/zpty; zpty z 'TERM=dumb zsh -f -i'\n"
-        "zpty -w z 'PS1=; fpath=(%s $fpath); autoload -Uz compinit; compinit -u -D; bindkey \"^I\" "
-        "expand-or-complete; print READY'\n"
-        "zpty -r -m z x $'*\\nREADY*' || true\n"
-        "for line in 'doc' 'ticks --boo' 'formula del' 'bars --adjust=forw'; do\n"
-        "  zpty -w -n z $'\\x15'\"qrx $line\"$'\\t'; sleep 1\n"
-        "done\n"
-        "while zpty -r -t z x; do print -rn -- $x; done\n",
-        (kPages / "zsh").c_str());
-    fclose(pScript);
-    const std::string strScreen = OutputOf("zsh -f " + script.string());
-    fs::remove(script);
-    for (const char* szLine :
-         {"doctor", "ticks --book", "formula delete", "bars --adjust=forward"}) {
-        EXPECT_NE(strScreen.find(szLine), std::string::npos) << szLine << "\n" << strScreen;
+TEST_F(Pages, ZshCompletes) {
+    if (access("/usr/bin/zsh", X_OK) != 0) GTEST_SKIP() << "zsh is not installed";
+    std::ofstream(m_cli.Folder() / "my codes.txt") << "600000.SH\n";
+    Shell zsh({"zsh", "-f", "-i"});
+    zsh.Type("cd " + m_cli.Folder().string() + "; fpath=(" + Path("zsh") +
+                 " $fpath); autoload -U compinit; compinit -u -D; unsetopt zle_bracketed_paste; "
+                 "echo re''ady\n",
+             "ready");
+    for (const Typed& test : kTyped) {
+        const std::string strScreen = zsh.Type(test.szKeys, test.szShown);
+        EXPECT_NE(strScreen.find(test.szShown), std::string::npos) << test.szKeys << strScreen;
+        zsh.Type("\x15 echo do''ne\n", "done");
     }
 }
 
