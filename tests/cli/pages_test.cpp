@@ -4,6 +4,7 @@
 
 #include "cli/run_cli.h"
 #include "cli/shell.h"
+#include "support/server_process.h"
 
 namespace qrx::test {
 namespace {
@@ -72,6 +73,15 @@ TEST_F(Pages, ManualsHoldWhatHelpShows) {
         OutputOf("groff -man -Tascii -P-cbou " + (folder / "qrx.1").string());
     for (const char* szText : {"130", "Ctrl", "QRX_PASSWORD", "socks5://", "chmod 600"}) {
         EXPECT_NE(strShown.find(szText), std::string::npos) << szText;
+    }
+    if (!HaveServer()) return;
+    std::ofstream(folder / "server.1") << RunServerCommand({"manual"}).strOutput;
+    const std::string strServer =
+        OutputOf("groff -man -Tascii -ww -P-cbou " + (folder / "server.1").string() + " 2>&1");
+    EXPECT_EQ(strServer.find("warning"), std::string::npos) << strServer;
+    for (const char* szText : {"qrx-server serve\n", "qrx-server user add name\n", "--port-file",
+                               "--seed", "qrx-server import bars files\n"}) {
+        EXPECT_NE(strServer.find(szText), std::string::npos) << szText;
     }
 }
 
