@@ -18,6 +18,7 @@ import contextlib
 import io
 import os
 import re
+import select
 import shutil
 import socket
 import subprocess
@@ -48,11 +49,14 @@ class Shell:
             stderr=subprocess.STDOUT, text=True, env={**os.environ, "COLUMNS": "100"})
 
     def run(self, command):
-        """Output and exit status. The server in the background may still say its first word."""
-        rest = "sleep 0.3\n" if command.rstrip().endswith("&") else ""
-        self.process.stdin.write(f"{command}\n{rest}printf '%s %s\\n' '{END}' $?\n")
+        """Output and exit status. Of a command in the background the first line is awaited."""
+        self.process.stdin.write(command.rstrip() + "\n")
         self.process.stdin.flush()
         said = ""
+        if command.rstrip().endswith("&") and select.select([self.process.stdout], [], [], 30)[0]:
+            said = self.process.stdout.readline()
+        self.process.stdin.write(f"printf '%s %s\\n' '{END}' $?\n")
+        self.process.stdin.flush()
         for line in self.process.stdout:
             place = line.find(END)
             if place >= 0:
@@ -104,6 +108,9 @@ class Page:
         self.names = dict(self.session or self.names)
         found = self.python_output(compile(self.inward(code), str(self.path), "exec"))
         self.session = self.session or self.names
+        if found.startswith("Traceback") or "\nTraceback" in found:  # errors are for pycon
+            self.fail(f"{code}gave:\n{found}")
+            return code, expected
         return code, self.held(code, expected, found)
 
     def python_output(self, unit):

@@ -115,7 +115,28 @@ TEST_F(Pages, BashCompletes) {
         EXPECT_NE(strScreen.find(test.szShown), std::string::npos) << test.szKeys << strScreen;
         bash.Type("\x15 echo do''ne\n", "done");  // the line away
     }
-    EXPECT_EQ(bash.Type("qrx pa\t\x15 echo do''ne\n", "done").find("pages"), std::string::npos);
+}
+
+// What stands behind the tab, exactly: the last word is being typed.
+TEST_F(Pages, BashOffers) {
+    const Typed kCases[] = {{"f", "formula futures"},
+                            {"pag", ""},
+                            {"formula \"\"", "add list show delete calc"},
+                            {"formula calc MACD --adj", "--adjust"},
+                            {"formula calc MACD --adjust \"\"", "none backward"},
+                            {"bars X --adjust-", "--adjust-date --adjust-volume"},
+                            {"--format = j", "jsonl"},
+                            {"--format =", "table csv jsonl sqlite"},
+                            {"-f csv --server ticks tr", "trades"},
+                            {"ticks -o /usr/includ", "/usr/include"},
+                            {"ticks --from 2", ""}};
+    for (const Typed& test : kCases) {
+        const std::string strScript = "source " + Path("bash/qrx") + "; COMP_WORDS=(qrx " +
+                                      test.szKeys +
+                                      "); COMP_CWORD=$((${#COMP_WORDS[@]}-1)); _qrx; "
+                                      "printf %s \"${COMPREPLY[*]}\"";
+        EXPECT_EQ(OutputOf("bash -c '" + strScript + "' 2>&1"), test.szShown) << test.szKeys;
+    }
 }
 
 TEST_F(Pages, ZshCompletes) {
