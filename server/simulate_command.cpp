@@ -52,6 +52,25 @@ void StoreDailyBars(Store& store, const simulate::Instrument& instrument,
     }
 }
 
+// Its progress is gone from the terminal when it returns.
+void StoreDays(Store& store, simulate::Simulator& simulator) {
+    ProgressBar progress("simulating", isatty(STDERR_FILENO) != 0);
+    const size_t nAll = simulator.Instruments().size() * simulator.TradingDays().size();
+    size_t nDone = 0;
+    for (const auto& instrument : simulator.Instruments()) {
+        std::vector<ZPMDefine_KData> vecDaily;
+        for (const int nDay : simulator.TradingDays()) {
+            const simulate::Day day = simulator.RunDay(instrument, nDay);
+            StoreDay(store, instrument, day);
+            vecDaily.push_back(day.daily);
+            ++nDone;
+            progress.Show(static_cast<double>(nDone) / static_cast<double>(nAll),
+                          static_cast<int64_t>(nDone));
+        }
+        StoreDailyBars(store, instrument, vecDaily);
+    }
+}
+
 void Simulate(const SimulateArguments& arguments) {
     simulate::Options options = arguments.options;
     if (options.nEndDate == 0) options.nEndDate = BusinessConvertor::GetCurYYMMDD();
@@ -75,21 +94,7 @@ void Simulate(const SimulateArguments& arguments) {
     }
     for (const auto& [strMarket, vecCodes] : tables) pStore->PutCodes(strMarket, vecCodes);
 
-    ProgressBar progress("simulating", isatty(STDERR_FILENO) != 0);
-    const size_t nAll = simulator.Instruments().size() * simulator.TradingDays().size();
-    size_t nDone = 0;
-    for (const auto& instrument : simulator.Instruments()) {
-        std::vector<ZPMDefine_KData> vecDaily;
-        for (const int nDay : simulator.TradingDays()) {
-            const simulate::Day day = simulator.RunDay(instrument, nDay);
-            StoreDay(*pStore, instrument, day);
-            vecDaily.push_back(day.daily);
-            ++nDone;
-            progress.Show(static_cast<double>(nDone) / static_cast<double>(nAll),
-                          static_cast<int64_t>(nDone));
-        }
-        StoreDailyBars(*pStore, instrument, vecDaily);
-    }
+    StoreDays(*pStore, simulator);
     batch.Commit();
     std::cout << "simulated " << simulator.Instruments().size() << " securities from "
               << simulator.TradingDays().front() << " to " << simulator.TradingDays().back()
