@@ -68,7 +68,7 @@ void ListUsers(const UserArguments& arguments) {
 
 template <class Options>
 CLI::App* AddDb(CLI::App* pCommand, const std::shared_ptr<Options>& p) {
-    pCommand->add_option("--db", p->strDb, "The store's file")->required();
+    pCommand->add_option("--db", p->strDb, "The store's file")->required()->type_name("FILE");
     return pCommand;
 }
 
@@ -86,18 +86,20 @@ void AddUserCommands(CLI::App& app) {
     CLI::App* pUser = app.add_subcommand("user", "Users and the markets open to them");
     pUser->require_subcommand(1);
     CLI::App* pAdd = AddDb(pUser->add_subcommand("add", "Add a user"), p);
-    pAdd->add_option("name", p->strName, "User name, at most 16 bytes")->required();
+    pAdd->add_option("name", p->strName, "User name, at most 16 bytes")->required()->type_name("");
     pAdd->add_option("--markets", p->vecMarkets, "Markets, such as SH,SZ")
         ->delimiter(',')
-        ->allow_extra_args(false);  // the name may follow
+        ->allow_extra_args(false)  // the name may follow
+        ->type_name("A,B");
     pAdd->add_option("--password-file", p->strPasswordFile,
-                     "Take the password from the first line of a file instead of asking");
+                     "Take the password from the first line of a file instead of asking")
+        ->type_name("FILE");
     pAdd->callback([p] { AddUser(*p); });
     AddDb(pUser->add_subcommand("list", "List users and their markets"), p)->callback([p] {
         ListUsers(*p);
     });
     CLI::App* pRemove = AddDb(pUser->add_subcommand("remove", "Remove a user"), p);
-    pRemove->add_option("name", p->strName, "User name")->required();
+    pRemove->add_option("name", p->strName, "User name")->required()->type_name("");
     pRemove->callback([p] {
         if (!OpenSqliteStore(p->strDb)->RemoveUser(p->strName)) {
             throw Refusal("there is no user " + p->strName);
@@ -116,18 +118,25 @@ void AddServeCommand(CLI::App& app) {
     CLI::App* pServe =
         AddDb(app.add_subcommand("serve", "Serve a store until SIGTERM or Ctrl-C"), p);
     pServe->add_option("--listen", p->options.strListen, "Address to listen on")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("ADDRESS");
     pServe->add_option("--port", p->options.nPort, "Port; 0: any free one")
         ->capture_default_str()
-        ->check(CLI::Range(0, 65535));
-    pServe->add_option("--port-file", p->options.strPortFile,
-                       "File that receives the port once it is open");
+        ->check(CLI::Range(0, 65535).description(""))
+        ->type_name("N");
+    pServe
+        ->add_option("--port-file", p->options.strPortFile,
+                     "File that receives the port once it is open")
+        ->type_name("FILE");
     pServe->add_option("--max-connections", p->options.nMaxConnections, "Connections at a time")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("N");
     pServe->add_option("--idle", p->nIdle, "Seconds that a client may rest between requests")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("N");
     pServe->add_option("--stall", p->nStall, "Seconds that a request or packet may take")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->type_name("N");
     pServe->callback([p] {
         p->options.idle = std::chrono::seconds(p->nIdle);
         p->options.stall = std::chrono::seconds(p->nStall);

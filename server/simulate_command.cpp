@@ -52,6 +52,25 @@ void StoreDailyBars(Store& store, const simulate::Instrument& instrument,
     }
 }
 
+// Its progress is gone from the terminal when it returns.
+void StoreDays(Store& store, simulate::Simulator& simulator) {
+    ProgressBar progress("simulating", isatty(STDERR_FILENO) != 0);
+    const size_t nAll = simulator.Instruments().size() * simulator.TradingDays().size();
+    size_t nDone = 0;
+    for (const auto& instrument : simulator.Instruments()) {
+        std::vector<ZPMDefine_KData> vecDaily;
+        for (const int nDay : simulator.TradingDays()) {
+            const simulate::Day day = simulator.RunDay(instrument, nDay);
+            StoreDay(store, instrument, day);
+            vecDaily.push_back(day.daily);
+            ++nDone;
+            progress.Show(static_cast<double>(nDone) / static_cast<double>(nAll),
+                          static_cast<int64_t>(nDone));
+        }
+        StoreDailyBars(store, instrument, vecDaily);
+    }
+}
+
 void Simulate(const SimulateArguments& arguments) {
     simulate::Options options = arguments.options;
     if (options.nEndDate == 0) options.nEndDate = BusinessConvertor::GetCurYYMMDD();
@@ -75,21 +94,7 @@ void Simulate(const SimulateArguments& arguments) {
     }
     for (const auto& [strMarket, vecCodes] : tables) pStore->PutCodes(strMarket, vecCodes);
 
-    ProgressBar progress("simulating", isatty(STDERR_FILENO) != 0);
-    const size_t nAll = simulator.Instruments().size() * simulator.TradingDays().size();
-    size_t nDone = 0;
-    for (const auto& instrument : simulator.Instruments()) {
-        std::vector<ZPMDefine_KData> vecDaily;
-        for (const int nDay : simulator.TradingDays()) {
-            const simulate::Day day = simulator.RunDay(instrument, nDay);
-            StoreDay(*pStore, instrument, day);
-            vecDaily.push_back(day.daily);
-            ++nDone;
-            progress.Show(static_cast<double>(nDone) / static_cast<double>(nAll),
-                          static_cast<int64_t>(nDone));
-        }
-        StoreDailyBars(*pStore, instrument, vecDaily);
-    }
+    StoreDays(*pStore, simulator);
     batch.Commit();
     std::cout << "simulated " << simulator.Instruments().size() << " securities from "
               << simulator.TradingDays().front() << " to " << simulator.TradingDays().back()
@@ -102,13 +107,15 @@ void AddSimulateCommand(CLI::App& app) {
     const auto p = std::make_shared<SimulateArguments>();
     CLI::App* pCommand = app.add_subcommand(
         "simulate", "Fill a store with simulated markets; the same seed gives the same bytes");
-    pCommand->add_option("--db", p->strDb, "Store file")->required();
-    pCommand->add_option("--seed", p->options.iSeed, "Seed (1)");
+    pCommand->add_option("--db", p->strDb, "The store's file")->required()->type_name("FILE");
+    pCommand->add_option("--seed", p->options.iSeed, "Seed (1)")->type_name("N");
     pCommand->add_option("--days", p->options.nDays, "Trading days (1)")
-        ->check(CLI::Range(1, 1000));
-    pCommand->add_option("--end", p->options.nEndDate, "Last day, YYYYMMDD (today)");
+        ->check(CLI::Range(1, 1000).description(""))
+        ->type_name("N");
+    pCommand->add_option("--end", p->options.nEndDate, "Last day (today)")->type_name("YYYYMMDD");
     pCommand->add_option("--market", p->options.vecMarkets, "Markets, such as SH,SZ,SHF (all)")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->type_name("A,B");
     pCommand->callback([p] { Simulate(*p); });
 }
 

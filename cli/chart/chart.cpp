@@ -138,7 +138,8 @@ private:
         for (const std::string& strText : m_chart.vecTitle) {
             vecParts.push_back({"", strText, Colour::None});
         }
-        std::string strBars = std::to_string(m_chart.vecBars.size()) + " bars";
+        const size_t nBars = m_chart.vecBars.size();
+        std::string strBars = std::to_string(nBars) + (nBars == 1 ? " bar" : " bars");
         if (m_fit.nBars > 1) strBars += ", " + std::to_string(m_fit.nBars) + " to a candle";
         vecParts.push_back({"", strBars, Colour::None});
         for (const bool bRise : {true, false}) {

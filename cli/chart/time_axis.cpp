@@ -88,11 +88,13 @@ std::string CoarseText(const Bar& bar, const UnitRow& row) {
     return row.unit == Unit::Days || row.unit == Unit::Weeks ? Text("%04d", bar.nDate / 10000) : "";
 }
 
-// The first bar of every number is named, as far as there is room. Returns whether all were.
+// The first bar of every number is named, as far as there is room; where the chart begins, a number
+// may be cut short, and its label gives way to the next one. Returns whether all others were named.
 template <class NumberOfBar, class TextOfBar>
 bool Name(const std::vector<Bar>& vecBars, int nSlot, int nColumns, NumberOfBar number,
           TextOfBar text, std::vector<TimeLabel>& vecLabels) {
     bool bAll = true;
+    bool bGaveWay = false;
     int nFree = 0;
     for (size_t i = 0; i < vecBars.size(); ++i) {
         if (i > 0 && number(vecBars[i]) == number(vecBars[i - 1])) continue;
@@ -100,14 +102,19 @@ bool Name(const std::vector<Bar>& vecBars, int nSlot, int nColumns, NumberOfBar 
         std::string strText = text(vecBars[i]);
         const int nEnd = nColumn + static_cast<int>(strText.size());
         if (strText.empty()) continue;
-        if (nColumn < nFree) {
+        if (nColumn < nFree && vecLabels.size() == 1 && vecLabels[0].nColumn == 0) {
+            vecLabels.clear();
+            bGaveWay = true;
+        } else if (nColumn < nFree) {
             bAll = false;
-        } else if (nEnd <= nColumns) {
+            continue;
+        }
+        if (nEnd <= nColumns) {
             vecLabels.push_back({nColumn, std::move(strText)});
             nFree = nEnd + kBetween;
         }
     }
-    return bAll;
+    return bAll && (!bGaveWay || vecLabels.size() > 1);
 }
 
 }  // namespace

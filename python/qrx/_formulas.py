@@ -58,7 +58,7 @@ class Formula:
 
 
 class Formulas:
-    """session.formulas: add, list, show, delete."""
+    """The stored formulas of the server."""
 
     def __init__(self, session: Session) -> None:
         self._session = session
@@ -113,6 +113,7 @@ class Formulas:
             return []
 
     def show(self, name: str) -> Formula:
+        """One formula."""
         return self._rows(self._encode(name, "name", MOST_NAME), f"formulas named {name}")[0]
 
     def delete(self, name: str) -> str:
@@ -146,7 +147,7 @@ def _params(params: Any) -> bytes:
 
 def calculate(session: Session, formula: str, row: Any, days: DayRange, cycle: str, params: Any,
               adjust: str) -> Calculation:
-    if adjust not in ("none", "backward"):
+    if not isinstance(adjust, str) or adjust not in ("none", "backward"):
         raise BadArgument(f"adjust: {adjust!r} is not to be had for formulas",
                           advice='write "none" or "backward"')
     parsed = parse_cycle(cycle)

@@ -61,8 +61,9 @@ def test_today_is_the_exchanges():
 @pytest.mark.parametrize("arguments", [(20240105, 20240104, None, None),
                                        (20240105, None, "15:00", "09:30")])
 def test_reversed_ranges(arguments):
-    with pytest.raises(qrx.BadArgument, match="^end.* is before begin.*such as"):
+    with pytest.raises(qrx.BadArgument, match="^end.* is before begin.*such as") as caught:
         _dates.read_range(*arguments)
+    assert arguments[3] is None or "end_time: 09:30 is before begin_time, 15:00" in str(caught.value)
 
 
 def test_weekdays_with_bounds_on_the_outer_ones():

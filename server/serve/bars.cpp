@@ -142,7 +142,9 @@ void BarSource::ListDays() {
         }
     };
     add(m_kind);
-    if (m_kind == DayKind::MinuteBar && m_request.nMultiple % 5 == 0) add(DayKind::FiveMinuteBar);
+    constexpr int kFiveMinutes = 300;
+    const bool bFives = GetBarSeconds(m_nCycType, m_request.nMultiple) % kFiveMinutes == 0;
+    if (m_kind == DayKind::MinuteBar && bFives) add(DayKind::FiveMinuteBar);
     if (m_pRow != nullptr) {
         m_pWalk = std::make_unique<GridWalk>(*m_pRow, m_nCycType, m_request.nMultiple);
     }

@@ -87,7 +87,9 @@ TEST_F(Charts, WideCandlesWithVolumes) {
       └─┬─────
         2024-01
 )");
-    EXPECT_EQ(m_cli.Run("bars 600000.SH --from 20240105 --chart --columns time"), 2);
+    for (const char* szRows : {"--columns time", "--tz UTC", "-o market.sqlite", "-o a.csv"}) {
+        EXPECT_EQ(m_cli.Run(std::string("bars 600000.SH --from 20240105 --chart ") + szRows), 2);
+    }
     EXPECT_EQ(m_cli.Run("formula calc A 600000.SH --from 20240105 --on A"), 2);
 }
 
@@ -114,8 +116,9 @@ from 2024-01-04 to 2024-01-15
    │
  0 ┤      ◦
    │    ◦
-   └┬──────────────
-    2024-01
+   └────┬─────────┬
+        01-08     01-15
+    2024
 )");
     ASSERT_EQ(m_cli.Run(strCalc + " --on A"), 0) << m_cli.Err();
     EXPECT_EQ(m_cli.Out().find("◦"), std::string::npos);

@@ -242,6 +242,24 @@ TEST_F(RealDataTest, FuturesSnapshotsWithTheirNights) {
     }
     EXPECT_EQ(nNext, snapshots.size());
     EXPECT_GT(nNext, 30000U);
+
+    // The files have nothing in the pre-open range, so that the completed day is empty throughout.
+    Must({"user", "add", "user", "--markets", "SHF", "--password-file",
+          m_folder.Write("password", "secret\n")});
+    const ServerProcess server(m_folder, m_strDb);
+    Session session(server.Port());
+    auto asked = RequestFor<QRXDefine_ReqFuture>("RU1901.SHF", 20181012, 20181012);
+    asked.nAutoComplete = 1;
+    QRXDefine_FutureAB* pSlots = nullptr;
+    int nSlots = 0;
+    ASSERT_EQ(QRX_GetFutureAB(session.Get(), &asked, &pSlots, &nSlots), QRX_OK);
+    ASSERT_EQ(nSlots, 28803);
+    for (int i = 0; i < nSlots; ++i) {
+        ASSERT_EQ(+pSlots[i].nValue0, 0) << i;
+        ASSERT_EQ(+pSlots[i].iVolume, 0) << i;
+    }
+    EXPECT_EQ(+pSlots[28802].nTime, 150000000);
+    QRX_Free(pSlots);
 }
 
 }  // namespace
