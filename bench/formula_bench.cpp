@@ -1,5 +1,5 @@
 // Functions over a million rows: the time of a window of 500 over that of a window of 5, which
-// is 1 where the window does not matter. items/s are rows at 500.
+// is 1 where the window does not matter. items/s are rows at 5.
 #include <vector>
 
 #include "compare.h"

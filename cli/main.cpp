@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <exception>
 #include <new>
-#include <string>
 
 #include "app/context.h"
 #include "app/failure.h"
@@ -23,7 +22,7 @@ int Run(int argc, char** argv) {
         return EXIT_OK;
     }
     Context context(parsed.arguments);
-    if (!parsed.pCommand->bOwnSettings) context.GetSettings();
+    if ((parsed.pCommand->nTraits & Command::OwnSettings) == 0) context.GetSettings();
     parsed.pCommand->pfnRun(context);
     return EXIT_OK;
 }
@@ -38,8 +37,10 @@ int main(int argc, char** argv) {
         return EXIT_OK;
     } catch (const Failure& failure) {
         const std::string& strSentence = failure.Sentence();
-        const char* szEnd = strSentence.ends_with('?') ? "" : ".";
-        if (!strSentence.empty()) fprintf(stderr, "qrx: %s%s\n", strSentence.c_str(), szEnd);
+        if (!strSentence.empty()) {
+            const char* szEnd = strSentence.ends_with('?') ? "" : ".";
+            fprintf(stderr, "qrx: %s%s\n", strSentence.c_str(), szEnd);
+        }
         return failure.Code();
     } catch (const std::bad_alloc&) {
         fprintf(stderr, "qrx: there is not enough memory.\n");

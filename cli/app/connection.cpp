@@ -160,6 +160,12 @@ void Connection::Check(ResultCode code, const std::string& strWhat) {
     }
 }
 
+bool IsContract(const QRXDefine_Code& code) {
+    constexpr int kLowByte = 0xFF;  // it decides
+    const std::string strKind = KindOfType(code.nType & kLowByte);
+    return strKind == "future" || strKind == "option";
+}
+
 const char* KindOfType(int nType) {
     constexpr int kFirstSecurity = 16;
     constexpr int kFirstFuture = 112;

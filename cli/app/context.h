@@ -25,6 +25,7 @@ public:
         if (!m_settings) m_settings = ReadSettings(m_arguments);
         return *m_settings;
     }
+    void UsePassword(std::string strPassword) { m_settings->password = std::move(strPassword); }
     Connection& Connect() {
         if (!m_pConnection) m_pConnection = std::make_unique<Connection>(GetSettings());
         return *m_pConnection;

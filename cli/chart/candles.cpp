@@ -61,7 +61,7 @@ std::string_view CandleGlyph(bool bRise, bool bAscii) {
 std::string_view LineGlyph(size_t n, bool bAscii) {
     static constexpr std::string_view kPlain[] = {"*", "+", "x", "~"};
     static constexpr std::string_view kRich[] = {"•", "◦", "×", "+"};
-    return (bAscii ? kPlain : kRich)[n % 4];
+    return bAscii ? kPlain[n % 4] : kRich[n % 4];
 }
 
 Colour LineColour(size_t n) {

@@ -30,6 +30,11 @@ bool LocaleIsUtf8() {
 
 }  // namespace
 
+bool ShowsUnicode() {
+    const std::string strTerm = Environment("TERM");
+    return strTerm != "dumb" && strTerm != "linux" && LocaleIsUtf8();
+}
+
 void FitTerminal(Chart& chart, const std::string& strStyle, bool bTerminal) {
     constexpr int kMostColumns = 1000;
     constexpr int kOtherLines = 11;  // title and legend, volumes, axes, the prompt
@@ -42,10 +47,8 @@ void FitTerminal(Chart& chart, const std::string& strStyle, bool bTerminal) {
     chart.nWidth = std::clamp(extent("COLUMNS", size.ws_col, 80), kLeastWidth, kMostColumns);
     chart.nRows = std::clamp(extent("LINES", size.ws_row, 27) - kOtherLines, 4, 24);
 
-    const std::string strTerm = Environment("TERM");
-    const bool bPoor = strTerm == "dumb" || strTerm == "linux";
-    chart.bAscii = strStyle == "ascii" || (strStyle != "unicode" && (bPoor || !LocaleIsUtf8()));
-    chart.bColour = bTerminal && strTerm != "dumb" && Environment("NO_COLOR").empty();
+    chart.bAscii = strStyle == "ascii" || (strStyle != "unicode" && !ShowsUnicode());
+    chart.bColour = bTerminal && Environment("TERM") != "dumb" && Environment("NO_COLOR").empty();
 }
 
 }  // namespace qrx::cli::chart

@@ -8,10 +8,13 @@
 
 namespace qrx::cli::chart {
 
+// Whether the terminal shows more than ASCII: a locale of UTF-8, and a TERM that is neither "dumb"
+// nor "linux" (whose font has few signs).
+bool ShowsUnicode();
+
 // Fills width, rows, ASCII and colour. The size is that of COLUMNS and LINES, or the
-// terminal's own, else 80 by 27. ASCII where the locale is not UTF-8 or TERM is "dumb" or "linux"
-// (whose font has no heavy lines), unless strStyle says "unicode" or "ascii". Colours only on a
-// terminal, and not with NO_COLOR.
+// terminal's own, else 80 by 27. strStyle is "unicode", "ascii", or "auto": what the terminal
+// shows. Colours only on a terminal, and not with NO_COLOR.
 void FitTerminal(Chart& chart, const std::string& strStyle, bool bTerminal);
 
 }  // namespace qrx::cli::chart

@@ -2,6 +2,7 @@
 #include <optional>
 
 #include "app/failure.h"
+#include "commands/adjust.h"
 #include "commands/chart_page.h"
 #include "commands/command.h"
 #include "commands/completion.h"
@@ -9,43 +10,21 @@
 #include "commands/series.h"
 
 namespace qrx::cli {
-namespace {
-
-// Bars that were reckoned in different ways stand in tables of their own.
-std::string TableName(const Cycle& cycle, const Arguments& args) {
-    std::string strName = BarKind(cycle).strName;
-    if (args.Has("--complete")) strName += "_complete";
-    if (args.Get("--adjust", "none") != "none") strName += "_" + args.Get("--adjust");
-    if (args.Has("--adjust-date")) {
-        strName += "_" + std::to_string(ParseDate(args.Get("--adjust-date"), "--adjust-date"));
-    }
-    if (args.Has("--adjust-volume")) strName += "_volume";
-    return strName;
-}
-
-}  // namespace
-
 void RunBars(Context& context) {
     const Arguments& args = context.Args();
     const DayRange range = ReadDayRange(args);
     const Cycle cycle = ParseCycle(args.Get("--cycle", "d"));
     const bool bComplete = args.Has("--complete");
-    const std::string strAdjust = args.Get("--adjust", "none");
     QRXDefine_ReqKLine request{};
     request.nCycType = cycle.nType;
     request.nCycDef = cycle.nCount;
-    request.nModeFlag = strAdjust == "forward" ? 1 : strAdjust == "backward" ? 2 : 0;
-    if (args.Has("--adjust-date")) {
-        if (strAdjust != "forward") RefuseUsage("--adjust-date goes with --adjust forward");
-        request.nModeDate = ParseDate(args.Get("--adjust-date"), "--adjust-date");
-    }
-    request.nModeSwitch = args.Has("--adjust-volume") ? 1 : 0;
+    FillAdjustment(request, args);
     if (bComplete && !cycle.Intraday()) {
         RefuseUsage("--complete goes with bars of seconds and minutes, such as --cycle 5m");
     }
     std::optional<ChartPage> chart;
     if (args.Has("--chart")) chart.emplace(context);
-    const Shape shape = {TableName(cycle, args), PlainColumnsOf<QRXDefine_KLine>(),
+    const Shape shape = {BarKind(cycle, args).strName, PlainColumnsOf<QRXDefine_KLine>(),
                          cycle.Intraday()};
     const auto pResults = chart ? nullptr : context.OpenResults(shape);
     Connection& connection = context.Connect();

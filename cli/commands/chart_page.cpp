@@ -3,17 +3,29 @@
 
 #include "app/failure.h"
 #include "chart/terminal.h"
+#include "output/choice.h"
 
 namespace qrx::cli {
+namespace {
 
-ChartPage::ChartPage(const Context& context)
-    : m_context(context), m_sink(context.Args().Get("--output")) {
+// Where a chart goes, once nothing is asked that only rows can do.
+std::string FileOf(const Arguments& args) {
     for (const char* szOption : {"--format", "--columns", "--limit", "--raw", "--tz"}) {
-        if (context.Args().Has(szOption)) {
+        if (args.Has(szOption)) {
             RefuseUsage(std::string(szOption) + " is about rows; it does not go with --chart");
         }
     }
+    const OutputChoice choice = ReadOutputChoice(args, 0);
+    if (choice.strFormat != "table") {
+        RefuseUsage("-o " + choice.strFile +
+                    " is for rows; give a chart another name, such as chart.txt");
+    }
+    return choice.strFile;
 }
+
+}  // namespace
+
+ChartPage::ChartPage(const Context& context) : m_context(context), m_sink(FileOf(context.Args())) {}
 
 // Bars without any price are what completion leaves where nothing is known yet: not drawn.
 void ChartPage::Draw(std::vector<std::string> vecTitle, std::span<const QRXDefine_KLine> bars,

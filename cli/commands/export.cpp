@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <deque>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "app/failure.h"
 #include "commands/command.h"
 #include "export/exporter.h"
 #include "text/dates.h"
+#include "text/encoding.h"
 
 namespace qrx::cli {
 namespace {
@@ -58,20 +60,62 @@ ExportRequest RequestOf(const OutputChoice& choice) {
             {"--price-unit", "1e" + std::to_string(choice.style.nPriceDigits)}};
 }
 
+// A market's name stands for all of its securities. Each security once.
+std::deque<QRXDefine_Code> FindCodes(Connection& connection,
+                                     const std::vector<std::string>& vecNames) {
+    std::deque<QRXDefine_Code> codes;
+    std::set<std::string> seen;
+    const auto add = [&](const QRXDefine_Code& code) {
+        if (seen.insert(std::string(FieldView(code.szVelaCode))).second) codes.push_back(code);
+    };
+    for (const std::string& strName : vecNames) {
+        const auto& vecMarkets = connection.Markets();
+        const bool bMarket = std::any_of(
+            vecMarkets.begin(), vecMarkets.end(),
+            [&](const std::string& strMarket) { return FoldCase(strMarket) == FoldCase(strName); });
+        if (!bMarket) {
+            add(connection.FindCode(strName));
+            continue;
+        }
+        const auto table = connection.Get().Codes(strName.c_str());
+        connection.Check(table.code, "securities of " + strName);
+        for (const QRXDefine_Code& code : table.value) add(code);
+    }
+    return codes;
+}
+
+void CheckReckoning(const Arguments& args, const std::deque<RecordKind>& kinds) {
+    const auto any = [&](const auto& test) {
+        return std::any_of(kinds.begin(), kinds.end(), test);
+    };
+    const auto isBars = [](const RecordKind& kind) { return kind.strName.starts_with("bars_"); };
+    if (args.Has("--adjust") && !any(isBars)) RefuseUsage("--adjust goes with bars only");
+    if (args.Get("--adjust") == "forward" && !args.Has("--adjust-date")) {
+        RefuseUsage(
+            "--adjust forward: prices that lead to the latest day change with every dividend; "
+            "name a day that stays, such as --adjust-date 20240105");
+    }
+    const auto completes = [](const RecordKind& kind) {
+        return kind.strName.find("_complete") != std::string::npos;
+    };
+    if (args.Has("--complete") && !any(completes)) {
+        RefuseUsage("--complete goes with bars of seconds and minutes, and with futures");
+    }
+}
+
 // All days but those to come: of one security after the other, kind by kind.
 std::vector<PlannedPart> Plan(const std::deque<RecordKind>& kinds,
                               const std::deque<QRXDefine_Code>& codes, const DayRange& range) {
-    const int nToday = TodayAtExchange();
-    const int nTo = std::min(range.nTo, nToday);
+    const int nTo = std::min(range.nTo, TodayAtExchange());
     const std::vector<int> vecDays = Weekdays(range.nFrom, nTo);
     std::vector<PlannedPart> vecParts;
     for (const QRXDefine_Code& code : codes) {
         for (const RecordKind& kind : kinds) {
             if (!kind.bDaily && range.nFrom <= nTo) {
-                vecParts.push_back({&kind, &code, {range.nFrom, nTo}, nTo >= nToday});
+                vecParts.push_back({&kind, &code, {range.nFrom, nTo}});
             }
             for (const int nDay : vecDays) {
-                if (kind.bDaily) vecParts.push_back({&kind, &code, {nDay, nDay}, nDay >= nToday});
+                if (kind.bDaily) vecParts.push_back({&kind, &code, {nDay, nDay}});
             }
         }
     }
@@ -83,7 +127,7 @@ void Say(const ExportTally& tally, const std::string& strFolder) {
     line << "wrote " << tally.nWritten << " parts with " << tally.nRows << " rows to " << strFolder;
     if (tally.nThere > 0) line << "; " << tally.nThere << " were there";
     if (tally.nEmpty > 0) line << "; " << tally.nEmpty << " have no data";
-    if (tally.nOpen > 0) line << "; " << tally.nOpen << " are of today, and will be asked again";
+    if (tally.nOpen > 0) line << "; " << tally.nOpen << " are of late days and will be asked again";
     if (tally.nUnfit > 0) line << "; " << tally.nUnfit << " are of a kind that the security lacks";
     Sink sink("");
     sink.Write(line.str() + "\n");
@@ -103,19 +147,24 @@ void RunExport(Context& context) {
     if (vecCodes.empty()) RefuseUsage("export needs a CODE, such as 600000.SH, or --codes-from");
     std::deque<RecordKind> kinds;
     for (const std::string& strKind : Words(args.Get("--kinds"))) {
-        kinds.push_back(ParseKind(strKind, "--kinds"));
+        kinds.push_back(ParseKind(strKind, "--kinds", args));
         CheckColumns(choice.strColumns, kinds.back().GetShape());
     }
     if (kinds.empty()) RefuseUsage("export needs --kinds, such as --kinds ticks,bars_1m");
+    CheckReckoning(args, kinds);
 
+    // Nothing is made or removed for a request that cannot be met.
+    const std::deque<QRXDefine_Code> codes = FindCodes(context.Connect(), vecCodes);
     Manifest manifest(strFolder, RequestOf(choice), args.Has("--restart"));
     Exporter exporter(context, choice, manifest);
-    std::deque<QRXDefine_Code> codes;
-    for (const std::string& strCode : vecCodes)
-        codes.push_back(context.Connect().FindCode(strCode));
     const ExportTally tally = exporter.Run(Plan(kinds, codes, range));
     const std::string strWhat = args.Get("--kinds") + " of these securities " + range.Text();
-    if (tally.nWritten + tally.nThere > 0) return Say(tally, strFolder);
+    Say(tally, strFolder);
+    if (tally.nFailed > 0) {
+        throw Failure(EXIT_COMPLETION, std::to_string(tally.nFailed) +
+                                           " parts are missing, first " + tally.strFailed);
+    }
+    if (tally.bAnyRow) return;
     if (tally.nUnfit > 0 && tally.nEmpty == 0) {
         throw Failure(EXIT_WRONG_TYPE, "there are no " + strWhat);
     }

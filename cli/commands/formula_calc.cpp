@@ -26,10 +26,12 @@ void Fill(char (&field)[nWidth], const std::string& strText, const char* szWhat)
 // The columns that --on names, or all, as lines over the bars. What a formula has not reached yet
 // is sent as zeros: those before its first value are no values.
 std::vector<chart::Overlay> Overlays(const std::string& strOn, const Calculation& calculation,
-                                     const Decoder& decoder,
-                                     std::span<const QRXDefine_KLine> bars) {
-    const int nStamps =
-        calculation.Columns() > 1 && decoder.ToUtf8(calculation.Name(1)) == "Time" ? 2 : 1;
+                                     const Decoder& decoder, std::span<const QRXDefine_KLine> bars,
+                                     bool bTimes) {
+    // A date, and a time below a day; a longer cycle's column of that name is the formula's own.
+    const bool bTimeColumn =
+        bTimes && calculation.Columns() > 1 && decoder.ToUtf8(calculation.Name(1)) == "Time";
+    const int nStamps = bTimeColumn ? 2 : 1;
     const auto at = [&](int nColumn, int nRow) {
         const int32_t* pColumn = calculation.Column(nColumn);
         return pColumn != nullptr ? pColumn[nRow] : 0;
@@ -105,7 +107,8 @@ void RunFormulaCalc(Context& context) {
         connection.Check(bars.code, "bars of " + strCode + " " + range.Text());
         const std::span<const QRXDefine_KLine> all(bars.value.data(), bars.value.size());
         return chart->Draw({strCode + " " + args.Get("--cycle", "d"), range.Text()}, all,
-                           cycle.Intraday(), Overlays(args.Get("--on"), calculation, decoder, all));
+                           cycle.Intraday(),
+                           Overlays(args.Get("--on"), calculation, decoder, all, cycle.Intraday()));
     }
     std::vector<Column> vecColumns = {{"code", Kind::Text}};
     for (int i = 0; i < calculation.Columns(); ++i) {

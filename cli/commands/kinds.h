@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "app/arguments.h"
 #include "commands/cycle.h"
 #include "output/results.h"
 
@@ -75,12 +76,18 @@ Fetched ToFetched(Result<Array<Record>> result) {
 // ticks, ticks_book, trades, orders, queues, futures, futures_book.
 const RecordKind& KindOf(const std::string& strName);
 
-// Bars of a cycle, as the server sends them: "bars_5m".
-RecordKind BarKind(const Cycle& cycle);
+// The futures kind of the name, each day laid onto its session grid. Fetching throws
+// Failure(EXIT_COMPLETION) for a day that cannot be.
+RecordKind CompletedKind(const std::string& strName);
 
-// Any of them by its name. Throws Failure(EXIT_USAGE) that names the nearest; strOption names the
-// option in it.
-RecordKind ParseKind(const std::string& strName, const std::string& strOption);
+// Bars of a cycle: "bars_5m", "bars_5m_complete", "bars_d_forward_20240105". Adjusted and completed
+// as the arguments say; fetching bars to be completed throws as above.
+RecordKind BarKind(const Cycle& cycle, const Arguments& arguments = {});
+
+// Any of them by its name, with what the arguments say of --complete and --adjust. Throws
+// Failure(EXIT_USAGE) that names the nearest; strOption names the option in it.
+RecordKind ParseKind(const std::string& strName, const std::string& strOption,
+                     const Arguments& arguments);
 
 }  // namespace qrx::cli
 

@@ -1,6 +1,7 @@
 // See the header.
 #include "export/exporter.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "app/failure.h"
@@ -11,7 +12,9 @@ namespace qrx::cli {
 namespace {
 
 namespace fs = std::filesystem;
-constexpr auto kSaveInterval = std::chrono::seconds(2);
+
+// A day that a server has nothing for is one without trading, or one that is not loaded yet.
+constexpr int kDaysUntilEmptyIsSettled = 7;
 
 std::string SliceText(const Slice& slice) {
     if (slice.nFrom == slice.nTo) return "on " + DateText(slice.nFrom);
@@ -41,9 +44,14 @@ ExportTally Exporter::Run(std::vector<PlannedPart> vecParts) {
     m_progress.emplace(static_cast<int>(vecParts.size()), "parts");
     try {
         for (const PlannedPart& part : vecParts) {
-            Take(part);
+            try {
+                Take(part);
+            } catch (const Failure& failure) {
+                if (failure.Code() != EXIT_COMPLETION) throw;
+                if (m_tally.nFailed++ == 0) m_tally.strFailed = failure.Sentence();
+            }
             m_progress->Done(m_tally.nRows);
-            if (std::chrono::steady_clock::now() - m_saved > kSaveInterval) Save();
+            SaveNowAndThen();
         }
     } catch (const Failure& failure) {
         m_progress.reset();
@@ -58,7 +66,7 @@ ExportTally Exporter::Run(std::vector<PlannedPart> vecParts) {
 }
 
 // A part over many days that was asked for other days before is asked again over both together.
-bool Exporter::IsThere(PlannedPart& part) const {
+bool Exporter::IsThere(PlannedPart& part) {
     const std::string strName = part.Name();
     const Part* pFormer = m_manifest.Find(strName);
     if (pFormer == nullptr) return false;
@@ -66,10 +74,18 @@ bool Exporter::IsThere(PlannedPart& part) const {
     part.slice.nFrom = std::min(part.slice.nFrom, pFormer->nFrom);
     part.slice.nTo = std::max(part.slice.nTo, pFormer->nTo);
     if (!bCovered || pFormer->state == Part::Open) return false;
-    if (pFormer->state == Part::Empty || m_database) return true;
+    if (pFormer->state == Part::Empty) return true;
     std::error_code error;
-    const auto nBytes = fs::file_size(m_manifest.PartPath(strName), error);
-    return !error && static_cast<int64_t>(nBytes) == pFormer->nBytes;
+    const auto nBytes = m_database ? 0 : fs::file_size(m_manifest.PartPath(strName), error);
+    const bool bWhole = !error && static_cast<int64_t>(nBytes) == pFormer->nBytes;
+    m_tally.bAnyRow = m_tally.bAnyRow || bWhole;
+    return bWhole;
+}
+
+// Whether there may be more of it tomorrow.
+bool Exporter::IsOpen(const PlannedPart& part, bool bEmpty) const {
+    const int nSettled = bEmpty ? AddDays(m_nToday, -kDaysUntilEmptyIsSettled) : m_nToday;
+    return part.slice.nTo >= nSettled;
 }
 
 void Exporter::Take(const PlannedPart& part) {
@@ -89,15 +105,18 @@ void Exporter::Take(const PlannedPart& part) {
     if (fetched.code == ResultCode::NoData) {
         ++m_tally.nEmpty;
         done.state = Part::Empty;
+        std::error_code none;
+        if (!m_database) fs::remove(m_manifest.PartPath(part.Name()), none);
     } else {
         connection.Check(fetched.code, std::string(part.pKind->szPlural) + " of " +
                                            std::string(FieldView(part.pCode->szVelaCode)) + " " +
                                            SliceText(part.slice));
         done = Write(part, fetched);
         ++m_tally.nWritten;
+        m_tally.bAnyRow = true;
         m_tally.nRows += done.nRows;
     }
-    if (part.bOpen) {
+    if (IsOpen(part, done.state == Part::Empty)) {
         ++m_tally.nOpen;
         done.state = Part::Open;
     }
@@ -142,7 +161,16 @@ Part Exporter::Write(const PlannedPart& part, const Fetched& fetched) {
 void Exporter::Save() {
     if (m_database) m_database->Commit();
     m_manifest.Save();
-    m_saved = std::chrono::steady_clock::now();
+}
+
+// A long manifest takes long to write.
+void Exporter::SaveNowAndThen() {
+    using Clock = std::chrono::steady_clock;
+    const auto begin = Clock::now();
+    if (begin < m_saved + m_pause) return;
+    Save();
+    m_saved = Clock::now();
+    m_pause = std::max<Clock::duration>(std::chrono::seconds(1), 20 * (m_saved - begin));
 }
 
 }  // namespace qrx::cli

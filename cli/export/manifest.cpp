@@ -124,7 +124,11 @@ void Manifest::Remove(const std::string& strFormat) const {
     std::error_code error;
     fs::remove(DatabasePath(), error);
     for (const auto& [strName, part] : m_parts) {
-        fs::remove(m_strFolder + "/" + strName + "." + PathStep(strFormat), error);
+        fs::path path = m_strFolder + "/" + strName + "." + PathStep(strFormat);
+        fs::remove(path, error);
+        while ((path = path.parent_path()) != m_strFolder) {
+            if (!fs::remove(path, error)) break;  // not empty
+        }
     }
 }
 

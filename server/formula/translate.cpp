@@ -140,7 +140,7 @@ private:
         do {
             Name();
             if (Accept("<")) {
-                Name();
+                if (Name() != "const") FailHere("only <const> is known, not <close>");
                 Expect(">");
             }
         } while (Accept(","));

@@ -87,7 +87,9 @@ TEST_F(Charts, WideCandlesWithVolumes) {
       └─┬─────
         2024-01
 )");
-    EXPECT_EQ(m_cli.Run("bars 600000.SH --from 20240105 --chart --columns time"), 2);
+    for (const char* szRows : {"--columns time", "--tz UTC", "-o market.sqlite", "-o a.csv"}) {
+        EXPECT_EQ(m_cli.Run(std::string("bars 600000.SH --from 20240105 --chart ") + szRows), 2);
+    }
     EXPECT_EQ(m_cli.Run("formula calc A 600000.SH --from 20240105 --on A"), 2);
 }
 

@@ -2,6 +2,8 @@
 // up.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <fstream>
 #include <random>
 
 #include "formula/answer_stream.h"
@@ -171,6 +173,7 @@ TEST(FormulaSandbox, HasNoWayOut) {
         {"x = '10' + 1", "string value"},
         {"x = _ENV", "the name _ENV is not open"},
         {"local _ENV = {}", "the name _ENV is not open"},
+        {"local x <close> = nil", "only <const>"},
         {"__lt = 1", "the name __lt is not open"},
         {"x = CLOSE.__index", "the name __index is not open"},
         {"x = CLOSE['__index']", "a column has no parts"},
@@ -302,10 +305,34 @@ TEST(FormulaAnswer, HasTheseBytes) {
     EXPECT_EQ(EncodeAnswer(vecBars, false, vecColumns), strDates + strColumns);
 }
 
-TEST(FormulaTrial, TellsColumnsAndParameters) {
-    const Trial trial = Try("FAST = FAST or 12 A = MA(CLOSE, M) - SMA(CLOSE, FAST, P1) B = A * M");
-    EXPECT_EQ(trial.vecColumns, (std::vector<std::string>{"A", "B"}));
-    EXPECT_EQ(trial.vecParameters, (std::vector<std::string>{"M", "P1"}));
+// The three examples of docs/formulas.md, with the bars and the results that stand there.
+TEST(FormulaExamples, GiveWhatTheDocumentSays) {
+    std::ifstream file(QRX_SOURCE_DIR "/docs/formulas.md");
+    std::vector<std::string> vecTexts;
+    bool bExamples = false;
+    bool bBefore = false;
+    for (std::string strLine; std::getline(file, strLine);) {
+        if (strLine.starts_with("## ")) bExamples = strLine == "## Three worked examples";
+        const bool bCode = bExamples && strLine.starts_with("    ");
+        if (bCode && !bBefore) vecTexts.emplace_back();
+        if (bCode) vecTexts.back() += strLine + "\n";
+        bBefore = bCode;
+    }
+    ASSERT_EQ(vecTexts.size(), 3U);
+    const auto result = [&](size_t i, const Parameters& parameters,
+                            const std::vector<std::array<int, 3>>& vecPrices) {
+        std::vector<ZPMDefine_KData> vecBars;
+        for (const auto& [nLow, nHigh, nClose] : vecPrices) {
+            vecBars.push_back({20240105, 0, nClose, nHigh, nLow, nClose, 1, 1, 1, 0});
+        }
+        return Text(Evaluate(vecTexts[i], parameters, vecBars));
+    };
+    EXPECT_EQ(result(0, {}, {{0, 0, 100000}, {0, 0, 113000}}),
+              "DIF@0 0 1037; DEA@0 0 207; MACD@0 0 1659; ");
+    EXPECT_EQ(result(1, {{"N", 2}}, {{9, 11, 10}, {10, 13, 12}}),
+              "K@1 0 7500; D@1 0 7500; J@1 0 7500; ");
+    EXPECT_EQ(result(2, {{"N", 3}}, {{0, 0, 100000}, {0, 0, 101000}, {0, 0, 102000}}),
+              "MID@2 0 0 101000; UPPER@2 0 0 103000; LOWER@2 0 0 99000; ");
 }
 
 }  // namespace
