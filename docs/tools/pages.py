@@ -41,8 +41,11 @@ def on_site(text, source):
             raise SystemExit(f"{source.name}: {place} has no page on the site")
         return f"]({moved}{'#' + anchor if anchor else ''})"
 
-    text = re.sub(r"\]\(([^)\s]+)\)", link, text)
-    return re.sub(r"<!-- picture: (\S+) (.*?) -->", r"![\2](pictures/\1.png)", text)
+    parts = re.split(r"(^```.*?^```$)", text, flags=re.M | re.S)
+    for i in range(0, len(parts), 2):  # what stands between programs
+        parts[i] = re.sub(r"\]\(([^)\s]+)\)", link, parts[i])
+        parts[i] = re.sub(r"<!-- picture: (\S+) (.*?) -->", r"![\2](pictures/\1.png)", parts[i])
+    return "".join(parts)
 
 
 def fields():
