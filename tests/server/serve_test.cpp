@@ -407,6 +407,22 @@ TEST_F(ServeTest, MoreConnectionsThanAllowedAreTurnedAway) {
     FAIL() << "places of connections that left are not given away again";
 }
 
+TEST_F(ServeTest, AClientMayRestSoLongAndNoLonger) {
+    const ScratchFolder folder;
+    const ServerProcess server(folder, Db(), {"--idle", "1", "--stall", "60"});
+    ServerClient client(server);
+    client.LogIn("alice", "secret");
+    EXPECT_TRUE(client.IsClosedByServer());  // it would wait for 20 seconds
+    EXPECT_NE(std::string::npos, server.Log().find("nothing moved in time"));
+    for (const char* szLimit : {"--idle", "--stall", "--max-connections"}) {
+        for (const char* szValue : {"0", "-1", "99999999999999"}) {
+            const auto result =
+                RunServerCommand({"serve", "--db", Db(), "--port", "0", szLimit, szValue});
+            EXPECT_NE(std::string::npos, result.strOutput.find(szLimit)) << result.strOutput;
+        }
+    }
+}
+
 TEST_F(ServeTest, ASecondServerCannotTakeThePortAndSaysSo) {
     const auto result =
         RunServerCommand({"serve", "--db", Db(), "--port", std::to_string(s_pServer->Port())});
