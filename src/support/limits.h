@@ -33,6 +33,10 @@ inline constexpr size_t kSpareBlocks = 16;
 // Pieces in which the rest of an abandoned packet is read and thrown away.
 inline constexpr size_t kDrainPiece = size_t{64} << 10;
 
+// Bytes of packets taken before they are decoded while the next ones arrive: several packets, which
+// the decoder takes in lockstep, and still in the cache when they are.
+inline constexpr int64_t kDecodeBatch = int64_t{2} << 20;
+
 // Server records decoded at a time by the plain pipeline, so that no peer's count sizes it.
 inline constexpr int kScratchRecords = 256;
 

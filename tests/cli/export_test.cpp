@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 
+#include "cli/database.h"
 #include "cli/market.h"
 #include "cli/served_market.h"
 
@@ -209,16 +210,10 @@ TEST_F(Export, FillsADatabase) {
     Run(strArguments + "20240105");
     ASSERT_EQ(m_cli.Run("trades 600000.SH --from 20240104 --to 20240105 -f csv"), 0);
     const std::string strRows = m_cli.Out();
-    const std::string strCommand = "python3 -c 'import sqlite3\nd = sqlite3.connect(\"" +
-                                   (m_cli.Folder() / "x/data.sqlite").string() +
-                                   "\")\nfor t in (\"trades\", \"bars_d\"):\n"
-                                   "  print(*d.execute(\"select count(*) from \" + t).fetchone())'";
-    FILE* pPipe = popen(strCommand.c_str(), "r");
-    long nTrades = 0, nBars = 0;
-    ASSERT_EQ(fscanf(pPipe, "%ld %ld", &nTrades, &nBars), 2);
-    pclose(pPipe);
-    EXPECT_EQ(nTrades, std::count(strRows.begin(), strRows.end(), '\n') - 1);
-    EXPECT_EQ(nBars, 2);
+    const auto nTrades = std::count(strRows.begin(), strRows.end(), '\n') - 1;
+    const std::string strDatabase = (m_cli.Folder() / "x/data.sqlite").string();
+    EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM trades"), std::to_string(nTrades) + "\n");
+    EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM bars_d"), "2\n");
 }
 
 // The server names its securities; none of the names may lead out of the folder.
