@@ -22,6 +22,7 @@ int Run(int argc, char** argv) {
         return EXIT_OK;
     }
     Context context(parsed.arguments);
+    if ((parsed.pCommand->nTraits & Command::OwnSettings) == 0) context.GetSettings();
     parsed.pCommand->pfnRun(context);
     return EXIT_OK;
 }
@@ -35,7 +36,11 @@ int main(int argc, char** argv) {
     } catch (const ReaderGone&) {
         return EXIT_OK;
     } catch (const Failure& failure) {
-        if (!failure.Sentence().empty()) fprintf(stderr, "qrx: %s.\n", failure.Sentence().c_str());
+        const std::string& strSentence = failure.Sentence();
+        if (!strSentence.empty()) {
+            const char* szEnd = strSentence.ends_with('?') ? "" : ".";
+            fprintf(stderr, "qrx: %s%s\n", strSentence.c_str(), szEnd);
+        }
         return failure.Code();
     } catch (const std::bad_alloc&) {
         fprintf(stderr, "qrx: there is not enough memory.\n");

@@ -1,6 +1,7 @@
-"""Puts the shared library into the wheel. Version and platform tag are what the library has.
+"""Puts the two shared libraries into the wheel. Version and platform tag are what the library has.
 
-QRX_WHEEL_LIBRARY names the library; without it that of build/release or build is taken.
+QRX_WHEEL_LIBRARY names libqrx.so.1, beside which the other one lies; without it that of
+build/release or build is taken.
 """
 
 import os
@@ -16,20 +17,21 @@ HERE = Path(__file__).resolve().parent
 VERSION = re.search(r'VERSION = "(.*?)"', (HERE / "qrx/_generated.py").read_text())
 
 
-def library() -> Path:
+def libraries() -> list[Path]:
     given = os.environ.get("QRX_WHEEL_LIBRARY")
     places = [Path(given)] if given else [HERE.parent / "build/release/libqrx.so.1",
                                           HERE.parent / "build/libqrx.so.1"]
     for place in places:
         if place.exists():
-            return place
+            return [place, place.with_name("libqrx_grids.so.1")]
     raise SystemExit(f"there is no library at {places[0]}; build it, or set QRX_WHEEL_LIBRARY")
 
 
 class BuildWithLibrary(build_py):  # type: ignore[misc]
     def run(self) -> None:
         super().run()
-        shutil.copyfile(library(), Path(self.build_lib) / "qrx/libqrx.so.1")
+        for place in libraries():
+            shutil.copyfile(place, Path(self.build_lib) / "qrx" / place.name)
 
 
 class OneWheelForEveryPython(bdist_wheel):  # type: ignore[misc]

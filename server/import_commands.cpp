@@ -24,6 +24,29 @@ int Unit(const std::string& strName, const std::string& strText) {
     return *n;
 }
 
+// An option that takes one of a few words, which its help shows; the present value is the default.
+template <class T>
+void AddChoice(CLI::App* pCommand, const std::string& strName, T& value,
+               const std::vector<std::pair<const char*, T>>& words, const std::string& strHelp) {
+    std::string strWords;
+    std::string strDefault;
+    for (const auto& [szWord, meaning] : words) {
+        strWords += (strWords.empty() ? "" : "|") + std::string(szWord);
+        if (meaning == value) strDefault = szWord;
+    }
+    const auto check = [words, strWords](std::string& strText) {
+        for (const auto& [szWord, meaning] : words) {
+            if (strText != szWord) continue;
+            strText = std::to_string(static_cast<int>(meaning));
+            return std::string();
+        }
+        return "takes " + strWords + ", not " + strText;
+    };
+    pCommand->add_option(strName, value, strHelp + " (" + strDefault + ")")
+        ->transform(CLI::Validator(check, ""))
+        ->type_name(strWords);
+}
+
 void Import(ImportKind kind, Arguments& arguments) {
     ImportOptions& options = arguments.options;
     for (const auto& str : arguments.vecMap) {
@@ -68,7 +91,7 @@ void AddImportCommands(CLI::App& app) {
         {"queues", "Order queues", ImportKind::Queues},
         {"snapshots", "Snapshots of futures and options, with up to five levels",
          ImportKind::Snapshots},
-        {"bars", "Bars of one minute or one day", ImportKind::Bars},
+        {"bars", "Bars of one minute, five minutes or one day", ImportKind::Bars},
         {"adjust", "Adjustment factors", ImportKind::Adjust},
     };
     CLI::App* pImport = app.add_subcommand("import", "Import CSV files, plain or gzip");
@@ -76,71 +99,64 @@ void AddImportCommands(CLI::App& app) {
     for (const auto& row : kKinds) {
         const auto p = std::make_shared<Arguments>();
         CLI::App* pKind = pImport->add_subcommand(row.szName, row.szHelp);
-        pKind->add_option("--db", p->strDb, "The store's file")->required();
+        pKind->add_option("--db", p->strDb, "The store's file")->required()->type_name("FILE");
         pKind->add_option("files", p->vecFiles, "Files; each is imported whole or not at all")
-            ->required();
-        pKind
-            ->add_option("--map", p->vecMap,
-                         "Other column names: theirs=ours,... ; * in both for numbered columns")
-            ->allow_extra_args(false);  // what follows is a file
-        pKind->add_option("--set", p->vecSet, "Values for every row: ours=value,...")
-            ->allow_extra_args(false);
+            ->required()
+            ->type_name("");
+        pKind->add_option("--map", p->vecMap,
+                          "Other column names; * in both for numbered columns")
+            ->allow_extra_args(false)  // what follows is a file
+            ->type_name("THEIRS=OURS,...");
+        pKind->add_option("--set", p->vecSet, "Values for every row")
+            ->allow_extra_args(false)
+            ->type_name("OURS=VALUE,...");
         pKind->add_option("--encoding", p->options.strEncoding, "Text encoding, such as gbk")
-            ->capture_default_str();
+            ->capture_default_str()
+            ->type_name("NAME");
         if (row.kind != ImportKind::Codes && row.kind != ImportKind::Adjust) {
             pKind
                 ->add_option("--decimals", p->nDecimals,
                              "Prices are whole numbers with this many decimals in them")
-                ->check(CLI::Range(0, 9))
-                ->capture_default_str();
+                ->check(CLI::Range(0, 9).description(""))
+                ->capture_default_str()
+                ->type_name("N");
             pKind->add_option("--volume-unit", p->strVolumeUnit, "What a volume of 1 stands for")
-                ->capture_default_str();
+                ->capture_default_str()
+                ->type_name("N");
             pKind
                 ->add_option("--turnover-unit", p->strTurnoverUnit,
                              "What a turnover of 1 stands for")
-                ->capture_default_str();
-            pKind
-                ->add_option("--time", p->options.timeForm,
-                             "Form of times without colons: hhmmss, hhmmsscc, hhmmssmmm")
-                ->transform(CLI::CheckedTransformer(
-                    std::map<std::string, TimeForm>{{"hhmmss", TimeForm::Hhmmss},
-                                                    {"hhmmsscc", TimeForm::HhmmssCc},
-                                                    {"hhmmssmmm", TimeForm::HhmmssMmm}}));
-            pKind
-                ->add_option("--night", p->options.nightForm,
-                             "Night rows carry their calendar date, their trading day, or there "
-                             "are none: calendar, trading, none")
-                ->transform(CLI::CheckedTransformer(
-                    std::map<std::string, NightForm>{{"calendar", NightForm::Calendar},
-                                                     {"trading", NightForm::Trading},
-                                                     {"none", NightForm::None}}));
+                ->capture_default_str()
+                ->type_name("N");
+            if (row.kind == ImportKind::Bars) p->options.timeForm = TimeForm::Hhmmss;
+            AddChoice<TimeForm>(pKind, "--time", p->options.timeForm,
+                                {{"hhmmss", TimeForm::Hhmmss},
+                                 {"hhmmsscc", TimeForm::HhmmssCc},
+                                 {"hhmmssmmm", TimeForm::HhmmssMmm}},
+                                "Form of times without colons");
+            AddChoice<NightForm>(pKind, "--night", p->options.nightForm,
+                                 {{"calendar", NightForm::Calendar},
+                                  {"trading", NightForm::Trading},
+                                  {"none", NightForm::None}},
+                                 "Night rows carry their calendar date or their trading day");
             pKind->add_flag("--append", p->options.bAppend,
                             "Add to the days that are stored instead of replacing them");
         }
         if (row.kind == ImportKind::Bars) {
-            p->options.timeForm = TimeForm::Hhmmss;
-            pKind->add_option("--cycle", p->options.bDaily, "The bars are of a minute or a day")
-                ->transform(CLI::CheckedTransformer(
-                    std::map<std::string, bool>{{"minute", false}, {"day", true}}));
-            pKind
-                ->add_option("--label", p->options.bLabelAtEnd,
-                             "A minute is named by its begin or its end")
-                ->transform(CLI::CheckedTransformer(
-                    std::map<std::string, bool>{{"begin", false}, {"end", true}}));
-            pKind
-                ->add_option("--auction", p->options.bRefuseAuction,
-                             "A bar before a session is joined to the session's first, or the "
-                             "file refused: join, refuse")
-                ->transform(CLI::CheckedTransformer(
-                    std::map<std::string, bool>{{"join", false}, {"refuse", true}}));
+            AddChoice<int>(pKind, "--cycle", p->options.nBarMinutes,
+                           {{"minute", 1}, {"5m", 5}, {"day", 0}}, "What a bar covers");
+            AddChoice<bool>(pKind, "--label", p->options.bLabelAtEnd,
+                            {{"begin", false}, {"end", true}},
+                            "A bar is named by the begin or the end of its minutes");
+            AddChoice<bool>(pKind, "--auction", p->options.bRefuseAuction,
+                            {{"join", false}, {"refuse", true}},
+                            "A bar before a session is joined to its first, or the file refused");
         }
         if (row.kind == ImportKind::Ticks || row.kind == ImportKind::Bars ||
             row.kind == ImportKind::Snapshots) {
-            pKind
-                ->add_option("--volume", p->options.bCumulative,
-                             "Volume and turnover are per-row or cumulative")
-                ->transform(CLI::CheckedTransformer(
-                    std::map<std::string, bool>{{"per-row", false}, {"cumulative", true}}));
+            AddChoice<bool>(pKind, "--volume", p->options.bCumulative,
+                            {{"per-row", false}, {"cumulative", true}},
+                            "Volume and turnover of a row, or of the day so far");
         }
         pKind->callback([p, kind = row.kind] { Import(kind, *p); });
     }

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -19,6 +20,15 @@ struct SimulateArguments {
     std::string strDb;
     simulate::Options options;
 };
+
+// Wherever this machine is: eight hours ahead of UTC.
+int TodayAtExchange() {
+    using namespace std::chrono;
+    const year_month_day date(floor<days>(system_clock::now() + hours(8)));
+    return static_cast<int>(date.year()) * 10000 +
+           static_cast<int>(static_cast<unsigned>(date.month())) * 100 +
+           static_cast<int>(static_cast<unsigned>(date.day()));
+}
 
 void StoreDay(Store& store, const simulate::Instrument& instrument, const simulate::Day& day) {
     const DayKey key{instrument.strMarket, instrument.strCode, day.nTradingDay};
@@ -52,9 +62,28 @@ void StoreDailyBars(Store& store, const simulate::Instrument& instrument,
     }
 }
 
+// Its progress is gone from the terminal when it returns.
+void StoreDays(Store& store, simulate::Simulator& simulator) {
+    ProgressBar progress("simulating", isatty(STDERR_FILENO) != 0);
+    const size_t nAll = simulator.Instruments().size() * simulator.TradingDays().size();
+    size_t nDone = 0;
+    for (const auto& instrument : simulator.Instruments()) {
+        std::vector<ZPMDefine_KData> vecDaily;
+        for (const int nDay : simulator.TradingDays()) {
+            const simulate::Day day = simulator.RunDay(instrument, nDay);
+            StoreDay(store, instrument, day);
+            vecDaily.push_back(day.daily);
+            ++nDone;
+            progress.Show(static_cast<double>(nDone) / static_cast<double>(nAll),
+                          static_cast<int64_t>(nDone));
+        }
+        StoreDailyBars(store, instrument, vecDaily);
+    }
+}
+
 void Simulate(const SimulateArguments& arguments) {
     simulate::Options options = arguments.options;
-    if (options.nEndDate == 0) options.nEndDate = BusinessConvertor::GetCurYYMMDD();
+    if (options.nEndDate == 0) options.nEndDate = TodayAtExchange();
     if (BusinessConvertor::GetDayOfWeek(options.nEndDate) == 8) {
         throw StoreError("--end is not a date; a date is written like 20240105");
     }
@@ -75,21 +104,7 @@ void Simulate(const SimulateArguments& arguments) {
     }
     for (const auto& [strMarket, vecCodes] : tables) pStore->PutCodes(strMarket, vecCodes);
 
-    ProgressBar progress("simulating", isatty(STDERR_FILENO) != 0);
-    const size_t nAll = simulator.Instruments().size() * simulator.TradingDays().size();
-    size_t nDone = 0;
-    for (const auto& instrument : simulator.Instruments()) {
-        std::vector<ZPMDefine_KData> vecDaily;
-        for (const int nDay : simulator.TradingDays()) {
-            const simulate::Day day = simulator.RunDay(instrument, nDay);
-            StoreDay(*pStore, instrument, day);
-            vecDaily.push_back(day.daily);
-            ++nDone;
-            progress.Show(static_cast<double>(nDone) / static_cast<double>(nAll),
-                          static_cast<int64_t>(nDone));
-        }
-        StoreDailyBars(*pStore, instrument, vecDaily);
-    }
+    StoreDays(*pStore, simulator);
     batch.Commit();
     std::cout << "simulated " << simulator.Instruments().size() << " securities from "
               << simulator.TradingDays().front() << " to " << simulator.TradingDays().back()
@@ -102,13 +117,16 @@ void AddSimulateCommand(CLI::App& app) {
     const auto p = std::make_shared<SimulateArguments>();
     CLI::App* pCommand = app.add_subcommand(
         "simulate", "Fill a store with simulated markets; the same seed gives the same bytes");
-    pCommand->add_option("--db", p->strDb, "Store file")->required();
-    pCommand->add_option("--seed", p->options.iSeed, "Seed (1)");
+    pCommand->add_option("--db", p->strDb, "The store's file")->required()->type_name("FILE");
+    pCommand->add_option("--seed", p->options.iSeed, "Seed (1)")->type_name("N");
     pCommand->add_option("--days", p->options.nDays, "Trading days (1)")
-        ->check(CLI::Range(1, 1000));
-    pCommand->add_option("--end", p->options.nEndDate, "Last day, YYYYMMDD (today)");
+        ->check(CLI::Range(1, 1000).description(""))
+        ->type_name("N");
+    pCommand->add_option("--end", p->options.nEndDate, "Last day (today at the exchange)")
+        ->type_name("YYYYMMDD");
     pCommand->add_option("--market", p->options.vecMarkets, "Markets, such as SH,SZ,SHF (all)")
-        ->delimiter(',');
+        ->delimiter(',')
+        ->type_name("A,B");
     pCommand->callback([p] { Simulate(*p); });
 }
 

@@ -6,6 +6,7 @@
 
 #include "app/failure.h"
 #include "app/interrupt.h"
+#include "text/encoding.h"
 #include "text/nearest.h"
 
 namespace qrx::cli {
@@ -14,11 +15,6 @@ namespace {
 template <size_t nWidth>
 void Fill(char (&field)[nWidth], const std::string& strText) {
     memcpy(field, strText.data(), std::min(nWidth, strText.size()));
-}
-
-std::string Upper(std::string strText) {
-    for (char& ch : strText) ch = static_cast<char>(toupper(static_cast<unsigned char>(ch)));
-    return strText;
 }
 
 }  // namespace
@@ -87,40 +83,55 @@ void Connection::RefuseOpen(const QRXDefine_ResLogin& login, const Decoder& deco
 
 QRXDefine_Code Connection::FindCode(const std::string& strCode) {
     constexpr size_t kMaxCode = sizeof(QRXDefine_Code::szVelaCode) - 1;
-    if (strCode.size() > kMaxCode) {
-        RefuseUsage("CODE: \"" + strCode + "\" is too long; write one such as 600000.SH");
+    if (strCode.size() <= kMaxCode) {
+        if (const QRXDefine_Code* pCode = m_session.CodeInfo(strCode.c_str())) return *pCode;
     }
-    if (const QRXDefine_Code* pCode = m_session.CodeInfo(strCode.c_str())) return *pCode;
     interrupt::Check();
-    const size_t nDot = strCode.rfind('.');
-    std::string strSentence = nDot == std::string::npos
+    std::string strSentence = strCode.rfind('.') == std::string::npos
                                   ? "CODE: \"" + strCode + "\" lacks its market, such as 600000.SH"
                                   : "CODE: there is no security " + strCode;
     throw Failure(EXIT_UNKNOWN_CODE, strSentence + Candidates(strCode));
 }
 
-// Of the loaded tables: the same code elsewhere, then codes that begin alike, then the nearest.
+// Of the loaded tables: the same code elsewhere, those whose name it is or begins, codes that begin
+// alike, then the nearest; each time those of the market that was written before the others.
 std::string Connection::Candidates(const std::string& strCode) {
     constexpr size_t kMost = 5;
-    const std::string strWanted = Upper(strCode);
-    const std::string strPlain = strWanted.substr(0, strWanted.rfind('.'));
+    const Decoder decoder(m_settings.strEncoding);
+    const std::string strWanted = FoldCase(strCode);
+    const size_t nDot = strWanted.rfind('.');
+    const std::string strPlain = strWanted.substr(0, nDot);
+    const std::string strMarket = nDot != std::string::npos ? strWanted.substr(nDot) : "";
+    struct Ranked {
+        int nRank;
+        bool bElsewhere;
+        std::string strShown;
+        auto operator<=>(const Ranked&) const = default;
+    };
+    std::vector<Ranked> vecRanked;
     const auto codes = m_session.Codes();
-    std::vector<std::pair<int, std::string>> vecRanked;
     for (const QRXDefine_Code& code : codes.value) {
         const std::string strPublic(FieldView(code.szVelaCode));
-        const std::string strOther = Upper(std::string(FieldView(code.szCode)));
-        int nRank = 2 + EditDistance(strWanted, Upper(strPublic));
-        if (strOther.starts_with(strPlain)) nRank = 1;
-        if (strOther == strPlain) nRank = 0;
-        vecRanked.emplace_back(nRank, strPublic);
+        const std::string strFolded = FoldCase(strPublic);
+        const std::string strBare = strFolded.substr(0, strFolded.rfind('.'));
+        const std::string strName = decoder.ToUtf8(FieldView(code.szName));
+        int nRank = 3 + EditDistance(strWanted, strFolded);
+        if (!strPlain.empty()) {
+            if (strBare.starts_with(strPlain)) nRank = 2;
+            if (FoldCase(strName).starts_with(strPlain)) nRank = 1;
+            if (strBare == strPlain) nRank = 0;
+        }
+        vecRanked.push_back(
+            {nRank, !strFolded.ends_with(strMarket),
+             decoder.ToUtf8(strPublic) + (strName.empty() ? "" : " (" + strName + ")")});
     }
     const size_t nShown = std::min(kMost, vecRanked.size());
     std::partial_sort(vecRanked.begin(), vecRanked.begin() + static_cast<std::ptrdiff_t>(nShown),
                       vecRanked.end());
     std::string strList;
     for (size_t i = 0; i < nShown; ++i) {
-        if (vecRanked[i].first > vecRanked[0].first + 2) break;
-        strList += (i == 0 ? "; did you mean " : ", ") + vecRanked[i].second;
+        if (vecRanked[i].nRank > vecRanked[0].nRank + 2) break;
+        strList += (i == 0 ? "; did you mean " : ", ") + vecRanked[i].strShown;
     }
     return strList.empty() ? strList : strList + "?";
 }
@@ -147,6 +158,12 @@ void Connection::Check(ResultCode code, const std::string& strWhat) {
         default:
             throw Failure(EXIT_OTHER, std::string("unexpected result: ") + Message(code));
     }
+}
+
+bool IsContract(const QRXDefine_Code& code) {
+    constexpr int kLowByte = 0xFF;  // it decides
+    const std::string strKind = KindOfType(code.nType & kLowByte);
+    return strKind == "future" || strKind == "option";
 }
 
 const char* KindOfType(int nType) {

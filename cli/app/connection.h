@@ -37,6 +37,9 @@ private:
     std::vector<std::string> m_vecMarkets;
 };
 
+// Whether it is a future or an option.
+bool IsContract(const QRXDefine_Code& code);
+
 // index, future, option or security.
 const char* KindOfType(int nType);
 

@@ -4,6 +4,7 @@
 #define QRX_CLI_APP_CONTEXT_H
 
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -16,23 +17,29 @@ namespace qrx::cli {
 
 class Context {
 public:
-    explicit Context(const Arguments& arguments)
-        : m_arguments(arguments), m_settings(ReadSettings(arguments)) {}
+    explicit Context(const Arguments& arguments) : m_arguments(arguments) {}
 
     const Arguments& Args() const { return m_arguments; }
-    const Settings& GetSettings() const { return m_settings; }
+    // Read when they are first asked for.
+    const Settings& GetSettings() const {
+        if (!m_settings) m_settings = ReadSettings(m_arguments);
+        return *m_settings;
+    }
+    void UsePassword(std::string strPassword) { m_settings->password = std::move(strPassword); }
     Connection& Connect() {
-        if (!m_pConnection) m_pConnection = std::make_unique<Connection>(m_settings);
+        if (!m_pConnection) m_pConnection = std::make_unique<Connection>(GetSettings());
         return *m_pConnection;
     }
-    std::unique_ptr<Results> OpenResults(std::vector<Column> vecColumns) const {
-        return std::make_unique<Results>(m_arguments, m_settings.nPriceDigits,
-                                         std::move(vecColumns));
+    OutputChoice Output() const {
+        return ReadOutputChoice(m_arguments, GetSettings().nPriceDigits);
+    }
+    std::unique_ptr<Results> OpenResults(Shape shape) const {
+        return std::make_unique<Results>(Output(), std::move(shape));
     }
 
 private:
     const Arguments& m_arguments;
-    const Settings m_settings;
+    mutable std::optional<Settings> m_settings;
     std::unique_ptr<Connection> m_pConnection;
 };
 

@@ -18,6 +18,7 @@ struct Binding {
     const char* szKey;
     CLI::Option* pOption = nullptr;
     std::string strValue{};
+    std::vector<std::string> vecValues{};  // of a positional with several words
     bool bFlag = false;
 };
 using Bindings = std::deque<Binding>;  // CLI11 keeps addresses of the elements
@@ -54,25 +55,52 @@ void AddOption(CLI::App& app, const OptionRow& row, const char* szGroup, Binding
 void AddCommand(CLI::App& app, const Command& command, Bindings& bindings) {
     for (const PositionalRow& row : command.vecPositionals) {
         Binding& binding = bindings.emplace_back(Binding{row.szName});
-        binding.pOption = app.add_option(row.szName, binding.strValue, row.szHelp);
+        binding.pOption = row.bMany ? app.add_option(row.szName, binding.vecValues, row.szHelp)
+                                    : app.add_option(row.szName, binding.strValue, row.szHelp);
         binding.pOption->type_name("");
     }
     for (const OptionRow& row : command.vecOptions) AddOption(app, row, "Options", bindings);
 }
 
+// Broken between words so that lines fit a terminal of 80 columns.
+std::string Wrapped(const std::string& strText) {
+    constexpr size_t kColumns = 79;
+    std::string strOut;
+    size_t nLine = 0;
+    std::istringstream words(strText);
+    for (std::string strWord; words >> strWord;) {
+        const bool bFits = nLine + 1 + strWord.size() <= kColumns;
+        if (nLine > 0) strOut += bFits ? ' ' : '\n';
+        nLine = nLine > 0 && bFits ? nLine + 1 + strWord.size() : strWord.size();
+        strOut += strWord;
+    }
+    return strOut + "\n";
+}
+
 std::string Footer() {
     std::ostringstream text;
-    text
-        << "Settings come from options, then from the environment (QRX_SERVER, QRX_USER,\n"
-           "QRX_PASSWORD, and so on for every connection option), then from the file\n"
-           "~/.config/qrx/config or $QRX_CONFIG: lines of \"key = value\" with the options' names\n"
-           "and \"password\"; nobody but you may read it (chmod 600). The password is never an\n"
-           "argument.\n\nExit codes:\n";
+    for (const auto about : {AboutOutput(), AboutSettings()}) {
+        for (const char* szParagraph : about) text << Wrapped(szParagraph) << "\n";
+    }
+    text << "Exit codes:\n";
     for (const ExitRow& row : kExitRows) {
         text << "  " << std::setw(4) << std::left << static_cast<int>(row.nCode) << row.szMeaning
              << "\n";
     }
     return text.str();
+}
+
+std::string Footer(const Command& command) {
+    std::string strText;
+    if (*command.szMore != '\0') strText += Wrapped(command.szMore) + "\n";
+    if (*command.szExamples != '\0') {
+        strText += "Examples:\n";
+        for (const std::string& strLine : Split(command.szExamples, '\n')) {
+            strText += "  " + strLine + "\n";
+        }
+        strText += "\n";
+    }
+    return strText + "Options of output and connection, and exit codes: qrx --help\n";
 }
 
 }  // namespace
@@ -111,7 +139,8 @@ Parsed Parse(int argc, char** argv) {
         CLI::App& parent = words.size() > 1 ? group(words[0]) : app;
         CLI::App* pApp = parent.add_subcommand(words.back(), command.szSummary);
         pApp->fallthrough();
-        pApp->footer("Options of output and connection: qrx --help\n");
+        pApp->footer(Footer(command));
+        if ((command.nTraits & Command::Hidden) != 0) pApp->group("");
         Added& added = commands.emplace_back(Added{&command, pApp, {}});
         AddCommand(*pApp, command, added.bindings);
     }
@@ -131,7 +160,12 @@ Parsed Parse(int argc, char** argv) {
     }
     const auto collect = [&](const Bindings& bindings) {
         for (const Binding& binding : bindings) {
-            if (binding.pOption->count() > 0) parsed.arguments.Set(binding.szKey, binding.strValue);
+            if (binding.pOption->count() == 0) continue;
+            std::string strValue = binding.strValue;
+            for (const std::string& strWord : binding.vecValues) {
+                strValue += (strValue.empty() ? "" : ",") + strWord;
+            }
+            parsed.arguments.Set(binding.szKey, strValue);
         }
     };
     collect(shared);

@@ -24,6 +24,7 @@ struct PositionalRow {
     const char* szName;  // "CODE", its name in Arguments
     bool bRequired;
     const char* szHelp;
+    bool bMany = false;  // several words, which Arguments holds with commas between
 };
 
 struct Command {
@@ -32,6 +33,14 @@ struct Command {
     std::vector<PositionalRow> vecPositionals;
     std::vector<OptionRow> vecOptions;
     void (*pfnRun)(Context&);
+    const char* szMore = "";      // what else to know, in sentences
+    const char* szExamples = "";  // command lines
+    enum : int {
+        Plain = 0,
+        OwnSettings = 1,  // reads settings by itself, if at all
+        Hidden = 2        // for the build, not for users
+    };
+    int nTraits = Plain;
 };
 
 struct GroupRow {
@@ -41,6 +50,9 @@ struct GroupRow {
 
 const std::vector<Command>& Commands();
 std::span<const GroupRow> Groups();
+// What holds for every command, in paragraphs.
+std::span<const char* const> AboutSettings();
+std::span<const char* const> AboutOutput();
 // Options that every command takes: connection and output.
 std::span<const OptionRow> OutputOptions();
 const std::vector<OptionRow>& ConnectionOptions();
@@ -59,6 +71,9 @@ void RunFormulaList(Context& context);
 void RunFormulaShow(Context& context);
 void RunFormulaDelete(Context& context);
 void RunFormulaCalc(Context& context);
+void RunExport(Context& context);
+void RunDoctor(Context& context);
+void RunPages(Context& context);
 
 }  // namespace qrx::cli
 

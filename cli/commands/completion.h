@@ -22,13 +22,9 @@ void CheckCompletable(const QRXDefine_Code& code, Completed kind);
 // A whole answer of bars.
 void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_KLine> bars);
 // One trading day of snapshots.
-template <class Record>
-void CheckCompletable(const QRXDefine_Code& code, std::span<const Record> day, int nDate);
-
-extern template void CheckCompletable(const QRXDefine_Code&, std::span<const QRXDefine_Future>,
-                                      int);
-extern template void CheckCompletable(const QRXDefine_Code&, std::span<const QRXDefine_FutureAB>,
-                                      int);
+void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_Future> day, int nDate);
+void CheckCompletable(const QRXDefine_Code& code, std::span<const QRXDefine_FutureAB> day,
+                      int nDate);
 
 }  // namespace qrx::cli
 

@@ -13,9 +13,11 @@ struct Cycle {
     CYCTYPE nType;
     int nCount;
     bool Intraday() const { return nType == CYC_SECOND || nType == CYC_MINUTE; }
+    std::string Text() const;  // one text a cycle: 30s, 1m, d, 2w
 };
 
-Cycle ParseCycle(const std::string& strText);
+// strOption names the option in the sentence of a refusal.
+Cycle ParseCycle(const std::string& strText, const std::string& strOption = "--cycle");
 
 }  // namespace qrx::cli
 

@@ -76,7 +76,8 @@ void RunFormulaAdd(Context& context) {
 
 void RunFormulaList(Context& context) {
     const Decoder decoder(context.GetSettings().strEncoding);
-    const auto pResults = context.OpenResults({{"name", Kind::Text}, {"text", Kind::Text}});
+    const auto pResults =
+        context.OpenResults({"formulas", {{"name", Kind::Text}, {"text", Kind::Text}}});
     Connection& connection = context.Connect();
     const auto items = connection.Get().Formulas();
     connection.Check(items.code, "formulas");

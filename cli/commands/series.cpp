@@ -6,33 +6,33 @@
 
 namespace qrx::cli {
 
-Series::Series(Context& context, const char* szWhat, const std::vector<RecordColumn>& vecColumns)
+Series::Series(Context& context, const RecordKind& kind)
     : m_context(context),
-      m_szWhat(szWhat),
-      m_vecColumns(vecColumns),
+      m_kind(kind),
       m_range(ReadDayRange(context.Args())),
       m_vecDays(Weekdays(m_range.nFrom, m_range.nTo)),
-      m_pResults(context.OpenResults({vecColumns.begin(), vecColumns.end()})),
+      m_pResults(context.OpenResults(kind.GetShape())),
       m_code(context.Connect().FindCode(context.Args().Get("CODE"))) {
-    m_progress.emplace(static_cast<int>(m_vecDays.size()));
+    m_progress.emplace(static_cast<int>(m_vecDays.size()), "days");
 }
 
-std::optional<Series::Day> Series::Next() {
+std::optional<Slice> Series::Next() {
     if (m_nNext >= m_vecDays.size() || m_pResults->Full()) return std::nullopt;
     const int nDate = m_vecDays[m_nNext++];
-    return Day{nDate, nDate == m_range.nFrom ? m_range.nBegin : 0,
-               nDate == m_range.nTo ? m_range.nEnd : 0};
+    return Slice{nDate, nDate, nDate == m_range.nFrom ? m_range.nBegin : 0,
+                 nDate == m_range.nTo ? m_range.nEnd : 0};
 }
 
-void Series::Take(ResultCode code, const void* pRecords, size_t nCount, size_t nRecordBytes) {
+void Series::Take(const Fetched& fetched) {
     interrupt::Check();
-    if (code != ResultCode::NoData) m_context.Connect().Check(code, What());
+    if (fetched.code != ResultCode::NoData) m_context.Connect().Check(fetched.code, What());
     {
         const auto pause = m_progress->Pause();
-        m_pResults->Records(m_vecColumns, pRecords, nCount, nRecordBytes);
-        m_pResults->Out().Flush();
+        m_pResults->Records(*m_kind.pColumns, fetched.pRecords, fetched.nCount,
+                            m_kind.nRecordBytes);
+        m_pResults->Flush();
     }
-    m_progress->DayDone(m_pResults->Rows());
+    m_progress->Done(m_pResults->Rows());
 }
 
 void Series::Finish() {
@@ -42,8 +42,16 @@ void Series::Finish() {
 }
 
 std::string Series::What() const {
-    return m_szWhat + std::string(" of ") + std::string(FieldView(m_code.szVelaCode)) + " " +
+    return m_kind.szPlural + std::string(" of ") + std::string(FieldView(m_code.szVelaCode)) + " " +
            m_range.Text();
+}
+
+void RunSeries(Context& context, const RecordKind& kind) {
+    Series series(context, kind);
+    while (const auto day = series.Next()) {
+        series.Take(kind.fetch(context.Connect().Get(), series.Code(), *day));
+    }
+    series.Finish();
 }
 
 }  // namespace qrx::cli

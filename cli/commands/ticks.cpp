@@ -5,23 +5,19 @@
 namespace qrx::cli {
 
 void RunTicks(Context& context) {
-    if (context.Args().Has("--book")) {
-        RunSeries(context, "ticks", &Session::TicksWithBook);
-    } else {
-        RunSeries(context, "ticks", &Session::Ticks);
-    }
+    RunSeries(context, KindOf(context.Args().Has("--book") ? "ticks_book" : "ticks"));
 }
 
 void RunTrades(Context& context) {
-    RunSeries(context, "trades", &Session::Trades);
+    RunSeries(context, KindOf("trades"));
 }
 
 void RunOrders(Context& context) {
-    RunSeries(context, "orders", &Session::Orders);
+    RunSeries(context, KindOf("orders"));
 }
 
 void RunQueues(Context& context) {
-    RunSeries(context, "order queues", &Session::OrderQueues);
+    RunSeries(context, KindOf("queues"));
 }
 
 }  // namespace qrx::cli

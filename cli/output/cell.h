@@ -6,10 +6,11 @@
 #include <string>
 #include <string_view>
 
+#include "fields.h"
+
 namespace qrx::cli {
 
-// As the table of fields calls them, and TEXT.
-enum class Kind { Text, Date, Time, Price, Volume, Amount, Count, Number, Flag };
+using Kind = FieldKind;
 
 struct Column {
     std::string strName;

@@ -9,23 +9,11 @@
 namespace qrx::cli {
 namespace {
 
-enum class Group {
-    Tick,
-    Book,
-    Transaction,
-    Order,
-    OrderQueue,
-    Bar,
-    IndexBar,
-    Future,
-    FutureBook,
-    FutureTotal,
-    FutureDay
-};
+using G = FieldGroup;
 
 // Discarded branches of a template are not looked into, so a record needs the members of its own
 // groups only.
-template <class Record, Group... kGroups>
+template <class Record, FieldGroup... kGroups>
 std::vector<RecordColumn> Expand(bool bDate) {
     std::vector<RecordColumn> columns;
     const auto add = [&](std::string strName, Kind kind, size_t nOffset, size_t nBytes) {
@@ -38,11 +26,11 @@ std::vector<RecordColumn> Expand(bool bDate) {
     add("code", Kind::Text, offsetof(Record, chVelaCode), sizeof(Record::chVelaCode));
     if (bDate) add("date", Kind::Date, offsetof(Record, nDate), sizeof(Record::nDate));
 #define QRX_FIELD(GROUP, MEMBER, COLUMN, KIND, TEXT)                                               \
-    if constexpr (((Group::GROUP == kGroups) || ...)) {                                            \
+    if constexpr (((FieldGroup::GROUP == kGroups) || ...)) {                                       \
         add(#COLUMN, Kind::KIND, offsetof(Record, MEMBER), sizeof(std::declval<Record>().MEMBER)); \
     }
 #define QRX_FIELD_ARRAY(GROUP, MEMBER, COUNT, COLUMN, KIND, TEXT)                                  \
-    if constexpr (((Group::GROUP == kGroups) || ...)) {                                            \
+    if constexpr (((FieldGroup::GROUP == kGroups) || ...)) {                                       \
         constexpr size_t kUnit = sizeof(std::declval<Record>().MEMBER[0]);                         \
         static_assert(sizeof(std::declval<Record>().MEMBER) == (COUNT)*kUnit);                     \
         for (size_t i = 0; i < (COUNT); ++i) {                                                     \
@@ -69,15 +57,14 @@ int64_t Load(const char* p) {
         static const std::vector<RecordColumn> kColumns = Expand<Record, __VA_ARGS__>(bDate); \
         return kColumns;                                                                      \
     }
-QRX_RECORD(QRXDefine_Tick, false, Group::Tick)
-QRX_RECORD(QRXDefine_TickAB, false, Group::Tick, Group::Book)
-QRX_RECORD(QRXDefine_Transaction, true, Group::Transaction)
-QRX_RECORD(QRXDefine_Order, true, Group::Order)
-QRX_RECORD(QRXDefine_OrderQueue, true, Group::OrderQueue)
-QRX_RECORD(QRXDefine_KLine, false, Group::Bar)
-QRX_RECORD(QRXDefine_Future, false, Group::Future, Group::FutureTotal, Group::FutureDay)
-QRX_RECORD(QRXDefine_FutureAB, false, Group::Future, Group::FutureBook, Group::FutureTotal,
-           Group::FutureDay)
+QRX_RECORD(QRXDefine_Tick, false, G::Tick)
+QRX_RECORD(QRXDefine_TickAB, false, G::Tick, G::Book)
+QRX_RECORD(QRXDefine_Transaction, true, G::Transaction)
+QRX_RECORD(QRXDefine_Order, true, G::Order)
+QRX_RECORD(QRXDefine_OrderQueue, true, G::OrderQueue)
+QRX_RECORD(QRXDefine_KLine, false, G::Bar)
+QRX_RECORD(QRXDefine_Future, false, G::Future, G::FutureTotal, G::FutureDay)
+QRX_RECORD(QRXDefine_FutureAB, false, G::Future, G::FutureBook, G::FutureTotal, G::FutureDay)
 
 Cell LoadCell(const RecordColumn& column, const char* pRecord) {
     const char* p = pRecord + column.nOffset;

@@ -6,10 +6,10 @@
 namespace qrx::cli {
 namespace {
 
-class CsvWriter : public Writer {
+class CsvWriter : public TextWriter {
 public:
     CsvWriter(Sink& sink, std::vector<Column> vecColumns, CellStyle style)
-        : Writer(sink, std::move(vecColumns), style) {
+        : TextWriter(sink, std::move(vecColumns), style) {
         for (const Column& column : m_vecColumns) {
             Separate();
             AppendQuoted(column.strName);

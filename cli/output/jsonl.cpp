@@ -24,10 +24,10 @@ void AppendString(const std::string& strText, std::string& out) {
     out += '"';
 }
 
-class JsonWriter : public Writer {
+class JsonWriter : public TextWriter {
 public:
     JsonWriter(Sink& sink, std::vector<Column> vecColumns, CellStyle style)
-        : Writer(sink, std::move(vecColumns), style) {
+        : TextWriter(sink, std::move(vecColumns), style) {
         for (const Column& column : m_vecColumns) {
             std::string& strKey = m_vecKeys.emplace_back();
             AppendString(column.strName, strKey);

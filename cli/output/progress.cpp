@@ -31,7 +31,7 @@ std::string Clock(double dSeconds) {
 
 }  // namespace
 
-Progress::Progress(int nDays) : m_nDays(nDays) {
+Progress::Progress(int nPieces, const char* szPieces) : m_nPieces(nPieces), m_szPieces(szPieces) {
     if (isatty(STDERR_FILENO) != 1) return;
     m_thread = std::thread([this] {
         std::unique_lock<std::mutex> guard(m_mutex);
@@ -53,7 +53,7 @@ Progress::~Progress() {
     if (m_thread.joinable()) m_thread.join();
 }
 
-void Progress::DayDone(int64_t nRowsSoFar) {
+void Progress::Done(int64_t nRowsSoFar) {
     const std::lock_guard<std::mutex> guard(m_mutex);
     ++m_nDone;
     m_nRows = nRowsSoFar;
@@ -68,11 +68,12 @@ std::unique_lock<std::mutex> Progress::Pause() {
 std::string Progress::Line() const {
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - m_begin;
     char szText[160];
-    snprintf(szText, sizeof szText, "%d of %d days, %lld rows, %.0f rows/s", m_nDone, m_nDays,
-             static_cast<long long>(m_nRows), static_cast<double>(m_nRows) / passed.count());
+    snprintf(szText, sizeof szText, "%d of %d %s, %lld rows, %.0f rows/s", m_nDone, m_nPieces,
+             m_szPieces, static_cast<long long>(m_nRows),
+             static_cast<double>(m_nRows) / passed.count());
     std::string strLine = szText;
     if (m_nDone > 0) {
-        strLine += ", " + Clock(passed.count() / m_nDone * (m_nDays - m_nDone)) + " left";
+        strLine += ", " + Clock(passed.count() / m_nDone * (m_nPieces - m_nDone)) + " left";
     } else {
         strLine += ", " + Clock(passed.count()) + " passed";
     }

@@ -2,48 +2,20 @@
 #include "output/results.h"
 
 #include <algorithm>
-#include <charconv>
 #include <sstream>
 
 #include "app/failure.h"
+#include "output/sqlite.h"
 #include "text/nearest.h"
 
 namespace qrx::cli {
 namespace {
 
-std::string FormatOf(const Arguments& arguments) {
-    if (arguments.Has("--format")) return arguments.Get("--format");
-    const std::string strFile = arguments.Get("--output");
-    for (const char* szFormat : {"csv", "jsonl"}) {
-        if (strFile.ends_with(std::string(".") + szFormat)) return szFormat;
-    }
-    return "table";
-}
-
-int64_t ParseLimit(const std::string& strText) {
-    int64_t nLimit = 0;
-    const char* pEnd = strText.data() + strText.size();
-    const auto [p, error] = std::from_chars(strText.data(), pEnd, nLimit);
-    if (error != std::errc() || p != pEnd || nLimit < 1) {
-        RefuseUsage("--limit: \"" + strText + "\" is no number of rows, such as 100");
-    }
-    return nLimit;
-}
-
-}  // namespace
-
-Results::Results(const Arguments& arguments, int nPriceDigits, std::vector<Column> vecColumns)
-    : m_sink(arguments.Get("--output")), m_strFormat(FormatOf(arguments)) {
-    m_style.bRaw = arguments.Has("--raw");
-    m_style.nPriceDigits = nPriceDigits;
-    if (arguments.Has("--limit")) m_nLimit = ParseLimit(arguments.Get("--limit"));
-    Select(arguments.Get("--columns"), vecColumns);
-    m_vecCells.resize(m_vecSelected.size());
-}
-
-void Results::Select(const std::string& strNames, const std::vector<Column>& vecColumns) {
+// The places of the named columns, or of all. Throws for an unknown one.
+std::vector<size_t> PlacesOf(const std::string& strNames, const Shape& shape) {
     std::vector<std::string> vecKnown;
-    for (const Column& column : vecColumns) vecKnown.push_back(column.strName);
+    for (const Column& column : shape.vecColumns) vecKnown.push_back(column.strName);
+    std::vector<size_t> vecPlaces;
     std::istringstream names(strNames);
     for (std::string strName; std::getline(names, strName, ',');) {
         const auto it = std::find(vecKnown.begin(), vecKnown.end(), strName);
@@ -53,22 +25,71 @@ void Results::Select(const std::string& strNames, const std::vector<Column>& vec
             RefuseUsage("--columns: there is no column \"" + strName + "\"; the nearest is \"" +
                         Nearest(strName, vecKnown) + "\" of" + strAll);
         }
-        m_vecSelected.push_back(static_cast<size_t>(it - vecKnown.begin()));
+        vecPlaces.push_back(static_cast<size_t>(it - vecKnown.begin()));
     }
-    if (m_vecSelected.empty()) {
-        for (size_t i = 0; i < vecColumns.size(); ++i) m_vecSelected.push_back(i);
+    for (size_t i = 0; vecPlaces.size() < vecKnown.size() && strNames.empty(); ++i) {
+        vecPlaces.push_back(i);
     }
-    for (const size_t i : m_vecSelected) m_vecColumns.push_back(vecColumns[i]);
+    return vecPlaces;
+}
+
+}  // namespace
+
+void CheckColumns(const std::string& strNames, const Shape& shape) {
+    PlacesOf(strNames, shape);
+}
+
+Results::Results(OutputChoice choice, Shape shape)
+    : m_choice(std::move(choice)), m_shape(std::move(shape)) {
+    Select();
+    if (ToDatabase()) {
+        m_pOwn = std::make_unique<Database>(m_choice.strFile, Database::Creation::Beside);
+        m_pDatabase = m_pOwn.get();
+    } else {
+        m_pSink = std::make_unique<Sink>(m_choice.strFile);
+    }
+}
+
+Results::Results(OutputChoice choice, Shape shape, Database& database)
+    : m_choice(std::move(choice)), m_shape(std::move(shape)), m_pDatabase(&database) {
+    Select();
+}
+
+void Results::Select() {
+    const std::vector<size_t> vecKeys = KeyColumns(m_shape.vecColumns);
+    if (ToDatabase() && !m_choice.strColumns.empty()) m_vecSelected = vecKeys;
+    const std::vector<size_t> vecGiven = m_vecSelected;
+    for (const size_t i : PlacesOf(m_choice.strColumns, m_shape)) {
+        const bool bGiven = std::find(vecGiven.begin(), vecGiven.end(), i) != vecGiven.end();
+        if (!bGiven) m_vecSelected.push_back(i);
+    }
+    for (const size_t i : m_vecSelected) m_vecColumns.push_back(m_shape.vecColumns[i]);
+    m_vecCells.resize(m_vecSelected.size());
+    if (m_choice.zone && m_shape.bInstants && vecKeys.size() == 3) {
+        m_vecStamp = {vecKeys[1], vecKeys[2]};
+        m_vecAll.resize(m_shape.vecColumns.size());
+    }
 }
 
 void Results::WriteRow() {
-    if (!m_pWriter) m_pWriter = MakeWriter(m_strFormat, m_sink, m_vecColumns, m_style);
+    if (!m_pWriter && ToDatabase()) {
+        m_pWriter = MakeSqliteWriter(*m_pDatabase, m_shape.strTable, m_vecColumns, m_choice.style,
+                                     m_vecStamp.empty() ? "" : m_choice.zone->Name());
+    } else if (!m_pWriter) {
+        m_pWriter = MakeTextWriter(m_choice.strFormat, *m_pSink, m_vecColumns, m_choice.style);
+    }
     m_pWriter->Row(m_vecCells);
     ++m_nRows;
 }
 
 void Results::Row(std::span<const Cell> cells) {
     if (Full()) return;
+    if (!m_vecStamp.empty()) {
+        if (cells.data() != m_vecAll.data())
+            std::copy(cells.begin(), cells.end(), m_vecAll.begin());
+        m_choice.zone->Shift(m_vecAll[m_vecStamp[0]].nValue, m_vecAll[m_vecStamp[1]].nValue);
+        cells = m_vecAll;
+    }
     for (size_t i = 0; i < m_vecSelected.size(); ++i) m_vecCells[i] = cells[m_vecSelected[i]];
     WriteRow();
 }
@@ -77,6 +98,12 @@ void Results::Records(const std::vector<RecordColumn>& vecColumns, const void* p
                       size_t nCount, size_t nRecordBytes) {
     const char* pRecord = static_cast<const char*>(pRecords);
     for (size_t n = 0; n < nCount && !Full(); ++n, pRecord += nRecordBytes) {
+        if (!m_vecStamp.empty()) {
+            for (const size_t i : m_vecSelected) m_vecAll[i] = LoadCell(vecColumns[i], pRecord);
+            for (const size_t i : m_vecStamp) m_vecAll[i] = LoadCell(vecColumns[i], pRecord);
+            Row(m_vecAll);
+            continue;
+        }
         for (size_t i = 0; i < m_vecSelected.size(); ++i) {
             m_vecCells[i] = LoadCell(vecColumns[m_vecSelected[i]], pRecord);
         }
@@ -84,9 +111,14 @@ void Results::Records(const std::vector<RecordColumn>& vecColumns, const void* p
     }
 }
 
+void Results::Flush() {
+    if (m_pSink) m_pSink->Flush();
+}
+
 void Results::Finish() {
     if (m_pWriter) m_pWriter->End();
-    m_sink.Finish();
+    if (m_pOwn) m_pOwn->Commit();
+    if (m_pSink) m_pSink->Finish();
 }
 
 }  // namespace qrx::cli

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 
 #include "app/failure.h"
@@ -34,30 +33,17 @@ void Sink::Open() {
     char szReal[PATH_MAX];
     if (realpath(m_strPath.c_str(), szReal) != nullptr) m_strPath = szReal;
     struct stat status;
-    const bool bExists = stat(m_strPath.c_str(), &status) == 0;
-    if (bExists && !S_ISREG(status.st_mode)) {  // a device or a named pipe
-        m_fd = open(m_strPath.c_str(), O_WRONLY | O_CLOEXEC);
-        if (m_fd < 0) Fail("cannot open");
+    if (stat(m_strPath.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        m_fd = open(m_strPath.c_str(), O_WRONLY | O_CLOEXEC);  // a device or a named pipe
+        if (m_fd < 0) FailOutput("cannot open", m_strPath);
         return;
     }
-    std::string strTemplate = m_strPath + ".part-XXXXXX";
-    m_fd = mkostemp(strTemplate.data(), O_CLOEXEC);
-    if (m_fd < 0) Fail("cannot create");
-    m_strUnfinished = strTemplate;
-    interrupt::SetUnfinishedFile(m_strUnfinished);
-    const mode_t nMask = umask(0);
-    umask(nMask);
-    constexpr mode_t kNewFile = 0666;
-    constexpr mode_t kPermissions = 07777;
-    if (fchmod(m_fd, bExists ? status.st_mode & kPermissions : kNewFile & ~nMask) != 0) {
-        Fail("cannot create");
-    }
+    m_file.emplace(m_strPath);
+    m_fd = m_file->Descriptor();
 }
 
 Sink::~Sink() {
-    if (m_fd >= 0 && m_fd != STDOUT_FILENO) close(m_fd);
-    if (!m_strUnfinished.empty()) unlink(m_strUnfinished.c_str());
-    interrupt::SetUnfinishedFile("");
+    if (!m_file && m_fd >= 0 && m_fd != STDOUT_FILENO) close(m_fd);
 }
 
 void Sink::Write(const std::string& strBytes) {
@@ -81,7 +67,7 @@ void Sink::WriteOut() {
             pollfd wait = {m_fd, POLLOUT, 0};
             poll(&wait, 1, -1);
         } else if (errno != EINTR) {
-            Fail("cannot write");
+            FailOutput("cannot write", m_strPath.empty() ? "the standard output" : m_strPath);
         }
     }
     m_strBuffer.clear();
@@ -90,21 +76,13 @@ void Sink::WriteOut() {
 void Sink::Finish() {
     WriteOut();
     if (m_fd == STDOUT_FILENO) return;
-    if (close(std::exchange(m_fd, -1)) != 0) Fail("cannot write");
-    if (m_strUnfinished.empty()) return;
     interrupt::Check();
-    if (rename(m_strUnfinished.c_str(), m_strPath.c_str()) != 0) Fail("cannot put into place");
-    m_strUnfinished.clear();
+    if (m_file) return m_file->Place();
+    if (close(std::exchange(m_fd, -1)) != 0) FailOutput("cannot write", m_strPath);
 }
 
 bool Sink::Terminal() const {
     return isatty(m_fd) == 1;
-}
-
-void Sink::Fail(const char* szWhat) const {
-    const std::string strReason = strerror(errno);
-    const std::string strName = m_strPath.empty() ? "the standard output" : m_strPath;
-    throw Failure(EXIT_OUTPUT, std::string(szWhat) + " " + strName + ": " + strReason);
 }
 
 }  // namespace qrx::cli

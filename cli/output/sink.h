@@ -3,7 +3,10 @@
 #ifndef QRX_CLI_OUTPUT_SINK_H
 #define QRX_CLI_OUTPUT_SINK_H
 
+#include <optional>
 #include <string>
+
+#include "output/file_beside.h"
 
 namespace qrx::cli {
 
@@ -23,10 +26,9 @@ public:
 private:
     void Open();
     void WriteOut();
-    [[noreturn]] void Fail(const char* szWhat) const;
 
-    std::string m_strPath;        // where the file shall stand
-    std::string m_strUnfinished;  // where it stands meanwhile; "" when written in place
+    std::string m_strPath;             // where the bytes shall stand
+    std::optional<FileBeside> m_file;  // nothing when they are written in place
     std::string m_strBuffer;
     int m_fd = -1;
 };

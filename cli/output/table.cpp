@@ -8,10 +8,10 @@ namespace {
 
 constexpr size_t kRowsHeld = 1000;
 
-class TableWriter : public Writer {
+class TableWriter : public TextWriter {
 public:
     TableWriter(Sink& sink, std::vector<Column> vecColumns, CellStyle style)
-        : Writer(sink, std::move(vecColumns), style) {
+        : TextWriter(sink, std::move(vecColumns), style) {
         std::vector<std::string> vecNames;
         for (const Column& column : m_vecColumns) vecNames.push_back(column.strName);
         m_vecWidths.resize(vecNames.size());

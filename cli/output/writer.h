@@ -1,4 +1,5 @@
-// One writer a format: a table for eyes, CSV (RFC 4180), JSON with one object a line.
+// One writer a format: a table for eyes, CSV (RFC 4180), JSON with one object a line. That of
+// databases is in sqlite.h.
 #ifndef QRX_CLI_OUTPUT_WRITER_H
 #define QRX_CLI_OUTPUT_WRITER_H
 
@@ -15,8 +16,8 @@ namespace qrx::cli {
 
 class Writer {
 public:
-    Writer(Sink& sink, std::vector<Column> vecColumns, CellStyle style)
-        : m_sink(sink), m_vecColumns(std::move(vecColumns)), m_style(style) {}
+    Writer(std::vector<Column> vecColumns, CellStyle style)
+        : m_vecColumns(std::move(vecColumns)), m_style(style) {}
     virtual ~Writer() = default;
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
@@ -27,14 +28,22 @@ public:
     virtual void End() {}
 
 protected:
-    Sink& m_sink;
     std::vector<Column> m_vecColumns;
     CellStyle m_style;
 };
 
+class TextWriter : public Writer {
+public:
+    TextWriter(Sink& sink, std::vector<Column> vecColumns, CellStyle style)
+        : Writer(std::move(vecColumns), style), m_sink(sink) {}
+
+protected:
+    Sink& m_sink;
+};
+
 // "table", "csv" or "jsonl". The header goes out at once.
-std::unique_ptr<Writer> MakeWriter(const std::string& strFormat, Sink& sink,
-                                   std::vector<Column> vecColumns, CellStyle style);
+std::unique_ptr<Writer> MakeTextWriter(const std::string& strFormat, Sink& sink,
+                                       std::vector<Column> vecColumns, CellStyle style);
 
 std::unique_ptr<Writer> MakeTableWriter(Sink& sink, std::vector<Column> vecColumns,
                                         CellStyle style);

@@ -118,6 +118,10 @@ std::vector<int> Weekdays(int nFrom, int nTo) {
     return vecDays;
 }
 
+int AddDays(int nDate, int nDays) {
+    return FromDays(ToDays(nDate) + chr::days(nDays));
+}
+
 std::string DateText(int nDate) {
     char szText[16];
     snprintf(szText, sizeof szText, "%04d-%02d-%02d", nDate / 10000 % 10000, nDate / 100 % 100,

@@ -30,6 +30,8 @@ DayRange ReadDayRange(const Arguments& arguments);
 // Mondays to Fridays of the range: exchanges do not trade on the other days.
 std::vector<int> Weekdays(int nFrom, int nTo);
 
+int AddDays(int nDate, int nDays);
+
 std::string DateText(int nDate);  // 2024-01-05
 
 }  // namespace qrx::cli

@@ -2,9 +2,11 @@
 #include "text/encoding.h"
 
 #include <locale.h>
-#include <cwchar>
 
 #include <cerrno>
+#include <climits>
+#include <cwchar>
+#include <cwctype>
 
 #include "app/failure.h"
 
@@ -76,26 +78,54 @@ std::string Decoder::FromUtf8(std::string_view text) const {
     return Convert(m_fromUtf8, text, "?");
 }
 
-size_t DisplayWidth(std::string_view text) {
+namespace {
+
+// Hands each character to the visitor with the bytes it takes; a byte that is no character comes as
+// nothing (0) and one byte.
+template <class Visitor>
+void ForEachCharacter(std::string_view text, Visitor visit) {
     static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    if (utf8 == nullptr) return text.size();
-    const locale_t former = uselocale(utf8);
-    size_t nWidth = 0;
+    const locale_t former = utf8 != nullptr ? uselocale(utf8) : nullptr;
     mbstate_t state{};
     for (size_t i = 0; i < text.size();) {
         wchar_t ch = 0;
-        const size_t nBytes = mbrtowc(&ch, text.data() + i, text.size() - i, &state);
-        if (nBytes == 0 || nBytes > text.size() - i) {  // no character: one column a byte
+        size_t nBytes = mbrtowc(&ch, text.data() + i, text.size() - i, &state);
+        if (nBytes == 0 || nBytes > text.size() - i) {
             state = mbstate_t{};
-            ++nWidth;
-            ++i;
-            continue;
+            ch = 0;
+            nBytes = 1;
         }
-        const int nColumns = wcwidth(ch);
-        nWidth += nColumns > 0 ? static_cast<size_t>(nColumns) : 0;
+        visit(ch, text.substr(i, nBytes));
         i += nBytes;
     }
-    uselocale(former);
+    if (former != nullptr) uselocale(former);
+}
+
+}  // namespace
+
+std::string FoldCase(std::string_view text) {
+    constexpr wchar_t kFullWidthFirst = 0xFF01;
+    constexpr wchar_t kFullWidthLast = 0xFF5E;
+    constexpr wchar_t kWideBlank = 0x3000;
+    std::string strOut;
+    ForEachCharacter(text, [&](wchar_t ch, std::string_view bytes) {
+        if (ch >= kFullWidthFirst && ch <= kFullWidthLast) ch -= kFullWidthFirst - L'!';
+        if (ch == L' ' || ch == kWideBlank) return;
+        ch = static_cast<wchar_t>(towlower(static_cast<wint_t>(ch)));
+        char out[MB_LEN_MAX];
+        mbstate_t state{};
+        const size_t nBytes = ch != 0 ? wcrtomb(out, ch, &state) : static_cast<size_t>(-1);
+        strOut += nBytes <= sizeof out ? std::string_view(out, nBytes) : bytes;
+    });
+    return strOut;
+}
+
+size_t DisplayWidth(std::string_view text) {
+    size_t nWidth = 0;
+    ForEachCharacter(text, [&](wchar_t ch, std::string_view) {
+        const int nColumns = ch != 0 ? wcwidth(ch) : 1;  // no character: one column a byte
+        nWidth += nColumns > 0 ? static_cast<size_t>(nColumns) : 0;
+    });
     return nWidth;
 }
 

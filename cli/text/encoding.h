@@ -35,6 +35,10 @@ std::string_view FieldView(const char (&field)[nWidth]) {
     return whole.substr(0, whole.find('\0'));
 }
 
+// For comparing UTF-8 texts as people read them: lower case, full-width letters and digits as plain
+// ones, no blanks (names come padded with them).
+std::string FoldCase(std::string_view text);
+
 // Terminal columns of a UTF-8 text; wide characters take two.
 size_t DisplayWidth(std::string_view text);
 

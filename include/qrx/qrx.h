@@ -27,12 +27,12 @@
  *  6. "Today" (a date of 0) is the date of this machine's local time zone.
  *
  * Who owns what
- *  | what                                  | lives until                  | released by |
- *  |---------------------------------------|------------------------------|------------------------|
- *  | a handle                              | QRX_Close                    | QRX_Close | | an array
- * from a data or table call    | you release it               | QRX_Free               | | the
- * columns of a calculation          | you release them             | QRX_ReleaseCalcFormula | | the
- * record that QRX_GetCodeInfo shows | the handle is destroyed      | nobody                 |
+ *  | what                         | lives until             | released by            |
+ *  |------------------------------|-------------------------|------------------------|
+ *  | a handle                     | QRX_Close               | QRX_Close              |
+ *  | an array from a call         | you release it          | QRX_Free               |
+ *  | the columns of a calculation | you release them        | QRX_ReleaseCalcFormula |
+ *  | what QRX_GetCodeInfo shows   | the handle is destroyed | nobody                 |
  *
  * Threads
  *  Every function may be called from any thread. Calls on different handles run in parallel;

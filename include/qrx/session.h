@@ -25,8 +25,7 @@ typedef struct OPEN_SETTINGS {
 typedef uint32_t QRX_PROXY_TYPE;
 #define QRX_PROXY_SOCKS4 ((QRX_PROXY_TYPE)0)  /* SOCKS 4, user as the user id */
 #define QRX_PROXY_SOCKS4A ((QRX_PROXY_TYPE)1) /* SOCKS 4A, address sent as text */
-#define QRX_PROXY_SOCKS5 ((QRX_PROXY_TYPE)2)  /* SOCKS 5 (RFC 1928); user and password by RFC 1929 \
-                                               */
+#define QRX_PROXY_SOCKS5 ((QRX_PROXY_TYPE)2)  /* SOCKS 5; user and password by RFC 1929 */
 #define QRX_PROXY_HTTP ((QRX_PROXY_TYPE)3)    /* HTTP CONNECT; user and password as Basic */
 
 typedef struct QRX_PROXY_SETTING {

@@ -1,7 +1,7 @@
 /* Ticks, transactions, orders and order queues: requests and result records.
  * Packed, little-endian. Dates are YYYYMMDD, times HHMMSSmmm (9:30:00.000 is 93000000);
  * prices, volumes and amounts are the server's integers, never rescaled. Fields with
- * general names carry the server's values unchanged: docs/protocol.md lists what the
+ * general names carry the server's values unchanged: share/fields.def lists what the
  * reference server puts there. */
 #ifndef QRX_TICKS_H
 #define QRX_TICKS_H

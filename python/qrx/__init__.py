@@ -6,6 +6,7 @@
         print(ticks.to_pandas(price="float"))
 """
 
+from . import plot
 from ._formulas import Formula
 from ._generated import VERSION as __version__
 from ._open import connect
@@ -18,4 +19,4 @@ from .errors import (BadArgument, CannotComplete, Disconnected, FormulaRefused, 
 __all__ = ["BadArgument", "Calculation", "CannotComplete", "Code", "Disconnected", "Formula",
            "FormulaRefused", "HostNotFound", "LoginRefused", "MalformedLogin", "NoCodeTable",
            "NoData", "NoMarkets", "OutOfMemory", "QrxError", "Records", "Session", "SessionClosed",
-           "TimedOut", "UnknownCode", "WrongType", "__version__", "connect"]
+           "TimedOut", "UnknownCode", "WrongType", "__version__", "connect", "plot"]

@@ -35,6 +35,12 @@ def to_day(number: int) -> dt.date:
     return dt.date(number // 10000, number // 100 % 100, number % 100)
 
 
+def clock(number: int) -> str:
+    """09:30 or 09:30:00.500 of HHMMSSmmm."""
+    hour, minute, rest = number // 10000000, number // 100000 % 100, number % 100000
+    return f"{hour:02}:{minute:02}" + (f":{rest // 1000:02}.{rest % 1000:03}" if rest else "")
+
+
 def parse_moment(value: Any, name: str) -> tuple[int, int]:
     """Date and time of day; 0 for a value that has no time, or midnight."""
     if hasattr(value, "dtype") and hasattr(value, "item"):  # NumPy's dates and integers
@@ -42,9 +48,12 @@ def parse_moment(value: Any, name: str) -> tuple[int, int]:
             value = value.astype("datetime64[ms]")
         value = value.item()
     if isinstance(value, dt.datetime):
-        if value.tzinfo is not None:
-            value = value.astimezone(EXCHANGE)
-        return _date_number(value.date()), _time_number(value.time())
+        try:
+            if value.tzinfo is not None:
+                value = value.astimezone(EXCHANGE)
+            return _date_number(value.date()), _time_number(value.time())
+        except (ValueError, OverflowError):  # pandas' NaT is such a datetime
+            raise BadArgument(f"{name}: {value} is no date", advice=DATES) from None
     if isinstance(value, dt.date):
         return _date_number(value), 0
     if isinstance(value, bool) or not isinstance(value, (int, str)):
@@ -124,7 +133,8 @@ def read_range(begin: Any, end: Any, begin_time: Any, end_time: Any) -> DayRange
         raise BadArgument(f"end: {to_day(last)} is before begin, {to_day(first)}",
                           advice=f"write the earlier day first, such as {last}, {first}")
     if first == last and 0 < to_time < from_time:
-        raise BadArgument(f"end_time: {to_time} is before begin_time, {from_time}, on one day",
+        raise BadArgument(f"end_time: {clock(to_time)} is before begin_time, {clock(from_time)}, "
+                          "on one day",
                           advice="write the earlier time as begin_time, such as "
                                  'begin_time="09:30", end_time="15:00"')
     return DayRange(first, last, from_time, to_time)

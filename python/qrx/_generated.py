@@ -37,17 +37,6 @@ PROXY_TYPES = {
     "QRX_PROXY_HTTP": 3,
 }
 
-# Market: has a grid of half seconds too, first bar of the day and of the night session.
-GRIDS = {
-    "SH": (False, 93000000, 0),
-    "SZ": (False, 93000000, 0),
-    "CF": (True, 91500000, 0),
-    "SHF": (True, 90000000, 210000000),
-    "CZC": (True, 90000000, 210000000),
-    "DCE": (True, 90000000, 210000000),
-}
-NIGHT_END = 23000000
-
 # Members of every record in order: name, NumPy format, shape.
 RECORDS: dict[str, list[tuple[str, str] | tuple[str, str, tuple[int]]]] = {
     "QRXDefine_Code": [

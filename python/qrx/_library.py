@@ -14,6 +14,7 @@ import numpy as np
 
 from ._generated import RECORDS
 
+NAME = "libqrx.so.1"
 Pointer = ctypes.c_void_p
 
 DTYPES: dict[str, np.dtype[np.void]] = {
@@ -37,22 +38,30 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
 }
 
 
-def _load() -> ctypes.CDLL:
-    """$QRX_LIBRARY if set, else the one that the wheel carries, else the system's."""
-    carried = Path(__file__).with_name("libqrx.so.1")
-    place = os.environ.get("QRX_LIBRARY") or (str(carried) if carried.exists() else "libqrx.so.1")
+def place_of(name: str) -> str:
+    """A library of ours: beside $QRX_LIBRARY if that is set, else the one that the wheel carries,
+    else the system's."""
+    given = os.environ.get("QRX_LIBRARY")
+    if given:
+        return given if name == NAME else str(Path(given).with_name(name))
+    carried = Path(__file__).with_name(name)
+    return str(carried) if carried.exists() else name
+
+
+def declare(place: str, functions: dict[str, tuple[Any, list[Any]]]) -> ctypes.CDLL:
+    """Loads a library and tells ctypes of its functions: result and arguments."""
     try:
         library = ctypes.CDLL(place)
-        for name, (result, arguments) in _FUNCTIONS.items():
+        for name, (result, arguments) in functions.items():
             function = getattr(library, name)
             function.restype, function.argtypes = result, arguments
     except (OSError, AttributeError) as error:
         raise ImportError(f"cannot load the library {place}: {error}; install the wheel of qrx, "
-                          "or set QRX_LIBRARY to the path of libqrx.so.1") from None
+                          f"or set QRX_LIBRARY to the path of {NAME}") from None
     return library
 
 
-lib = _load()
+lib = declare(place_of(NAME), _FUNCTIONS)
 
 
 class Record:

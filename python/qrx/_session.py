@@ -12,8 +12,7 @@ from typing import Any, Literal
 
 import numpy as np
 
-from . import _connection, _worker
-from ._complete import check_first_bar, check_market
+from . import _connection, _grids, _worker
 from ._dates import DayRange, parse_moment, read_range
 from ._formulas import Cycle, Formulas, calculate, parse_cycle
 from ._library import DTYPES, Record, lib, own, text_of
@@ -62,7 +61,8 @@ class Session:
 
     Days are trading days: a night session belongs to the day that follows it. begin and end are
     dates (date, "2024-01-05", "20240105", 20240105; None is today at the exchange, and the same
-    day); begin_time and end_time bound the first and the last of them.
+    day); begin_time and end_time bound the first and the last of them. markets: the names of those
+    that are open to the user.
     """
 
     def __init__(self, target: _connection.Target, handle: int, markets: list[str]) -> None:
@@ -94,6 +94,7 @@ class Session:
 
     @property
     def closed(self) -> bool:
+        """Whether the session was closed."""
         return self._handle is None
 
     def __repr__(self) -> str:
@@ -191,12 +192,14 @@ class Session:
         return request
 
     def _fetch(self, kind: _Kind, row: Any, days: DayRange, book: bool, complete: bool) -> Records:
+        """With complete a single day."""
         request = self._request(kind.request, row, days)
-        if complete:
-            check_market(self._describe(row).market, snapshots=True)
-            request["nAutoComplete"] = 1
         function, record = kind.book if book and kind.book else kind.plain
         what = f"{kind.what} of {text_of(row['szVelaCode'], 'ascii')} {days}"
+        if complete:
+            _grids.check(record, row)
+            _grids.check(record, row, self._call(function, record, request, what), days.first)
+            request["nAutoComplete"] = 1
         return self._call(function, record, request, what)
 
     def _days(self, kind: _Kind, row: Any, days: DayRange, book: bool, complete: bool,
@@ -224,7 +227,7 @@ class Session:
                complete: bool = False, progress: bool = False) -> Records:
         days = read_range(*when)
         row = self._find(code)
-        if not progress:
+        if not progress and not complete:
             return self._fetch(kind, row, days, book, complete)
         parts = list(self._days(kind, row, days, book, complete, progress))
         if len(parts) == 1:
@@ -265,7 +268,8 @@ class Session:
                 complete: bool = False, begin_time: Any = None, end_time: Any = None,
                 progress: bool = False) -> Records:
         """Snapshots of a future or an option, with five book levels if book; with complete each
-        day is laid onto its exchange's grid of half seconds."""
+        day is laid onto its exchange's grid of half seconds, and the days are fetched one by one
+        and joined, as with progress."""
         return self._range(FUTURES, code, (begin, end, begin_time, end_time), book, complete,
                            progress)
 
@@ -312,12 +316,11 @@ class Session:
         row = self._find(code)
         request = self._bar_request(row, parsed, days, adjust, adjust_date, adjust_volume)
         what = f"bars of {text_of(row['szVelaCode'], 'ascii')} {days}"
-        market = self._describe(row).market
         if complete:
-            check_market(market, snapshots=False)
+            _grids.check("QRXDefine_KLine", row)
         bars = self._call("QRX_GetKLine", "QRXDefine_KLine", request, what)
         if complete:
-            check_first_bar(market, int(bars["nDate"][0]), int(bars["nTime"][0]))
+            _grids.check("QRXDefine_KLine", row, bars)
             request["nAutoComplete"] = 1
             bars = self._call("QRX_GetKLine", "QRXDefine_KLine", request, what)
         return bars
@@ -325,7 +328,7 @@ class Session:
     def _bar_request(self, row: Any, cycle: Cycle, days: DayRange, adjust: str, adjust_date: Any,
                      adjust_volume: bool) -> Record:
         modes = {"none": 0, "forward": 1, "backward": 2}
-        if adjust not in modes:
+        if not isinstance(adjust, str) or adjust not in modes:
             raise BadArgument(f"adjust: there is no {adjust!r}",
                               advice='write one of "none", "forward" and "backward"')
         request = self._request("QRXDefine_ReqKLine", row, days)
@@ -349,6 +352,6 @@ class Session:
 
 
 def _text(value: Any, name: str, advice: str) -> str:
-    if not isinstance(value, str) or "\0" in value:
+    if not isinstance(value, str) or "\0" in value or any("\ud800" <= c <= "\udfff" for c in value):
         raise BadArgument(f"{name}: {value!r} is no such text", advice=advice)
     return value.strip()

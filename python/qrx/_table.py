@@ -123,7 +123,7 @@ def moments(dates: Array, times: Array) -> Array:
 
 
 class Table:
-    """Base of results: columns by name, and conversions."""
+    """What has columns: records of every kind, and calculations."""
 
     _options: Options
 
@@ -150,8 +150,15 @@ class Table:
             raise BadArgument(f'price: "{price}" is neither int nor float',
                               advice='write price="float" for prices in currency units')
         known = {column.name: column for column in self._all_columns()}
+        if isinstance(names, str):
+            raise BadArgument(f'columns: "{names}" is a text, not a list of names',
+                              advice=f'write one such as columns=["{nearest(names, known)}"]')
         if names is None:
             return list(known.values())
+        if not isinstance(names, Iterable):
+            raise BadArgument(f"columns: a {type(names).__name__} is no list of names",
+                              advice='write one such as columns=["time"]')
+        names = list(names)
         for name in names:
             if name not in known:
                 raise BadArgument(f'columns: there is no column "{name}"',

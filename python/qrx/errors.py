@@ -38,7 +38,7 @@ class BadArgument(QrxError, ValueError):
 
 
 class CannotComplete(BadArgument):
-    """complete=True where there is no session grid, or where the data lies outside of it."""
+    """complete=True where there is no session grid, or where a day breaks the grid's rules."""
 
     advice = "leave complete=True away to get the records as they are"
 
@@ -99,10 +99,10 @@ class TimedOut(QrxError):
 
 
 class Disconnected(QrxError):
-    """The connection could not be made, or was lost."""
+    """The connection could not be made, or was lost; this session does not come back."""
 
     code = RESULT_CODES["QRX_ERR_NETWORK"]
-    advice = "see whether the server is up, and call again"
+    advice = "see whether the server is up, and open another session with qrx.connect"
 
 
 class HostNotFound(Disconnected):
@@ -138,7 +138,7 @@ def from_code(code: int, what: str, server: str) -> QrxError:
         Disconnected: f"the connection to {server} was lost",
         TimedOut: f"{server} did not answer in time",
         OutOfMemory: f"the {what} do not fit into memory",
-        WrongType: f"there are no {what} by the security's type",
+        WrongType: f"this kind of security has no {what}",
         BadArgument: f"the library refused the request for {what}",
         FormulaRefused: "the server refused the formula",
     }

@@ -16,6 +16,7 @@ from ._table import Array
 from .errors import BadArgument
 
 UP, DOWN = "#c23b22", "#2a7f62"  # red is up, as at these exchanges
+MOST_LINES = 240  # of a picture of depth
 
 
 def _axes(axes: Any, rows: int = 1) -> Any:
@@ -23,27 +24,63 @@ def _axes(axes: Any, rows: int = 1) -> Any:
         return axes
     import matplotlib.pyplot as plt
 
-    heights = [3, 1][:rows]
     _, made = plt.subplots(rows, 1, sharex=True, figsize=(11, 6), layout="constrained",
-                           gridspec_kw={"height_ratios": heights})
+                           gridspec_kw={"height_ratios": [3, 1][:rows]})
+    for one in np.atleast_1d(made):
+        one.grid(alpha=0.25, linewidth=0.6)
+        one.set_axisbelow(True)
+        one.spines[["top", "right"]].set_visible(False)
     return made
 
 
-def _label_times(axes: Any, times: Array) -> None:
-    """At whole places only, dates where they change or when there is one bar a day."""
-    from matplotlib.ticker import FuncFormatter, MaxNLocator
+MOST_LABELS = 10
+STEPS = np.array([1, 5, 10, 15, 30, 60, 120, 240, 1440], "timedelta64[m]")
 
-    one_day = bool((times.astype("datetime64[D]") == times[0].astype("datetime64[D]")).all())
-    daily = bool((times.astype("datetime64[D]") == times).all())
+
+def label_places(times: Array) -> Array:
+    """Places of at most MOST_LABELS labels: each the first of a new minute, hour or day."""
+    for step in STEPS:
+        whole = times.astype("datetime64[m]").astype(np.int64) // step.astype(np.int64)
+        places = np.flatnonzero(np.diff(whole, prepend=whole[:1] - 1))
+        if len(places) <= MOST_LABELS:
+            break
+    return places[::-(-len(places) // MOST_LABELS)]
+
+
+def _label_times(axes: Any, times: Array) -> None:
+    """The axis counts rows; labels say when, with the date where a new one begins."""
+    from matplotlib.ticker import FuncFormatter, Locator
+
+    class Places(Locator):  # type: ignore[misc]
+        def __call__(self) -> Array:
+            return self.tick_values(*sorted(self.axis.get_view_interval()))
+
+        def tick_values(self, first: float, last: float) -> Array:
+            begin = min(max(0, int(np.ceil(first))), len(times) - 1)
+            seen = times[begin:max(begin + 1, int(last) + 1)]
+            return begin + label_places(seen)
+
+    days = times.astype("datetime64[D]")
+    daily = bool((days == times).all())
+    one_day = bool((days == days[0]).all())
 
     def label(place: float, _: object) -> str:
-        if not 0 <= round(place) < len(times):
+        at = round(place)
+        if not 0 <= at < len(times):
             return ""
-        text = str(times[round(place)].astype("datetime64[m]"))
-        return text[11:] if one_day else text[:10] if daily else text[5:].replace("T", "\n")
+        date, clock = str(times[at].astype("datetime64[m]")).split("T")
+        if daily:
+            return date
+        return clock if one_day or (at and days[at] == days[at - 1]) else f"{clock}\n{date[5:]}"
 
-    axes.xaxis.set_major_locator(MaxNLocator(8, integer=True))
+    axes.xaxis.set_major_locator(Places())
     axes.xaxis.set_major_formatter(FuncFormatter(label))
+
+
+def _thousands(axes: Any) -> None:
+    from matplotlib.ticker import FuncFormatter
+
+    axes.yaxis.set_major_formatter(FuncFormatter(lambda value, _: f"{value:,.0f}"))
 
 
 def _title(records: Records, times: Array) -> str:
@@ -79,53 +116,58 @@ def candles(bars: Records, *, axes: Any = None, title: str | None = None) -> Any
         lower.bar(at, bars.column("volume")[chosen], 0.7, color=color)
     upper.set_ylabel("price")
     lower.set_ylabel("volume")
+    _thousands(lower)
     upper.set_title(_title(bars, times) if title is None else title)
-    upper.margins(x=0.01)
+    for one in (upper, lower):
+        one.margins(x=0.01)
     _label_times(lower, times)
     return upper, lower
 
 
 def depth(ticks: Records, *, axes: Any = None, title: str | None = None,
           steps: int = 600) -> Any:
-    """The volume at each price of the book through a day, asks above, bids below the last price.
+    """The volume at each price of the book through a day, and the last price.
 
-    ticks: with book. The snapshots are thinned out to at most `steps` columns.
+    ticks: with book. The snapshots are thinned out to at most `steps` columns; prices that are too
+    close to be told apart share a line, which shows their sum.
     """
+    from matplotlib.cm import ScalarMappable
     from matplotlib.colors import LogNorm
+    from matplotlib.patches import Patch
 
     _expect(ticks, ["QRXDefine_TickAB", "QRXDefine_FutureAB"], "depth")
     axes = _axes(axes)
     rows = ticks[np.unique(np.linspace(0, len(ticks) - 1, min(steps, len(ticks))).astype(int))]
-    times = rows.column("time")
-    fields = rows.view(np.ndarray)
+    fields, unit = rows.view(np.ndarray), rows._options.price_unit
     prices = np.concatenate([fields["nBook1"], fields["nBook3"]], axis=1)
-    volumes = np.concatenate([fields["nBook2"], fields["nBook4"]], axis=1)
     levels = np.unique(prices[prices > 0])
     if len(levels) == 0:
         raise BadArgument("depth got a book without prices", advice=f"pass it {_MAKERS['depth']}")
     step = int(np.gcd.reduce(np.diff(levels))) if len(levels) > 1 else 1
-    first, height = int(levels[0]), int(levels[-1] - levels[0]) // step + 1
-    if height > 20_000:
-        raise BadArgument("depth: the prices are too far apart to draw",
-                          advice="pass it fewer days")
-    picture = np.zeros((height, len(rows)))
-    columns = np.broadcast_to(np.arange(len(rows))[:, None], prices.shape)
-    there = prices > 0
-    picture[(prices[there] - first) // step, columns[there]] = volumes[there]
-    unit = rows._options.price_unit
-    image = axes.imshow(
-        np.where(picture > 0, picture, np.nan), origin="lower", aspect="auto", cmap="viridis",
-        norm=LogNorm(max(1, picture[picture > 0].min()), max(2, picture.max())),
-        interpolation="nearest",
-        extent=(-0.5, len(rows) - 0.5, (first - step / 2) / unit,
-                (first + (height - 0.5) * step) / unit))
+    first, span = int(levels[0]), int(levels[-1] - levels[0])
+    step *= -(-(span + step) // step // MOST_LINES)
+    extent = (-0.5, len(rows) - 0.5, (first - step / 2) / unit,
+              (first + (span // step + 0.5) * step) / unit)
+    pictures = []
+    for price, volume in (("nBook1", "nBook2"), ("nBook3", "nBook4")):
+        picture = np.zeros((span // step + 1, len(rows)))
+        there = fields[price] > 0
+        at, _ = np.nonzero(there)
+        np.add.at(picture, ((fields[price][there] - first) // step, at), fields[volume][there])
+        pictures.append(np.where(picture > 0, picture, np.nan))
+    found = np.concatenate(pictures)
+    norm = LogNorm(max(1, np.nanmin(found)), max(2, np.nanmax(found)))
+    for picture, colors in zip(pictures, ("Oranges", "Blues")):
+        axes.imshow(picture, origin="lower", aspect="auto", cmap=colors, norm=norm,
+                    interpolation="nearest", extent=extent)
     last = rows.column("price", "float")
-    axes.plot(np.where(last > 0, last, np.nan), color="#d62728", linewidth=1, label="last price")
-    axes.figure.colorbar(image, ax=axes, label="volume", pad=0.01)
+    [line] = axes.plot(np.where(last > 0, last, np.nan), color="black", linewidth=1)
+    axes.figure.colorbar(ScalarMappable(norm, "Greys"), ax=axes, label="volume", pad=0.01)
     axes.set_ylabel("price")
     axes.set_title(_title(ticks, ticks.column("time")) if title is None else title)
-    axes.legend(loc="upper left")
-    _label_times(axes, times)
+    axes.legend([Patch(color="#f16913"), line, Patch(color="#4292c6")],
+                ["asks", "last price", "bids"], loc="best")
+    _label_times(axes, rows.column("time"))
     return axes
 
 
@@ -133,7 +175,8 @@ def formula(calc: Calculation, columns: Sequence[str] | None = None, *, axes: An
             price: bool = False, title: str | None = None) -> Any:
     """Columns of a calculation as lines. price: they are prices, in the unit of the connection.
 
-    Over candles of the same bars: formula(calc, axes=candles(bars)[0], price=True).
+    Over candles of the same bars: formula(calc, axes=candles(bars)[0], price=True). The zeros that
+    a column has before it is defined are not drawn.
     """
     if len(calc) == 0:
         raise BadArgument("formula got no rows", advice="pass it what s.calc gave")
@@ -141,9 +184,10 @@ def formula(calc: Calculation, columns: Sequence[str] | None = None, *, axes: An
     axes = _axes(axes)
     for column in calc._select(columns, "int"):
         if column.kind == "Number":
-            values = calc.column(column.name)
-            axes.plot(values / calc._options.price_unit if price else values, label=column.name)
-    axes.legend(loc="upper left")
+            values = calc.column(column.name) / (calc._options.price_unit if price else 1)
+            values[:int(np.argmax(values != 0))] = np.nan
+            axes.plot(values, linewidth=1.2, label=column.name)
+    axes.legend(loc="best")
     if own:
         axes.set_title(calc._code if title is None else title)
         axes.margins(x=0.01)

@@ -21,7 +21,7 @@ def packed(n):
             + (abs(n) >> 5).to_bytes(size, "little"))
 
 
-def login(info=b"welcome", result=1, markets=("SH", "XX")):
+def login(info=b"welcome", result=1, markets=("SH", "XX", "SHF")):
     names = b"".join(m.encode().ljust(4, b"\0") for m in markets)
     body = info.ljust(64, b"\0") + struct.pack("<ii", result, len(markets)) + names.ljust(128, b"\0")
     return 2, body.ljust(424, b"\0")
@@ -29,7 +29,7 @@ def login(info=b"welcome", result=1, markets=("SH", "XX")):
 
 def code_table(market):
     rows = {b"SH": [(b"600000", "浦发银行".encode("gbk"), 16), (b"000001", b"Index", 1)],
-            b"XX": [(b"X1", b"Foreign", 112)]}.get(market, [])
+            b"XX": [(b"X1", b"Foreign", 112)], b"SHF": [(b"ag2403", b"Silver", 112)]}.get(market, [])
     items = b"".join(code.ljust(16, b"\0") + name.ljust(32, b"\0") + struct.pack("<i", kind)
                      for code, name, kind in rows)
     return 1001, struct.pack("<iii", 0, len(rows), 52) + items
@@ -40,6 +40,13 @@ def bars(rows):
     open interest."""
     head = b"600000\0\0SH\0\0".ljust(40, b"\0") + struct.pack("<iii", len(rows), 0, 1)
     return 1010, head + b"".join(integer(n) for row in rows for n in row)
+
+
+def snapshots(date, times):
+    """Futures snapshots without a book (1049) of one day at HHMMSSmmm: price 1, volume 2."""
+    head = struct.pack("<5i", 1, len(times), 0, 0, 0)
+    return 1049, head + b"".join(integer(n) for time in times
+                                 for n in (date, time, 1, 2, 0, 0, 0, 0, 0, 0, 0, 0))
 
 
 class Server:

@@ -5,14 +5,13 @@ import gc
 import io
 import os
 import pickle
-import subprocess
 import sys
 import threading
 
 import numpy as np
 import pandas as pd
 import pytest
-from conftest import PASSWORD, ROOT
+from conftest import PASSWORD
 
 import qrx
 import qrx.aio
@@ -176,17 +175,24 @@ def test_days_one_by_one(session, capsys, monkeypatch):
     (lambda s: s.ticks("600000.SZ", DAY), qrx.UnknownCode, "did you mean 600000.SH"),
     (lambda s: s.ticks(600000, DAY), qrx.BadArgument, "code: 600000 is no such text"),
     (lambda s: s.ticks("", DAY), qrx.BadArgument, "code"),
+    (lambda s: s.ticks("\udc80.SH", DAY), qrx.BadArgument, "code: .* such as 600000.SH"),
+    (lambda s: s.bars("600000.SH", "1d", DAY, adjust=["forward"]), qrx.BadArgument, "write one of"),
+    (lambda s: s.ticks("600000.SH", DAY).to_pandas(columns="price"), qrx.BadArgument,
+     r'columns: .* such as columns=\["price"\]'),
     (lambda s: s.ticks("x" * 40 + ".SH", DAY), qrx.UnknownCode, "there is no security"),
     (lambda s: s.ticks("ag2403.SHF", DAY), qrx.WrongType, "no ticks of ag2403.SHF .*; futures and options have s.futures"),
-    (lambda s: s.futures("600000.SH", DAY), qrx.WrongType, "no snapshots of .* type"),
-    (lambda s: s.futures("600000.SH", DAY, complete=True), qrx.CannotComplete, "CF, SHF, CZC, DCE"),
+    (lambda s: s.futures("600000.SH", DAY), qrx.WrongType, "security has no snapshots of 600000"),
+    (lambda s: s.futures("600000.SH", DAY, complete=True), qrx.CannotComplete, "SHF, CZC, DCE, CF"),
     (lambda s: s.bars("600000.SH", "1d", DAY, complete=True), qrx.BadArgument, "seconds and minutes"),
     (lambda s: s.bars("600000.SH", "1d", DAY, adjust="up"), qrx.BadArgument, '"forward"'),
     (lambda s: s.bars("600000.SH", "1d", DAY, adjust_date=DAY), qrx.BadArgument, "forward"),
     (lambda s: s.codes("XX"), qrx.UnknownCode, "no market \"XX\"; there are SH, SZ"),
-    (lambda s: s.formulas.add("A", "x" * 1048575), qrx.BadArgument, "1048575 bytes"),
+    (lambda s: s.formulas.add("A", "x" * 1048576), qrx.BadArgument, "1048576 bytes"),
     (lambda s: s.formulas.add("A" * 24, "x"), qrx.BadArgument, "name: has 24 bytes"),
-    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": "5" * 40}), qrx.BadArgument, "params")])
+    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": 5 ** 50}), qrx.BadArgument, "params: .* 31"),
+    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": None}), qrx.BadArgument, "params: N=None"),
+    (lambda s: s.calc("A", "IO2403-C-3500.CF", DAY), qrx.BadArgument, "code: .* at most 8 char"),
+    (lambda s: s.ticks("600000.SH", DAY).to_pandas(columns=5), qrx.BadArgument, "columns: a int")])
 def test_errors(session, call, kind, words):
     with pytest.raises(kind, match=words) as caught:
         call(session)
@@ -243,19 +249,19 @@ def test_pictures(session, tmp_path):
     assert sum(p.get_height() for p in lower.patches) == bars["iVolume"].sum()
     tops = sorted(s[1][1] for c in upper.collections for s in c.get_segments())
     np.testing.assert_allclose(tops, np.sort(bars["nHigh"]) / 10000)
-    axes = qrx.plot.depth(session.ticks("600000.SH", DAY, book=True), steps=100)
-    picture = np.nan_to_num(axes.images[0].get_array())
+    axes = qrx.plot.depth(session.ticks("600000.SH", DAY, book=True))
     first = session.ticks("600000.SH", DAY, book=True)[0]
-    assert picture[:, 0].sum() == first["nBook2"].sum() + first["nBook4"].sum()
+    for image, volumes in zip(axes.images, ("nBook2", "nBook4")):  # asks, bids
+        assert np.nan_to_num(image.get_array())[:, 0].sum() == first[volumes].sum()
+    # Labels of a day with a break: the first row, then each half hour that has rows.
+    axes.figure.canvas.draw()
+    assert [label.get_text() for label in axes.get_xticklabels()] == [
+        "09:30", "10:00", "10:30", "11:00", "13:00", "13:30", "14:00", "14:30", "15:00"]
+    # A stock of which a tick of the price is less than a line: lines are shared, nothing is lost.
+    dear = session.ticks("600519.SH", DAY, book=True)
+    asks = qrx.plot.depth(dear, steps=100).images[0].get_array()
+    assert len(asks) <= 240 and np.nan_to_num(asks)[:, 0].sum() == dear[0]["nBook2"].sum()
     for one in (upper, axes):
         one.figure.savefig(tmp_path / "picture.png")
     with pytest.raises(qrx.BadArgument, match="book=True"):
         qrx.plot.depth(session.ticks("600000.SH", DAY))
-
-
-def test_example(demo):
-    found = subprocess.run([sys.executable, ROOT / "examples/first.py", demo.url],
-                           env={**os.environ, "QRX_PASSWORD": PASSWORD,
-                                "PYTHONPATH": os.pathsep.join(p for p in sys.path if p)},
-                           capture_output=True, text=True, check=True).stdout
-    assert "[4800 rows x 5 columns]" in found

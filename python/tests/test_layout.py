@@ -1,11 +1,14 @@
 """What the package knows about C is what the compiler and the tables say."""
 
+import re
 import subprocess
 import sys
 
+import numpy as np
+
 from conftest import ROOT
 
-from qrx import _generated
+from qrx import _generated, _grids
 from qrx._library import DTYPES
 from qrx._records import GROUPS, columns_of
 
@@ -53,3 +56,30 @@ def test_columns_lie_in_the_record():
                 values = DTYPES[record][column.member]
                 assert values.base.str.lstrip("|") == column.dtype.lstrip("|")
                 assert column.place is None or column.place < values.shape[0]
+
+
+def sessions(points):
+    """"21:00-02:30 09:00-10:15" of one-minute points on a clock without dates."""
+    minutes = points[:, 1] // 10000000 * 60 + points[:, 1] // 100000 % 100
+    parts = np.split(minutes, np.flatnonzero(np.diff(minutes) % 1440 != 1) + 1)
+    return " ".join(f"{p[0] // 60:02}:{p[0] % 60:02}-{(p[-1] + 1) // 60 % 24:02}:{(p[-1] + 1) % 60:02}"
+                    for p in parts)
+
+
+def test_page_on_grids_has_the_tables_rows():
+    page = (ROOT / "docs/completion.md").read_text()
+    rows = re.findall(r"^\| ([A-Z][^|]*) \| ([^|]*)\| (\d[^|]*|as above) \|", page.partition("## Snap")[0], re.M)
+    days = {market: day for names, night, day in rows if not night.strip()
+            for market in re.findall(r"[A-Z]+", names)}
+    nights = {names.replace("codes beginning with ", "").replace(" or", ""): night.strip()
+              for names, night, _ in rows if night.strip()}
+    for row in _grids.grid_rows():
+        before, after = (row.points(day) for day in (20000103, 20240105))
+        assert sessions(before) == days[row.market], row
+        if row.products:
+            night, day = sessions(after).split(" ", 1)
+            assert nights.pop(" ".join([row.market, *row.products])) == f"{night} ({row.first_night})"
+            assert day == days[row.market] and len(row.points(row.first_night)) == len(after)
+        else:
+            assert len(after) == len(before)
+    assert not nights

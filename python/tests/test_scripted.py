@@ -11,7 +11,7 @@ import time
 import numpy as np
 import pandas as pd
 import pytest
-from scripted import Server, bars, integer, packed
+from scripted import Server, bars, integer, packed, snapshots
 
 import qrx
 import qrx.aio
@@ -102,15 +102,45 @@ def test_server_goes_away():
 BAR = [90000, 90500, 89900, 90400, 100, 9020000, 7, 0]
 
 
-@pytest.mark.parametrize("code, first, words", [
-    ("X1.XX", 93000, "market XX has no session grid; only SH, SZ, CF, SHF, CZC, DCE"),
-    ("600000.SH", 91500, "the first bar, at 2024-01-05 09:15:00, lies before the session of SH")])
-def test_no_bar_stops_the_process(code, first, words):
-    with Server({101: bars([[20240105, first, *BAR]])}) as server, \
+@pytest.mark.parametrize("code, date, first, words", [
+    ("X1.XX", 20240105, 93000, "market XX has no session grid; only SH, SZ, CF, SHF, CZC, DCE"),
+    ("600000.SH", 20240105, 91500, "2024-01-05, record 1 at 09:15:00.000: the first bar must not be"),
+    ("ag2403.SHF", 20240106, 100000, "2024-01-06, record 1 at 10:00:00.000: .* Monday to Friday")])
+def test_no_bar_stops_the_process(code, date, first, words):
+    with Server({101: bars([[date, first, *BAR]])}) as server, \
             qrx.connect(server.url, password="x") as s:
+        with pytest.raises(qrx.CannotComplete, match=f"^complete: .*{words}.*; leave complete"):
+            s.bars(code, "1m", DAY, "2024-01-08", complete=True)
+        assert len(s.bars(code, "1m", DAY, "2024-01-08")) == 1
+
+
+@pytest.mark.parametrize("code, times, words", [
+    ("X1.XX", [85500000], "market XX has no session grid; only SHF, CZC, DCE, CF have one"),
+    ("ag2403.SHF", [84900000], "2024-01-08: no record at or after the start of the pre-open"),
+    ("ag2403.SHF", [85500000, 113000000, 113000500],
+     "2024-01-08, record 3 at 11:30:00.500: more than one record around the end of a session")])
+def test_no_snapshot_stops_the_process(code, times, words):
+    def answer(body):
+        [date] = struct.unpack_from("<i", body, 12)
+        return snapshots(date, times if date == 20240108 else [85500000])
+
+    with Server({112: answer}) as server, qrx.connect(server.url, password="x") as s:
         with pytest.raises(qrx.CannotComplete, match=words):
-            s.bars(code, "1m", DAY, complete=True)
-        assert len(s.bars("600000.SH", "1m", DAY)) == 1
+            s.futures(code, DAY, "2024-01-08", complete=True)
+        asked = [struct.unpack_from("<i", body, 12)[0] for kind, body in server.seen if kind == 112]
+        # Friday is looked at and completed, Monday looked at alone; XX is not asked for at all.
+        assert asked == ([] if "XX" in code else [20240105, 20240105, 20240108])
+        if asked:
+            assert len(s.futures(code, DAY, complete=True)) == 28803
+
+
+def test_completed_days_are_joined():
+    with Server({112: lambda body: snapshots(struct.unpack_from("<i", body, 12)[0], [85500000])
+                 }) as server, qrx.connect(server.url, password="x") as s:
+        both = s.futures("ag2403.SHF", DAY, "2024-01-08", complete=True)
+        days = list(s.iter_futures("ag2403.SHF", DAY, "2024-01-08", complete=True))
+    assert [len(d) for d in days] == [28803] * 2 and np.array_equal(np.concatenate(days), both)
+    assert str(both.column("time")[28803])[:10] == "2024-01-08"
 
 
 def test_bars_as_asked_for():
@@ -189,8 +219,8 @@ def test_formulas():
         with pytest.raises(qrx.FormulaRefused, match='kept the formula LOCKED .*"locked"'):
             s.formulas.delete("LOCKED")
         # The longest text that can be sent arrives whole.
-        s.formulas.add("LONG", "A=" + "1" * (1048574 - 2))
-        assert len(service.stored[b"LONG"]) == 1048574
+        s.formulas.add("LONG", "A=" + "1" * (1048575 - 2))
+        assert len(service.stored[b"LONG"]) == 1048575
 
 
 def test_calculation():
@@ -214,8 +244,9 @@ def test_calculation():
 def test_calculations_do_not_leak_and_can_be_drawn():
     service = FormulaService()
     with Server(service.answers) as server, qrx.connect(server.url, password="x") as s:
-        axes = qrx.plot.formula(s.calc("MA", "600000.SH", DAY), ["DIFF"])
-        assert [line.get_ydata().tolist() for line in axes.lines] == [[-5, 7]]
+        axes = qrx.plot.formula(s.calc("MA", "600000.SH", DAY), ["DIFF", "MA5"])
+        diff, ma5 = (line.get_ydata() for line in axes.lines)
+        assert diff.tolist() == [-5, 7] and np.isnan(ma5[0]) and ma5[1] == 90400
         released = []
         for _ in range(20):
             calc = s.calc("MA", "600000.SH", DAY)

@@ -1,8 +1,8 @@
 """Writes qrx/_generated.py: everything that the package takes over from the C side.
 
 Record layouts, result codes, cycles and proxy types come from include/qrx, columns from
-share/fields.def, session grids from share/grids.def. The tests run this again and compare, and ask
-the C compiler whether it agrees about the layouts.
+share/fields.def. The tests run this again and compare, and ask the C compiler whether it agrees
+about the layouts.
 
     python3 tools/generate.py > qrx/_generated.py
 """
@@ -84,14 +84,6 @@ def generate() -> str:
     }
     for name, rows in tables.items():
         lines += [f"{name} = {{"] + [f'    "{key}": {value},' for key, value in rows] + ["}", ""]
-    lines += ["# Market: has a grid of half seconds too, first bar of the day and of the night session.",
-              "GRIDS = {"]
-    grids = (ROOT / "share/grids.def").read_text()
-    for market, snapshots, opens, night in re.findall(
-            r"^QRX_GRID\((\w+), (\w+), (\d+), (\d+)\)", grids, re.M):
-        lines.append(f'    "{market}": ({snapshots == "true"}, {opens}, {night}),')
-    night_end = found(r"QRX_GRID_NIGHT_END (\d+)", grids)
-    lines += ["}", f"NIGHT_END = {night_end}", ""]
     lines += ["# Members of every record in order: name, NumPy format, shape.",
               "RECORDS: dict[str, list[tuple[str, str] | tuple[str, str, tuple[int]]]] = {"]
     for name, members in records(text, constants).items():

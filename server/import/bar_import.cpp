@@ -1,10 +1,11 @@
-// One-minute bars by trading day and daily bars by year. Bars replace those of the same date and
-// time; a day that is imported again keeps what the file does not have only with --append
-// (minutes), a year of daily bars always.
+// Bars of one and of five minutes by trading day, and daily bars by year. Bars replace those of the
+// same date and time; a day that is imported again keeps what the file does not have only with
+// --append (minutes), a year of daily bars always.
 //
-// Minute bars are named by the begin of their minute. A bar in the quarter of an hour before a
-// session is the auction's: it is joined to the session's first bar, or refuses the file.
-#include "import/bar_import.h"
+// Bars of minutes are named by their begin. A bar in the quarter of an hour before a session is the
+// auction's: it is joined to the session's first bar, or refuses the file. A file that has any
+// other bar twice is refused: nobody knows which of them to believe.
+#include "import/importers.h"
 
 #include <algorithm>
 #include <map>
@@ -33,6 +34,7 @@ struct BarRow {
     int nDate;
     int nTime;  // HHMMSSmmm
     Bar bar;
+    bool bAuction = false;  // moved to the session's begin
 };
 
 struct Security {
@@ -65,7 +67,7 @@ public:
         ProgressBar progress(strPath, m_options.bProgress);
         std::vector<std::string> vecNames;
         for (const Field& field : FieldsOf({G::Bar})) vecNames.push_back(field.strColumn);
-        RowReader rows(lines, m_options, vecNames, !m_options.bDaily);
+        RowReader rows(lines, m_options, vecNames, !Daily());
         std::vector<std::pair<Field, int>> vecFields;
         for (const Field& field : FieldsOf({G::Bar})) {
             const int nColumn = rows.GetColumns().Find(field.strColumn);
@@ -104,7 +106,7 @@ private:
             const int64_t nValue = rows.Value(field, nColumn);
             memcpy(reinterpret_cast<char*>(&row.bar) + field.nOffset, &nValue, field.nWidth);
         }
-        if (m_options.bDaily) {
+        if (Daily()) {
             row.nTime = 0;
             row.nDay = row.nDate / 10000 * 10000;
         } else {
@@ -113,37 +115,52 @@ private:
         security.vecRows.push_back(row);
     }
 
-    // Names a minute by its begin, and an auction by the begin of its session.
+    bool Daily() const { return m_options.nBarMinutes == 0; }
+
+    // Names a bar by its begin, and an auction by the begin of its session. A night that is dated
+    // by its trading day has the same date on both sides of midnight.
     void Name(const RowReader& rows, BarRow& row, const GridRow* pGrid) const {
         if (m_options.bLabelAtEnd) {
-            int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(row.nTime) - kMinuteMs;
+            int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(row.nTime) -
+                      m_options.nBarMinutes * kMinuteMs;
             if (nMs < 0) {
                 nMs += 24 * 60 * kMinuteMs;
-                row.nDate = PreviousCalendarDay(row.nDate);
+                const bool bTradingDay = row.nDay == 0 && m_options.nightForm == NightForm::Trading;
+                if (!bTradingDay) row.nDate = PreviousCalendarDay(row.nDate);
             }
             row.nTime = BusinessConvertor::MiniSeconds2HHMMSSmmm(nMs);
         }
         if (row.nTime % 100000 != 0) rows.Refuse("the time is not a whole minute");
+        if (row.nTime / 100000 % 100 % m_options.nBarMinutes != 0) {
+            rows.Refuse("a bar of " + std::to_string(m_options.nBarMinutes) +
+                        " minutes must begin at a multiple of them (see --cycle and --label)");
+        }
         if (const auto nSession = SessionAfter(pGrid, row.nTime)) {
             if (m_options.bRefuseAuction) rows.Refuse("a bar before its session");
             row.nTime = *nSession;
+            row.bAuction = true;
         }
     }
 
     void Write(Security& security, ImportResult& result) {
         DateRows(security.vecRows, m_options.nightForm);
-        const DayKind kind = m_options.bDaily ? DayKind::DailyBar : DayKind::MinuteBar;
+        const DayKind kind = Daily()                      ? DayKind::DailyBar
+                             : m_options.nBarMinutes == 5 ? DayKind::FiveMinuteBar
+                                                          : DayKind::MinuteBar;
         const auto& vecRows = security.vecRows;
         for (size_t i = 0; i < vecRows.size();) {
             const DayKey key{security.strMarket, security.strCode, vecRows[i].nDay};
             std::map<std::pair<int, int>, Bar> mapBars;
             Bar before{};
             for (; i < vecRows.size() && vecRows[i].nDay == key.nDay; ++i) {
-                Add(mapBars, vecRows[i], before);
+                if (Add(mapBars, vecRows[i], before)) continue;
+                if (!vecRows[i].bAuction && !vecRows[i - 1].bAuction) {
+                    throw ImportError(vecRows[i].nLine, "the file has this bar twice");
+                }
             }
             const std::string strDay =
                 key.strMarket + "\n" + key.strCode + "\n" + std::to_string(key.nDay);
-            if (m_options.bDaily || m_options.bAppend || !m_setWritten.insert(strDay).second) {
+            if (Daily() || m_options.bAppend || !m_setWritten.insert(strDay).second) {
                 for (const auto& part : ReadRecords<Bar>(m_store, key, kind)) {
                     for (const Bar& bar : part.vecRecords) {
                         mapBars.emplace(std::pair(int{bar.nDate}, int{bar.nTime}), bar);
@@ -158,11 +175,12 @@ private:
         }
     }
 
-    void Add(std::map<std::pair<int, int>, Bar>& mapBars, const BarRow& row, Bar& before) const {
+    // False when the row was joined to one that stood there before it.
+    bool Add(std::map<std::pair<int, int>, Bar>& mapBars, const BarRow& row, Bar& before) const {
         Bar bar = row.bar;
         bar.nDate = row.nDate;
         bar.nTime = row.nTime / 1000;
-        if (m_options.bCumulative && !m_options.bDaily) {
+        if (m_options.bCumulative && !Daily()) {
             bar.iVolume = row.bar.iVolume - before.iVolume;
             bar.iTurnover = row.bar.iTurnover - before.iTurnover;
             before = row.bar;
@@ -172,6 +190,7 @@ private:
         }
         const auto [it, bNew] = mapBars.emplace(std::pair(row.nDate, row.nTime / 1000), bar);
         if (!bNew) MergeBar(it->second, bar);  // an auction and the minute that it opens
+        return bNew;
     }
 
     Store& m_store;
@@ -180,53 +199,10 @@ private:
     std::set<std::string> m_setWritten;
 };
 
-// Columns: market, code, date, factor. The factors of a security are replaced.
-class AdjustImporter final : public Importer {
-public:
-    AdjustImporter(Store& store, const ImportOptions& options)
-        : m_store(store), m_options(options) {}
-
-    ImportResult ImportFile(const std::string& strPath) override {
-        ImportResult result;
-        LineReader lines(strPath);
-        RowReader rows(lines, m_options, {"factor"}, false);
-        rows.GetColumns().Require("factor");
-        const int nColumn = rows.GetColumns().Find("factor");
-        std::map<std::pair<std::string, std::string>, std::map<int, double>> mapFactors;
-        RowStamp stamp;
-        while (rows.Next()) {
-            rows.ReadStamp(stamp);
-            const auto nFactor = ParseDecimal(rows.GetColumns()[nColumn], 12);
-            if (!nFactor || *nFactor <= 0) {
-                rows.Refuse("bad factor \"" + rows.Text(nColumn) + "\"");
-            }
-            mapFactors[{stamp.strMarket, stamp.strCode}][stamp.nDate] =
-                static_cast<double>(*nFactor) * 1e-12;
-            ++result.nRows;
-        }
-        Store::Batch batch(m_store);
-        for (const auto& [security, factors] : mapFactors) {
-            std::vector<AdjustFactor> vec;
-            for (const auto& [nDate, f] : factors) vec.push_back({nDate, f});
-            m_store.PutAdjustFactors(security.first, security.second, vec);
-            result.nRecords += static_cast<int64_t>(vec.size());
-        }
-        batch.Commit();
-        return result;
-    }
-
-private:
-    Store& m_store;
-    ImportOptions m_options;
-};
-
 }  // namespace
 
 std::unique_ptr<Importer> MakeBarImporter(Store& store, const ImportOptions& options) {
     return std::make_unique<BarImporter>(store, options);
-}
-std::unique_ptr<Importer> MakeAdjustImporter(Store& store, const ImportOptions& options) {
-    return std::make_unique<AdjustImporter>(store, options);
 }
 
 }  // namespace qrx::server

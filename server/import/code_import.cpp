@@ -1,6 +1,6 @@
 // Columns: market, code, name, type. The type is the number that clients see, or one of the words
 // below. Codes that a market has already are replaced where they stand, new ones come behind.
-#include "import/code_import.h"
+#include "import/importers.h"
 
 #include <algorithm>
 #include <map>

@@ -8,22 +8,9 @@
 #include <string>
 #include <vector>
 
-namespace qrx::server {
+#include "fields.h"
 
-enum class FieldGroup {
-    Tick,
-    Book,
-    Transaction,
-    Order,
-    OrderQueue,
-    Bar,
-    IndexBar,
-    Future,
-    FutureBook,
-    FutureTotal,
-    FutureDay
-};
-enum class FieldKind { Date, Time, Price, Volume, Amount, Count, Number, Flag };
+namespace qrx::server {
 
 struct Field {
     FieldGroup group;

@@ -25,7 +25,7 @@ struct ImportOptions {
     TimeForm timeForm = TimeForm::HhmmssMmm;
     NightForm nightForm = NightForm::Calendar;
     std::string strEncoding = "utf-8";
-    bool bDaily = false;          // bars are daily ones
+    int nBarMinutes = 1;          // that a bar covers: 1 or 5; 0: bars of a day
     bool bLabelAtEnd = false;     // minute bars are named by the end of their interval
     bool bRefuseAuction = false;  // instead of joining an auction's bar to the session's first
     bool bAppend = false;         // to the days that are stored, instead of replacing them

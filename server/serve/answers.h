@@ -32,13 +32,12 @@ public:
 
 void CheckHead(const ZPMDefine_MessageHead& head);
 
+// True when the answer may take seconds to make: no thread of the network's should make it.
+bool IsSlow(const ZPMDefine_MessageHead& head);
+
 // Anything but a login. The store outlives the answer.
 std::unique_ptr<Answer> MakeAnswer(Store& store, const UserRow& user,
                                    const ZPMDefine_MessageHead& head, const std::string& strBody);
-
-// One packet of a fixed body, as all packets are put together.
-std::string MakePacket(int nType, int nRequestID, const void* pBody, size_t nBytes,
-                       const std::string& strStream = {});
 
 // The answer to a login. Accepted when the text is empty.
 std::string MakeLoginAnswer(Store& store, const UserRow& user, int nRequestID,

@@ -112,8 +112,12 @@ int32_t Scaled(int32_t nPrice, double f) {
 
 }  // namespace
 
+bool HasTimes(int nCycle) {
+    return nCycle == kMinutes || nCycle == kSeconds;
+}
+
 bool IsBarCycle(int nCycle) {
-    return nCycle == kMinutes || nCycle == kSeconds || (nCycle >= kQuarters && nCycle <= kMonths);
+    return HasTimes(nCycle) || (nCycle >= kQuarters && nCycle <= kMonths);
 }
 
 BarSource::BarSource(Store& store, BarRequest request, bool bSnapshots)
@@ -123,43 +127,73 @@ BarSource::BarSource(Store& store, BarRequest request, bool bSnapshots)
              : bSnapshots                 ? DayKind::Snapshot
                                           : DayKind::Tick),
       m_nCycType(m_request.nCycle == kMinutes ? CYC_MINUTE : CYC_SECOND),
+      m_bLong(!HasTimes(m_request.nCycle)),
       m_pRow(FindGridRow(m_request.strMarket, m_request.strCode)) {
+    if (!m_bLong) ListDays();
+    if (m_request.nPriceMode == 1 || m_request.nPriceMode == 2) FindReference();
+}
+
+// Bars of five minutes make any multiple of theirs: all sessions begin and end at one.
+void BarSource::ListDays() {
+    const auto add = [&](DayKind kind) {
+        for (const int nDay : m_store.Days(kind, m_request.strMarket, m_request.strCode,
+                                           m_request.nBeginDay, m_request.nEndDay)) {
+            m_mapDays.emplace(nDay, kind);
+        }
+    };
+    add(m_kind);
+    constexpr int kFiveMinutes = 300;
+    const bool bFives = GetBarSeconds(m_nCycType, m_request.nMultiple) % kFiveMinutes == 0;
+    if (m_kind == DayKind::MinuteBar && bFives) add(DayKind::FiveMinuteBar);
+    if (m_pRow != nullptr) {
+        m_pWalk = std::make_unique<GridWalk>(*m_pRow, m_nCycType, m_request.nMultiple);
+    }
+}
+
+// What the factors are divided by: in mode 1 the one that counts on the reference day.
+void BarSource::FindReference() {
     const auto& [strMarket, strCode] = std::tie(m_request.strMarket, m_request.strCode);
-    if (m_request.nCycle == kMinutes || m_request.nCycle == kSeconds) {
-        m_bLongDone = true;
-        m_vecDays = store.Days(m_kind, strMarket, strCode, m_request.nBeginDay, m_request.nEndDay);
-        if (m_pRow != nullptr) {
-            m_pWalk = std::make_unique<GridWalk>(*m_pRow, m_nCycType, m_request.nMultiple);
+    m_vecFactors = m_store.AdjustFactors(strMarket, strCode);
+    if (m_request.nPriceMode != 1 || m_vecFactors.empty()) return;
+    int nDay = m_request.nPriceDay;
+    if (nDay <= 0) {
+        for (const DayKind kind : {DayKind::MinuteBar, DayKind::FiveMinuteBar, m_kind}) {
+            const auto vecDays = m_store.Days(kind, strMarket, strCode, 0, kNoLastDay);
+            if (!vecDays.empty()) nDay = std::max(nDay, vecDays.back());
+        }
+        const auto vecYears = m_store.Days(DayKind::DailyBar, strMarket, strCode, 0, kNoLastDay);
+        if (!vecYears.empty()) {
+            const auto vecBars = DailyBars(vecYears.back(), kNoLastDay);
+            if (!vecBars.empty()) nDay = std::max(nDay, int{vecBars.back().nDate});
         }
     }
-    if (m_request.nPriceMode == 1 || m_request.nPriceMode == 2) {
-        m_vecFactors = store.AdjustFactors(strMarket, strCode);
-    }
-    if (m_request.nPriceMode == 1 && !m_vecFactors.empty()) {
-        m_fReference =
-            Factor(m_request.nPriceDay > 0 ? m_request.nPriceDay : std::numeric_limits<int>::max());
-    }
+    m_fReference = Factor(nDay);
 }
 
 bool BarSource::Next(std::vector<Bar>& vecBars) {
     vecBars.clear();
-    if (!m_bLongDone) {
-        m_bLongDone = true;
+    if (m_bLong) {
         vecBars = LongBars();
+        m_bLong = false;
         return true;
     }
-    if (m_nNextDay >= m_vecDays.size()) return false;
-    PlaceOnGrid(LoadDay(m_vecDays[m_nNextDay++]), vecBars);
-    Adjust(vecBars);
-    for (Bar& bar : vecBars) bar.nTime /= 1000;
+    if (m_mapDays.empty()) return false;
+    const int nDay = m_mapDays.begin()->first;
+    PlaceOnGrid(LoadDay(nDay), vecBars);
+    m_mapDays.erase(nDay);
+    for (Bar& bar : vecBars) {
+        Adjust(bar, nDay);
+        bar.nTime /= 1000;
+    }
     return true;
 }
 
 std::vector<Bar> BarSource::LoadDay(int nDay) {
     const DayKey key{m_request.strMarket, m_request.strCode, nDay};
-    if (m_kind == DayKind::Snapshot) return FromSnapshots<ZPMDefine_Future_AB_Night>(m_store, key);
-    if (m_kind == DayKind::Tick) return FromSnapshots<ZPMDefine_Tick_Night>(m_store, key);
-    auto vecBars = ReadBars(m_store, m_kind, key);
+    const DayKind kind = m_mapDays.at(nDay);
+    if (kind == DayKind::Snapshot) return FromSnapshots<ZPMDefine_Future_AB_Night>(m_store, key);
+    if (kind == DayKind::Tick) return FromSnapshots<ZPMDefine_Tick_Night>(m_store, key);
+    auto vecBars = ReadBars(m_store, kind, key);
     for (Bar& bar : vecBars) bar.nTime *= 1000;
     return vecBars;
 }
@@ -194,24 +228,30 @@ void BarSource::PlaceOnGrid(const std::vector<Bar>& vecFine, std::vector<Bar>& v
     }
 }
 
-// Days and longer; each bar is dated by its last day.
-std::vector<Bar> BarSource::LongBars() {
+std::vector<Bar> BarSource::DailyBars(int nFrom, int nTo) {
     std::vector<Bar> vecDays;
-    const int nFirst = m_request.nBeginDay / 10000 * 10000;
     for (const int nYear : m_store.Days(DayKind::DailyBar, m_request.strMarket, m_request.strCode,
-                                        nFirst, m_request.nEndDay)) {
+                                        nFrom / 10000 * 10000, nTo)) {
         for (const Bar& bar : ReadBars(m_store, DayKind::DailyBar,
                                        {m_request.strMarket, m_request.strCode, nYear})) {
-            if (bar.nDate >= m_request.nBeginDay && bar.nDate <= m_request.nEndDay) {
-                vecDays.push_back(bar);
-            }
+            if (bar.nDate >= nFrom && bar.nDate <= nTo) vecDays.push_back(bar);
         }
     }
-    Adjust(vecDays);
+    return vecDays;
+}
+
+// Days and longer; each bar is dated by its last day. A bar is the same whatever range it is asked
+// in: all stored days are joined, counted from the first one, and then those bars are picked whose
+// date lies in the range.
+std::vector<Bar> BarSource::LongBars() {
+    const int nBegin = m_request.nBeginDay;
+    const int nEnd = m_request.nEndDay;
+    const bool bDays = m_request.nCycle == kDays && m_request.nMultiple == 1;
     std::vector<Bar> vecBars;
     int nPeriod = 0;
     int nPeriods = 0;  // that the last bar holds
-    for (const Bar& day : vecDays) {
+    for (Bar& day : DailyBars(bDays ? nBegin : 0, bDays ? nEnd : kNoLastDay)) {
+        Adjust(day, day.nDate);
         const int nThis = PeriodOf(day.nDate, m_request.nCycle);
         const bool bSame = !vecBars.empty() && nThis == nPeriod;
         if (!bSame) nPeriods = nPeriods % m_request.nMultiple + 1;
@@ -224,27 +264,29 @@ std::vector<Bar> BarSource::LongBars() {
         vecBars.back().nDate = day.nDate;
         vecBars.back().nTime = 0;
     }
+    std::erase_if(vecBars, [&](const Bar& bar) { return bar.nDate < nBegin || bar.nDate > nEnd; });
     return vecBars;
 }
 
-// The factor that counts on a day: the last one that began before it or on it.
-double BarSource::Factor(int nDate) const {
-    const auto it = std::upper_bound(m_vecFactors.begin(), m_vecFactors.end(), nDate,
+// The factor that counts on a trading day: the last one that began before it or on it.
+double BarSource::Factor(int nDay) const {
+    const auto it = std::upper_bound(m_vecFactors.begin(), m_vecFactors.end(), nDay,
                                      [](int n, const AdjustFactor& f) { return n < f.nDate; });
     return it == m_vecFactors.begin() ? 1 : std::prev(it)->fFactor;
 }
 
-void BarSource::Adjust(std::vector<Bar>& vecBars) const {
+// By the trading day: a night before a factor's date is traded at its prices.
+void BarSource::Adjust(Bar& bar, int nDay) const {
     if (m_vecFactors.empty()) return;
-    for (Bar& bar : vecBars) {
-        const double f = Factor(bar.nDate) / m_fReference;
-        bar.nOpen = Scaled(bar.nOpen, f);
-        bar.nHigh = Scaled(bar.nHigh, f);
-        bar.nLow = Scaled(bar.nLow, f);
-        bar.nClose = Scaled(bar.nClose, f);
-        if (m_request.bAdjustVolume) {
-            bar.iVolume = std::llround(static_cast<double>(bar.iVolume) / f);
-        }
+    const double f = Factor(nDay) / m_fReference;
+    bar.nOpen = Scaled(bar.nOpen, f);
+    bar.nHigh = Scaled(bar.nHigh, f);
+    bar.nLow = Scaled(bar.nLow, f);
+    bar.nClose = Scaled(bar.nClose, f);
+    if (m_request.bAdjustVolume) {
+        constexpr double kMost = int64_t{1} << 62;
+        const double fVolume = static_cast<double>(bar.iVolume) / f;
+        bar.iVolume = std::llround(std::clamp(fVolume, -kMost, kMost));
     }
 }
 

@@ -1,10 +1,12 @@
-// Bars of every cycle, made from what is stored: one-minute bars, daily bars, and ticks for cycles
-// of seconds. Bars of minutes and seconds start on the grid points of their market, code and day,
-// which are those that clients complete on (src/kline/grid.h); what lies between two points belongs
-// to the earlier one. Markets without a grid count from midnight.
+// Bars of every cycle, made from what is stored: bars of one minute (where a day has none, of
+// five), daily bars, and ticks for cycles of seconds. Bars of minutes and seconds start on the grid
+// points of their market, code and day, which are those that clients complete on
+// (src/kline/grid.h); what lies between two points belongs to the earlier one. Markets without a
+// grid count from midnight.
 #ifndef QRX_SERVER_SERVE_BARS_H
 #define QRX_SERVER_SERVE_BARS_H
 
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -15,6 +17,8 @@
 #include "store/store.h"
 
 namespace qrx::server {
+
+inline constexpr int kNoLastDay = 99999999;
 
 struct BarRequest {
     std::string strMarket;
@@ -29,6 +33,7 @@ struct BarRequest {
 };
 
 bool IsBarCycle(int nCycle);
+bool HasTimes(int nCycle);  // minutes and seconds; longer bars have dates alone
 
 // The bars of a request, some days at a time, times in HHMMSS.
 class BarSource {
@@ -40,20 +45,22 @@ public:
     bool Next(std::vector<ZPMDefine_KData>& vecBars);
 
 private:
+    void ListDays();
+    void FindReference();
     std::vector<ZPMDefine_KData> LoadDay(int nDay);
     void PlaceOnGrid(const std::vector<ZPMDefine_KData>& vecFine,
                      std::vector<ZPMDefine_KData>& vecBars);
+    std::vector<ZPMDefine_KData> DailyBars(int nFrom, int nTo);
     std::vector<ZPMDefine_KData> LongBars();
-    double Factor(int nDate) const;
-    void Adjust(std::vector<ZPMDefine_KData>& vecBars) const;
+    double Factor(int nDay) const;
+    void Adjust(ZPMDefine_KData& bar, int nDay) const;
 
     Store& m_store;
     BarRequest m_request;
-    DayKind m_kind;
+    DayKind m_kind;  // of cycles below a day
     int m_nCycType;
-    std::vector<int> m_vecDays;  // of cycles below a day
-    size_t m_nNextDay = 0;
-    bool m_bLongDone = false;
+    bool m_bLong;                      // the cycle is a day or longer
+    std::map<int, DayKind> m_mapDays;  // trading days still to be read, and from what
     const GridRow* m_pRow;
     std::unique_ptr<GridWalk> m_pWalk;  // goes through the days of the answer, as a client's does
     std::vector<AdjustFactor> m_vecFactors;

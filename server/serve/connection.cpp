@@ -3,7 +3,6 @@
 
 #include <cstring>
 
-#include "serve/answers.h"
 #include "serve/log.h"
 #include "support/strings.h"
 #include "users/password.h"
@@ -21,12 +20,12 @@ std::string PeerName(const asio::ip::tcp::socket& socket) {
 
 }  // namespace
 
-Connection::Connection(asio::ip::tcp::socket socket, Store& store, asio::thread_pool& pool,
+Connection::Connection(asio::ip::tcp::socket socket, Store& store, ServePools& pools,
                        const ServeOptions& options)
     : m_socket(std::move(socket)),
       m_deadline(m_socket.get_executor()),
       m_store(store),
-      m_pool(pool),
+      m_pools(pools),
       m_options(options),
       m_strPeer(PeerName(m_socket)) {
     asio::error_code ignored;
@@ -73,7 +72,8 @@ asio::awaitable<void> Connection::LogIn(const ZPMDefine_MessageHead& head, std::
     auto user = m_store.FindUser(strName);
     const std::string strHash = user ? user->strHash : std::string();
     const bool bRight = co_await asio::co_spawn(
-        m_pool, [&]() -> asio::awaitable<bool> { co_return CheckPassword(strPassword, strHash); },
+        m_pools.passwords,
+        [&]() -> asio::awaitable<bool> { co_return CheckPassword(strPassword, strHash); },
         asio::use_awaitable);
 
     // One text for both, so that nobody learns which names exist.
@@ -93,6 +93,19 @@ asio::awaitable<void> Connection::LogIn(const ZPMDefine_MessageHead& head, std::
     }
 }
 
+asio::awaitable<std::unique_ptr<Answer>> Connection::Answered(const ZPMDefine_MessageHead& head,
+                                                              const std::string& strBody) {
+    if (!IsSlow(head)) co_return MakeAnswer(m_store, m_user, head, strBody);
+    m_deadline.cancel();  // whoever makes it has bounds of his own
+    co_return co_await asio::co_spawn(
+        m_pools.formulas,
+        [&]() -> asio::awaitable<std::unique_ptr<Answer>> {
+            if (m_pools.bStopping) throw std::runtime_error("the server stops");
+            co_return MakeAnswer(m_store, m_user, head, strBody);
+        },
+        asio::use_awaitable);
+}
+
 asio::awaitable<void> Connection::Run() {
     const auto pSelf = shared_from_this();
     try {
@@ -107,7 +120,7 @@ asio::awaitable<void> Connection::Run() {
                 if (!m_bLoggedIn) ExpectWithin(m_options.login);
                 continue;
             }
-            const auto pAnswer = MakeAnswer(m_store, m_user, head, strBody);
+            const auto pAnswer = co_await Answered(head, strBody);
             while (pAnswer->Next(strPacket)) co_await Write(strPacket);
             strPacket = {};  // an idle connection holds no packet
         }

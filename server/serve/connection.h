@@ -4,18 +4,26 @@
 #define QRX_SERVER_SERVE_CONNECTION_H
 
 #include <asio.hpp>
+#include <atomic>
 #include <memory>
 #include <string>
 
 #include "codec/wire.h"
+#include "serve/answers.h"
 #include "serve/server.h"
 
 namespace qrx::server {
 
+// What takes longer than a network thread may be held. Logins do not wait for formulas.
+struct ServePools {
+    asio::thread_pool passwords{2};
+    asio::thread_pool formulas{2};
+    std::atomic<bool> bStopping{false};
+};
+
 class Connection : public std::enable_shared_from_this<Connection> {
 public:
-    // The pool checks passwords, which takes longer than a network thread may be held.
-    Connection(asio::ip::tcp::socket socket, Store& store, asio::thread_pool& pool,
+    Connection(asio::ip::tcp::socket socket, Store& store, ServePools& pools,
                const ServeOptions& options);
 
     asio::awaitable<void> Run();
@@ -23,6 +31,8 @@ public:
 private:
     asio::awaitable<void> ReadRequest(ZPMDefine_MessageHead& head, std::string& strBody);
     asio::awaitable<void> LogIn(const ZPMDefine_MessageHead& head, std::string strBody);
+    asio::awaitable<std::unique_ptr<Answer>> Answered(const ZPMDefine_MessageHead& head,
+                                                      const std::string& strBody);
     asio::awaitable<void> Write(const std::string& strPacket);
 
     // Closes the socket when the time is over before it is set anew.
@@ -31,7 +41,7 @@ private:
     asio::ip::tcp::socket m_socket;
     asio::steady_timer m_deadline;
     Store& m_store;
-    asio::thread_pool& m_pool;
+    ServePools& m_pools;
     const ServeOptions& m_options;
     std::string m_strPeer;
     UserRow m_user;

@@ -18,7 +18,7 @@ namespace {
 
 using asio::ip::tcp;
 
-asio::awaitable<void> Accept(tcp::acceptor& acceptor, Store& store, asio::thread_pool& pool,
+asio::awaitable<void> Accept(tcp::acceptor& acceptor, Store& store, ServePools& pools,
                              const ServeOptions& options) {
     const auto pOpen = std::make_shared<std::atomic<int>>(0);
     asio::steady_timer pause(acceptor.get_executor());
@@ -39,7 +39,7 @@ asio::awaitable<void> Accept(tcp::acceptor& acceptor, Store& store, asio::thread
             continue;
         }
         ++*pOpen;
-        auto pConnection = std::make_shared<Connection>(std::move(socket), store, pool, options);
+        auto pConnection = std::make_shared<Connection>(std::move(socket), store, pools, options);
         asio::co_spawn(
             strand, [pConnection] { return pConnection->Run(); },
             [pOpen](const std::exception_ptr&) { --*pOpen; });
@@ -59,7 +59,7 @@ void WritePortFile(const std::string& strPath, int nPort) {
 }  // namespace
 
 void Serve(Store& store, const ServeOptions& options) {
-    asio::thread_pool pool(2);
+    ServePools pools;
     asio::io_context context;
     asio::signal_set signals(context, SIGINT, SIGTERM);
 
@@ -74,15 +74,17 @@ void Serve(Store& store, const ServeOptions& options) {
         Log("stopping on signal " + std::to_string(nSignal));
         context.stop();
     });
-    asio::co_spawn(context, Accept(acceptor, store, pool, options), asio::detached);
+    asio::co_spawn(context, Accept(acceptor, store, pools, options), asio::detached);
 
     std::vector<std::thread> vecThreads;
     const unsigned nThreads = std::max(2U, std::thread::hardware_concurrency());
     for (unsigned i = 1; i < nThreads; ++i) vecThreads.emplace_back([&] { context.run(); });
     context.run();
     for (auto& thread : vecThreads) thread.join();
-    // A password check that is running still refers to its connection.
-    pool.join();
+    // What is running still refers to its connection; formulas that wait are given up.
+    pools.bStopping = true;
+    pools.passwords.join();
+    pools.formulas.join();
     Log("stopped");
 }
 

@@ -6,14 +6,15 @@
 #ifndef QRX_SERVER_SIMULATE_SESSIONS_H
 #define QRX_SERVER_SIMULATE_SESSIONS_H
 
-#include <string_view>
 #include <vector>
+
+#include "simulate/instrument.h"
 
 namespace qrx::simulate {
 
 struct Segment {
     int nDate;     // calendar date on which it begins, YYYYMMDD
-    int nPreOpen;  // ms, the snapshot sent before the opening; -1 without one
+    int nPreOpen;  // ms, a contract's snapshot before its opening; -1 without one
     int nBegin;    // ms, inclusive
     int nEnd;      // ms, exclusive for trades; a snapshot carries it
 };
@@ -25,11 +26,8 @@ struct Stamp {
 
 Stamp StampOf(const Segment& segment, int nMs);
 
-std::vector<Segment> SegmentsOf(std::string_view strMarket, std::string_view strCode,
-                                int nTradingDay);
+std::vector<Segment> SegmentsOf(const Instrument& instrument, int nTradingDay);
 
-// The calendar date nDays (negative: before) nDate.
-int AddDays(int nDate, int nDays);
 // The last weekday before nDate; nDate itself, if a weekday, or the weekday before it.
 int PrevWeekday(int nDate);
 int ThisOrPrevWeekday(int nDate);

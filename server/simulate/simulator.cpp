@@ -51,9 +51,9 @@ Day Simulator::RunDay(const Instrument& instrument, int nTradingDay) {
 Day Simulator::RunFlow(const Instrument& instrument, int nTradingDay) const {
     const int nPrevDay = PrevWeekday(nTradingDay);
     const DayPlan plan = {
-        SegmentsOf(instrument.strMarket, instrument.strCode, nTradingDay),
-        CloseOf(instrument, m_iSeed, nPrevDay), CloseOf(instrument, m_iSeed, nTradingDay),
-        InterestOf(instrument, m_iSeed, nPrevDay), InterestOf(instrument, m_iSeed, nTradingDay)};
+        SegmentsOf(instrument, nTradingDay), CloseOf(instrument, m_iSeed, nPrevDay),
+        CloseOf(instrument, m_iSeed, nTradingDay), InterestOf(instrument, m_iSeed, nPrevDay),
+        InterestOf(instrument, m_iSeed, nTradingDay)};
     Day day;
     day.nTradingDay = nTradingDay;
     day.nPrevClose = plan.nPrevClose;
@@ -69,8 +69,7 @@ Day Simulator::RunIndex(const Instrument& index, int nTradingDay) const {
             vecConstituents.push_back({&stock, RunFlow(stock, nTradingDay)});
         }
     }
-    return MakeIndexDay(index, vecConstituents,
-                        SegmentsOf(index.strMarket, index.strCode, nTradingDay), nTradingDay);
+    return MakeIndexDay(index, vecConstituents, SegmentsOf(index, nTradingDay), nTradingDay);
 }
 
 }  // namespace qrx::simulate

@@ -1,42 +1,22 @@
 // The embedded store: one SQLite file, one connection, one mutex. The file keeps a write-ahead log,
 // so that a running server reads while an import writes. A Batch holds the mutex until it ends.
+//
+// Formulas are what a running server writes, and a write waits for a running import. So they have a
+// connection and a mutex of their own, and nobody who reads data waits with them.
 #include <sys/stat.h>
 
 #include <ctime>
 #include <mutex>
 
 #include "store/sqlite.h"
+#include "store/sqlite_tables.h"
 #include "store/store.h"
 
 namespace qrx::server {
 namespace {
 
 constexpr int kApplicationId = 0x51525853;  // marks the file as a store
-constexpr int kVersion = 1;                 // of the tables below
-
-constexpr const char* kTables = R"sql(
-CREATE TABLE user (name TEXT PRIMARY KEY, hash TEXT NOT NULL);
-CREATE TABLE user_market (
-    user TEXT NOT NULL REFERENCES user(name) ON DELETE CASCADE, seq INTEGER NOT NULL,
-    market TEXT NOT NULL, PRIMARY KEY (user, seq));
-CREATE TABLE market (name TEXT PRIMARY KEY COLLATE NOCASE, changed INTEGER NOT NULL);
-CREATE TABLE code (
-    seq INTEGER PRIMARY KEY, market TEXT NOT NULL COLLATE NOCASE,
-    code TEXT NOT NULL COLLATE NOCASE, name TEXT NOT NULL, type INTEGER NOT NULL,
-    UNIQUE (market, code));
-CREATE TABLE chunk (
-    id INTEGER PRIMARY KEY AUTOINCREMENT, market TEXT NOT NULL COLLATE NOCASE,
-    code TEXT NOT NULL COLLATE NOCASE, kind INTEGER NOT NULL, day INTEGER NOT NULL,
-    seq INTEGER NOT NULL, date INTEGER NOT NULL, items INTEGER NOT NULL, stream BLOB NOT NULL,
-    UNIQUE (market, code, kind, day, seq));
-CREATE TABLE day_reference (
-    market TEXT NOT NULL COLLATE NOCASE, code TEXT NOT NULL COLLATE NOCASE, day INTEGER NOT NULL,
-    settle INTEGER NOT NULL, close INTEGER NOT NULL, interest INTEGER NOT NULL,
-    PRIMARY KEY (market, code, day));
-CREATE TABLE adjust (
-    market TEXT NOT NULL COLLATE NOCASE, code TEXT NOT NULL COLLATE NOCASE, date INTEGER NOT NULL,
-    factor REAL NOT NULL, PRIMARY KEY (market, code, date));
-)sql";
+constexpr int kVersion = 1;                 // of the tables
 
 int Today() {
     const time_t now = time(nullptr);
@@ -52,12 +32,8 @@ public:
         const bool bExists = stat(strPath.c_str(), &info) == 0;
         if (bCreate && bExists) throw StoreError(strPath + " exists already");
         if (!bCreate && !bExists) throw StoreError(strPath + " does not exist; make it with init");
-        sqlite3* p = nullptr;
-        const int nFlags = SQLITE_OPEN_READWRITE | (bCreate ? SQLITE_OPEN_CREATE : 0);
-        const int nResult = sqlite3_open_v2(strPath.c_str(), &p, nFlags, nullptr);
-        m_pDb.reset(p);
-        CheckSqlite(p, nResult);
-        sqlite3_busy_timeout(p, 30000);
+        m_strPath = strPath;
+        m_pDb = Connect(strPath, bCreate);
         if (bCreate) {
             // Hashes of passwords lie inside: nobody but the owner reads the file.
             chmod(strPath.c_str(), S_IRUSR | S_IWUSR);
@@ -75,8 +51,7 @@ public:
                 throw StoreError(strPath + " was made by another version of qrx-server");
             }
         }
-        Execute("PRAGMA synchronous = NORMAL");
-        Execute("PRAGMA foreign_keys = ON");
+        Prepare(Db());
         Execute("PRAGMA cache_size = -65536");  // 64 MiB
     }
 
@@ -243,6 +218,46 @@ public:
         return vec;
     }
 
+    FormulaPut PutFormula(const std::string& strUser, const FormulaRow& formula,
+                          int nMost) override {
+        const std::lock_guard lock(m_formulaMutex);
+        const bool bTaken = FindFormula(strUser, formula.strName).has_value();
+        Statement count(FormulaDb(), "SELECT count(*) FROM formula WHERE user = ?");
+        count.Bind(strUser).Step();
+        if (!bTaken && count.Int(0) >= nMost) return FormulaPut::TooMany;
+        Statement(FormulaDb(), "INSERT OR REPLACE INTO formula VALUES (?, ?, ?)")
+            .Bind(strUser, Statement::AsBlob(formula.strName), Statement::AsBlob(formula.strText))
+            .Run();
+        return bTaken ? FormulaPut::Replaced : FormulaPut::Added;
+    }
+
+    bool RemoveFormula(const std::string& strUser, const std::string& strName) override {
+        const std::lock_guard lock(m_formulaMutex);
+        Statement(FormulaDb(), "DELETE FROM formula WHERE user = ? AND name = ?")
+            .Bind(strUser, Statement::AsBlob(strName))
+            .Run();
+        return sqlite3_changes(FormulaDb()) != 0;
+    }
+
+    std::optional<std::string> FindFormula(const std::string& strUser,
+                                           const std::string& strName) override {
+        const std::lock_guard lock(m_formulaMutex);
+        Statement select(FormulaDb(), "SELECT text FROM formula WHERE user = ? AND name = ?");
+        if (!select.Bind(strUser, Statement::AsBlob(strName)).Step()) return std::nullopt;
+        return select.Bytes(0);
+    }
+
+    std::vector<FormulaRow> Formulas(const std::string& strUser, int nTextBytes) override {
+        const std::lock_guard lock(m_formulaMutex);
+        std::vector<FormulaRow> vec;
+        Statement select(FormulaDb(),
+                         "SELECT name, substr(text, 1, ?) FROM formula WHERE user = ?"
+                         " ORDER BY name");
+        select.Bind(nTextBytes, strUser);
+        while (select.Step()) vec.push_back({select.Bytes(0), select.Bytes(1)});
+        return vec;
+    }
+
 protected:
     void Begin() override {
         m_mutex.lock();
@@ -263,9 +278,33 @@ protected:
     }
 
 private:
+    static SqliteConnection Connect(const std::string& strPath, bool bCreate) {
+        sqlite3* p = nullptr;
+        const int nFlags = SQLITE_OPEN_READWRITE | (bCreate ? SQLITE_OPEN_CREATE : 0);
+        const int nResult = sqlite3_open_v2(strPath.c_str(), &p, nFlags, nullptr);
+        SqliteConnection pDb(p);
+        CheckSqlite(p, nResult);
+        sqlite3_busy_timeout(p, 30000);
+        return pDb;
+    }
+    static void Execute(sqlite3* pDb, const std::string& strSql) {
+        CheckSqlite(pDb, sqlite3_exec(pDb, strSql.c_str(), nullptr, nullptr, nullptr));
+    }
+    static void Prepare(sqlite3* pDb) {
+        Execute(pDb, "PRAGMA synchronous = NORMAL");
+        Execute(pDb, "PRAGMA foreign_keys = ON");
+    }
     sqlite3* Db() { return m_pDb.get(); }
-    void Execute(const std::string& strSql) {
-        CheckSqlite(Db(), sqlite3_exec(Db(), strSql.c_str(), nullptr, nullptr, nullptr));
+    void Execute(const std::string& strSql) { Execute(Db(), strSql); }
+    // Under its mutex.
+    sqlite3* FormulaDb() {
+        if (!m_pFormulaDb) {
+            auto pDb = Connect(m_strPath, false);
+            Prepare(pDb.get());
+            Execute(pDb.get(), kFormulaTable);
+            m_pFormulaDb = std::move(pDb);
+        }
+        return m_pFormulaDb.get();
     }
     int64_t Value(const char* szSql) {
         Statement select(Db(), szSql);
@@ -281,6 +320,9 @@ private:
 
     std::recursive_mutex m_mutex;  // guards the connection
     SqliteConnection m_pDb;
+    std::string m_strPath;
+    std::recursive_mutex m_formulaMutex;  // guards the connection for formulas
+    SqliteConnection m_pFormulaDb;        // null until it is needed
 };
 
 }  // namespace

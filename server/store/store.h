@@ -1,4 +1,4 @@
-// The store of qrx-server: users, code tables and days of data, whatever lies beneath.
+// The store of qrx-server: users, code tables, days of data and formulas, whatever lies beneath.
 //
 // A day of one security and kind is a list of chunks; a chunk is one packet's record stream, ready
 // encoded, with its number of records and the calendar date that the packet's head shows. Serving
@@ -26,14 +26,15 @@ struct StoreError : std::runtime_error {
 
 // The numbers are stored: none is ever given a new meaning.
 enum class DayKind : int {
-    Tick = 1,         // ZPMDefine_Tick_Night, written together with TickLevels
-    TickLevels = 2,   // ZPMDefine_Tick_AB_Night
-    Transaction = 3,  // ZPMDefine_Transaction_v2
-    Order = 4,        // ZPMDefine_Order_v2
-    OrderQueue = 5,   // ZPMDefine_OrderQueue
-    Snapshot = 6,     // ZPMDefine_Future_AB_Night
-    MinuteBar = 7,    // ZPMDefine_KData of one minute, times HHMMSS
-    DailyBar = 8,     // ZPMDefine_KData, one year together under the day YYYY0000
+    Tick = 1,           // ZPMDefine_Tick_Night, written together with TickLevels
+    TickLevels = 2,     // ZPMDefine_Tick_AB_Night
+    Transaction = 3,    // ZPMDefine_Transaction_v2
+    Order = 4,          // ZPMDefine_Order_v2
+    OrderQueue = 5,     // ZPMDefine_OrderQueue
+    Snapshot = 6,       // ZPMDefine_Future_AB_Night
+    MinuteBar = 7,      // ZPMDefine_KData of one minute, times HHMMSS
+    DailyBar = 8,       // ZPMDefine_KData, one year together under the day YYYY0000
+    FiveMinuteBar = 9,  // ZPMDefine_KData of five minutes, times HHMMSS
 };
 
 // One security's trading day. A night session belongs to the trading day that follows it.
@@ -81,6 +82,14 @@ struct AdjustFactor {
     int nDate;
     double fFactor;
 };
+
+// Bytes as they came: clients choose the encoding.
+struct FormulaRow {
+    std::string strName;
+    std::string strText;
+};
+
+enum class FormulaPut { Added, Replaced, TooMany };
 
 class Store {
 public:
@@ -134,6 +143,16 @@ public:
                                   const std::vector<AdjustFactor>& vecFactors) = 0;
     virtual std::vector<AdjustFactor> AdjustFactors(const std::string& strMarket,
                                                     const std::string& strCode) = 0;
+
+    // -- Formulas, each seen by its user alone
+    // Another name when the user has nMost is refused.
+    virtual FormulaPut PutFormula(const std::string& strUser, const FormulaRow& formula,
+                                  int nMost) = 0;
+    virtual bool RemoveFormula(const std::string& strUser, const std::string& strName) = 0;
+    virtual std::optional<std::string> FindFormula(const std::string& strUser,
+                                                   const std::string& strName) = 0;  // its text
+    // By name, the texts cut to nTextBytes.
+    virtual std::vector<FormulaRow> Formulas(const std::string& strUser, int nTextBytes) = 0;
 
 protected:
     virtual void Begin() = 0;

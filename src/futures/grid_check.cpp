@@ -1,10 +1,10 @@
 // See the header.
 #include "futures/grid_check.h"
 
-#include <cstdio>
 #include <memory>
 
 #include "futures/grid_filler.h"
+#include "support/broken_rule.h"
 
 namespace qrx::futures {
 namespace {
@@ -31,15 +31,7 @@ void WalkDay(const DayGrid& grid, const T* pArr, int nCount, int nDate) {
 }  // namespace
 
 std::string GridFault::Text() const {
-    char szText[256];
-    if (nRecord < 0) {
-        snprintf(szText, sizeof szText, "%08d: %s", nDate, rule.szSentence);
-    } else {
-        snprintf(szText, sizeof szText, "%08d, record %d at %02d:%02d:%02d.%03d: %s", nDate,
-                 nRecord, nTime / 10000000, nTime / 100000 % 100, nTime / 1000 % 100, nTime % 1000,
-                 rule.szSentence);
-    }
-    return szText;
+    return BrokenRule(nDate, nRecord, nTime, rule.szSentence);
 }
 
 template <class T>

@@ -59,6 +59,10 @@ std::pair<int, int> InSeconds(const Segment& segment) {
 
 }  // namespace
 
+std::span<const GridRow> GridRows() {
+    return kRows;
+}
+
 const GridRow* FindGridRow(const std::string& strMarket, const std::string& strCode) {
     for (const GridRow& row : kRows) {
         if (CompareNoCase(row.szMarket, strMarket.c_str()) == 0 && TakesCode(row, strCode)) {

@@ -47,6 +47,9 @@ struct GridRow {
     }
 };
 
+// The whole table.
+std::span<const GridRow> GridRows();
+
 // The row of a security; null for a market without grids. The market in any case; the code in
 // public or server form, or empty for the row of the market's remaining products.
 const GridRow* FindGridRow(const std::string& strMarket, const std::string& strCode);

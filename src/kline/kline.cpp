@@ -202,6 +202,7 @@ int MarketDataSource::AlignNightMinCuSHF(KLineArray& pairResult, const InputArra
     return qrx::AlignBars(*pRow, pairResult, pairInput, pReq, PreviousDailyOf(*this, pReq));
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): texts by value, as declared
 int MarketDataSource::AlignNightMinFutures(std::string strMarket, KLineArray& pairResult,
                                            const InputArray& pairInput,
                                            const QRXDefine_ReqKLine* pReq, CYCTYPE) {
@@ -210,10 +211,12 @@ int MarketDataSource::AlignNightMinFutures(std::string strMarket, KLineArray& pa
     return qrx::AlignBars(*pRow, pairResult, pairInput, pReq, PreviousDailyOf(*this, pReq));
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool MarketDataSource::IsDCENightCode(std::string strCode) {
     return qrx::FindGridRow("DCE", strCode)->pNight != nullptr;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool MarketDataSource::IsCZCNightCode(std::string strCode) {
     return qrx::FindGridRow("CZC", strCode)->pNight != nullptr;
 }

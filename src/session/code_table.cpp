@@ -100,7 +100,7 @@ void NormalizeCode(char* pDst, int nDstLen, const char* pSrc, int nSrcLen, const
     const auto bMarket = [&](const char* szName) {
         return qrx::CompareNoCase(szMarket, szName, static_cast<size_t>(nMarketLen)) == 0;
     };
-    if (bMarket("CZC")) {
+    if (bMarket("CZC") || bMarket("SH") || bMarket("SZ") || bMarket("CF")) {
         strupr_n(pDst, nDst);
     } else if (bMarket("DCE")) {
         strlwr_n(pDst, nDst);
@@ -110,8 +110,6 @@ void NormalizeCode(char* pDst, int nDstLen, const char* pSrc, int nSrcLen, const
         } else {
             strlwr_n(pDst, nDst);
         }
-    } else if (bMarket("SH") || bMarket("SZ") || bMarket("CF")) {
-        strupr_n(pDst, nDst);
     }
 }
 

@@ -136,6 +136,7 @@ int MarketDataSource::ConnectSteps(QRXDefine_ResLogin* pInfo) {
     SetStatus(NET_GET_CODETABLE);
     QRX_ASSERT(pInfo != nullptr, "pInfo", kMarketDataSource);
     std::vector<std::string> vecMarkets;
+    vecMarkets.reserve(static_cast<size_t>(pInfo->nMarkets));
     for (int i = 0; i < pInfo->nMarkets; ++i) {
         vecMarkets.push_back(qrx::FieldText(pInfo->szMarket[i]));
     }

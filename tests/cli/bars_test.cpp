@@ -105,7 +105,9 @@ TEST_F(BarsAndFutures, CompletionIsRefusedBeforeItStopsTheProcess) {
         << m_cli.Err();
     m_nBarTime = 85900;
     EXPECT_EQ(m_cli.Run("bars 600000.SH --cycle 1m --complete --from 20240105"), 12);
-    EXPECT_NE(m_cli.Err().find("2024-01-05 08:59:00.000"), std::string::npos) << m_cli.Err();
+    EXPECT_NE(m_cli.Err().find("2024-01-05, record 1 at 08:59:00.000: the first bar"),
+              std::string::npos)
+        << m_cli.Err();
     m_nBarTime = 93100;
     ASSERT_EQ(
         m_cli.Run("bars 600000.SH --cycle 1m --complete --from 20240105 --columns time -f csv"), 0)
@@ -131,7 +133,7 @@ TEST_F(BarsAndFutures, SnapshotsDayByDay) {
     // Nothing from the pre-open on: the library would stop the process.
     m_nSnapshotTime = 84900000;
     EXPECT_EQ(m_cli.Run("futures CU1701.SHF --from 20240105 --complete"), 12);
-    EXPECT_NE(m_cli.Err().find("20240105: no record at or after the start of the pre-open"),
+    EXPECT_NE(m_cli.Err().find("2024-01-05: no record at or after the start of the pre-open"),
               std::string::npos)
         << m_cli.Err();
 }

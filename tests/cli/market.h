@@ -40,7 +40,7 @@ std::string Answer(const Record* pRecords, int nItems, int nDate) {
     Head head{};
     memcpy(head.chCode, "600000", 6);
     memcpy(head.chMarket, "SH", 2);
-    head.nDate = nDate;
+    if constexpr (requires { head.nDate; }) head.nDate = nDate;
     head.nItems = nItems;
     head.nLastPacket = 1;
     std::string strBody = Bytes(head);

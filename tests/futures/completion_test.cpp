@@ -186,12 +186,12 @@ TEST(Completion, ConditionsStopTheProcess) {
         Day<T> day;
         const char *szMarket, *szAssertion, *szText;  // no assertion: the day is fine
     } const kCases[] = {
-        {{At<T>(Clock(8, 49))}, "SHF", "`0'", "20170103: no record"},
-        {{At<T>(Clock(9, 20), kDate - 1)}, "CF", "`0'", "20170103: no record"},
+        {{At<T>(Clock(8, 49))}, "SHF", "`0'", "2017-01-03: no record"},
+        {{At<T>(Clock(9, 20), kDate - 1)}, "CF", "`0'", "2017-01-03: no record"},
         {{preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 35))},
          "SHF",
          "nEnd == nOrgCursor",
-         "record 2 at 11:35:00.000: more than one record"},
+         "record 3 at 11:35:00.000: more than one record"},
         {{preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 35, 0, 1))}, "SHF", nullptr, ""},
         {{preOpen, At<T>(Clock(11, 29, 59, 999)), At<T>(Clock(11, 35))}, "SHF", nullptr, ""},
         {{preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 30, 0, 500))}, "DCE", nullptr, ""},
@@ -200,13 +200,13 @@ TEST(Completion, ConditionsStopTheProcess) {
         {{preOpen, At<T>(Clock(15)), At<T>(Clock(15, 0, 1))},
          "SHF",
          "nEnd == nOrgCursor",
-         "record 2 at 15:00:01.000"},
+         "record 3 at 15:00:01.000"},
         {{preOpen, At<T>(Clock(15)), At<T>(Clock(15, 0, 1, 1))}, "SHF", nullptr, ""},
         {{preOpenCF, At<T>(Clock(15)), At<T>(Clock(15))}, "CF", nullptr, ""},
         {{preOpenCF, At<T>(Clock(15, 15)), At<T>(Clock(15, 15, 0, 500))},
          "CF",
          "nEnd == nOrgCursor",
-         "record 2"},
+         "record 3"},
         // Out of order within a pair: its second slot goes back in time.
         {{preOpen, At<T>(Clock(10)), At<T>(Clock(9, 30))},
          "DCE",

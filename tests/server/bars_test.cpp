@@ -1,10 +1,5 @@
 // Bars: imported, aggregated to every cycle on the grid of their session, adjusted, and served.
 // Expected values are worked by hand from the rows above them.
-#include <zlib.h>
-
-#include <cmath>
-#include <cstdlib>
-
 #include "server/server_client.h"
 
 namespace qrx::test {
@@ -196,6 +191,9 @@ TEST_F(BarsTest, LongCyclesAreDatedByTheirLastDay) {
     }
     EXPECT_EQ("20231229 0 2 3 2 3 2\n20240102 0 3 6 3 5 4\n",
               Text(Bars("600000", "SH", kDays, 1, 20231229, 20240104)));
+    // A bar is whole wherever the range begins, and none ends before its own last day.
+    EXPECT_EQ("20240105 0 3 6 3 4 12\n", Text(Bars("600000", "SH", kWeeks, 1, 20240103, 20240107)));
+    EXPECT_EQ("20240401 0 4 8 4 8 48\n", Text(Bars("600000", "SH", kWeeks, 2, 20240401, 20240630)));
 }
 
 // Factors 2 from 2024-01-05 on and 4 from 2024-01-08 on.
@@ -204,7 +202,10 @@ TEST_F(BarsTest, PricesAreAdjustedBothWays) {
            "code,date,open,high,low,close,volume\n600000.SH,20240102,40,40,40,40,100\n"
            "600000.SH,20240105,20,20,20,20,100\n600000.SH,20240108,10,10,10,10,100\n",
            {"--cycle", "day"});
-    Import("adjust", "code,date,factor\n600000.SH,20240105,2\n600000.SH,20240108,4.0\n");
+    // The last one is of a day that is not stored yet.
+    Import("adjust",
+           "code,date,factor\n600000.SH,20240105,2\n600000.SH,20240108,4.0\n"
+           "600000.SH,20240109,8\nru1901.SHF,20240108,2\n");
     const struct {
         int nMode, nModeDate, nSwitch;
         const char* szBars;
@@ -219,6 +220,15 @@ TEST_F(BarsTest, PricesAreAdjustedBothWays) {
         }
         EXPECT_EQ(row.szBars, str) << row.nMode << " " << row.nModeDate << " " << row.nSwitch;
     }
+    // A night has the factor of its trading day.
+    Import("bars", std::string(kMinuteHeader) +
+                       "ru1901.SHF,20240105,145900,10,10,10,10,4\n"
+                       "ru1901.SHF,20240105,210000,10,10,10,10,4\n"
+                       "ru1901.SHF,20240108,090000,10,10,10,10,4\n");
+    EXPECT_EQ(
+        "20240105 145900 10 10 10 10 4\n20240105 210000 20 20 20 20 2\n"
+        "20240108 90000 20 20 20 20 2\n",
+        Text(Bars("ru1901", "SHF", kMinutes, 1, 20240105, 0, 2, 0, 1)));
 }
 
 TEST_F(BarsTest, IndexesAndOptionsHaveTheirOwnForms) {
@@ -265,54 +275,54 @@ TEST_F(BarsTest, LabelsAuctionsAndSumsAreOptionsOfTheImport) {
                           "--label", "end", "--auction", "refuse"});
     EXPECT_EQ(1, result.nExit);
     EXPECT_NE(std::string::npos, result.strOutput.find(":5: a bar before its session"));
+    // A night that is dated by its trading day keeps together over midnight.
+    Import("bars",
+           std::string(kMinuteHeader) +
+               "rb2401.SHF,20231016,23:59:00,1,1,1,1,1\nrb2401.SHF,20231016,00:00:00,2,2,2,2,2\n"
+               "rb2401.SHF,20231016,00:01:00,3,3,3,3,4\nrb2401.SHF,20231016,09:01:00,4,4,4,4,8\n",
+           {"--label", "end", "--night", "trading"});
+    EXPECT_EQ(
+        "20231013 235800 1 1 1 1 1\n20231013 235900 2 2 2 2 2\n20231014 0 3 3 3 3 4\n"
+        "20231016 90000 4 4 4 4 8\n",
+        Text(Bars("rb2401", "SHF", kMinutes, 1, 20231016, 20231016)));
+    const std::string strRow = "rb2401.SHF,20231016,09:01:00,4,4,4,4,8\n";
+    const auto twice =
+        RunServerCommand({"import", "bars", "--db", m_strDb,
+                          m_folder.Write("in.csv", kMinuteHeader + strRow + strRow)});
+    EXPECT_EQ(1, twice.nExit);
+    EXPECT_NE(std::string::npos, twice.strOutput.find(":3: the file has this bar twice"));
 }
 
-// Whole files of real bars; skipped without them.
-TEST_F(BarsTest, RealMinuteBarsComeBackAsTheyWere) {
-    const char* szFolder = std::getenv("QRX_REAL_DATA");
-    if (szFolder == nullptr) GTEST_SKIP() << "QRX_REAL_DATA names no folder of real data";
-    const std::string strFile = std::string(szFolder) + "/futures-minute-bars-rb2401/kline.csv";
-    Must({"import", "bars", strFile, "--set", "market=SHF", "--map",
-          "local_symbol=code,open_price=open,close_price=close,high_price=high,low_price=low",
-          "--label", "end"});
-    const auto bars = Bars("rb2401", "SHF", kMinutes, 1, 20230901, 20231031);
-    // Newest first: the file's last row is the first bar. An auction's row is joined to the next.
-    gzFile file = gzopen(strFile.c_str(), "rb");
-    char line[512];
-    int64_t nVolume = 0, nTurnover = 0;
-    size_t nRows = 0, nAuctions = 0;
-    while (gzgets(file, line, sizeof line) != nullptr) {
-        char code[32], date[32], time[32];
-        double f[7];
-        if (sscanf(line, "%*d,%31[^,],%31[^ ] %31[^,],%lf,%lf,%lf,%lf,%lf,%lf,%lf", code, date,
-                   time, f, f + 1, f + 2, f + 3, f + 4, f + 5, f + 6) != 10) {
-            continue;
-        }
-        ++nRows;
-        nVolume += std::llround(f[4]);
-        nTurnover += std::llround(f[5] * 10000);
-        const std::string strTime = time;
-        if (strTime == "21:00:00" || strTime == "09:00:00") ++nAuctions;
+TEST_F(BarsTest, FiveMinuteFilesServeTheirMultiples) {
+    const std::string strHeader = "code,datetime,open,high,low,close,volume\n";
+    const std::vector<std::string> vecOptions = {"--cycle", "5m", "--label", "end"};
+    Import("bars",
+           strHeader +
+               "600000.SH,2024-01-02 09:35:00,10,12,9,11,1\n"
+               "600000.SH,2024-01-02 09:40:00,11,13,11,13,2\n"
+               "600000.SH,2024-01-02 13:05:00,13,13,13,13,4\n"
+               "600000.SH,2024-01-03 09:35:00,9,9,9,9,8\n",
+           vecOptions);
+    Import("bars", std::string(kMinuteHeader) + "600000.SH,20240103,093100,5,6,5,6,3\n");
+    const struct {
+        int nMultiple;
+        const char* szBars;
+    } kCases[] = {
+        {1, "20240103 93100 5 6 5 6 3\n"},
+        {5,
+         "20240102 93000 10 12 9 11 1\n20240102 93500 11 13 11 13 2\n"
+         "20240102 130000 13 13 13 13 4\n20240103 93000 5 6 5 6 3\n"},
+        {10,
+         "20240102 93000 10 13 9 13 3\n20240102 130000 13 13 13 13 4\n20240103 93000 5 6 5 6 3\n"}};
+    for (const auto& row : kCases) {
+        EXPECT_EQ(row.szBars, Text(Bars("600000", "SH", kMinutes, row.nMultiple, 20240101, 0)));
     }
-    gzclose(file);
-    int64_t nServed = 0, nServedTurnover = 0;
-    for (size_t i = 0; i < bars.size(); ++i) {
-        nServed += bars[i].iVolume;
-        nServedTurnover += bars[i].iTurnover;
-        ASSERT_TRUE(i == 0 || std::pair(int{bars[i - 1].nDate}, int{bars[i - 1].nTime}) <
-                                  std::pair(int{bars[i].nDate}, int{bars[i].nTime}));
-    }
-    EXPECT_EQ(nRows - nAuctions, bars.size());
-    EXPECT_EQ(nVolume, nServed);
-    EXPECT_EQ(nTurnover, nServedTurnover);
-    // Grids that are coarser lose nothing.
-    for (const int nMultiple : {5, 7, 60, 119}) {
-        int64_t nSum = 0;
-        for (const auto& bar : Bars("rb2401", "SHF", kMinutes, nMultiple, 20230901, 20231031)) {
-            nSum += bar.iVolume;
-        }
-        EXPECT_EQ(nVolume, nSum) << nMultiple;
-    }
+    std::vector<std::string> vec{"import", "bars", "--db", m_strDb,
+                                 m_folder.Write("in.csv", strHeader + "600000.SH,2024-01-02 "
+                                                                      "09:36:00,10,12,9,11,1\n")};
+    vec.insert(vec.end(), vecOptions.begin(), vecOptions.end());
+    EXPECT_NE(std::string::npos,
+              RunServerCommand(vec).strOutput.find(":2: a bar of 5 minutes must begin"));
 }
 
 }  // namespace

@@ -58,7 +58,6 @@ TEST(CompletionTest, NoVolumeIsLostForAnyMultiple) {
     int nCodes = 0;
     ASSERT_EQ(QRX_GetCodeTable(session.Get(), "", &pCodes, &nCodes), 0);
     for (int i = 0; i < nCodes; ++i) {
-        if ((pCodes[i].nType & 0xF0) == 0x90) continue;  // an option's 120 multiples add nothing
         const char* szCode = pCodes[i].szVelaCode;
         const Sum all = Fetch(session.Get(), szCode, CYC_MINUTE, 1, false);
         EXPECT_GT(all.iVolume, 0) << szCode;

@@ -1,50 +1,11 @@
 // Days of real markets go in by import's options and come back over the socket, and every row
 // agrees. The files are read a second time here, in the plainest way. They are not part of the
 // project: the folder is named by QRX_REAL_DATA, and without it these tests are skipped.
-#include <zlib.h>
-
-#include <cmath>
-#include <cstdlib>
-#include <map>
-#include <sstream>
-
+#include "server/csv_table.h"
 #include "server/server_client.h"
 
 namespace qrx::test {
 namespace {
-
-// A CSV file as rows of text, with columns found by name.
-struct Table {
-    std::map<std::string, size_t> mapColumns;
-    std::vector<std::vector<std::string>> vecRows;
-
-    explicit Table(const std::string& strPath) {
-        gzFile file = gzopen(strPath.c_str(), "rb");
-        std::vector<char> line(1 << 16);
-        while (gzgets(file, line.data(), static_cast<int>(line.size())) != nullptr) {
-            std::vector<std::string> vec;
-            std::stringstream text(line.data());
-            for (std::string str; std::getline(text, str, ',');) {
-                while (!str.empty() && strchr("\"\r\n", str.back()) != nullptr) str.pop_back();
-                if (!str.empty() && str[0] == '"') str.erase(0, 1);
-                vec.push_back(str);
-            }
-            if (!mapColumns.empty()) {
-                vecRows.push_back(vec);
-                continue;
-            }
-            for (size_t i = 0; i < vec.size(); ++i) mapColumns[vec[i]] = i;
-        }
-        gzclose(file);
-    }
-    const std::string& Text(size_t nRow, const std::string& strColumn) const {
-        return vecRows[nRow].at(mapColumns.at(strColumn));
-    }
-    // The number times a factor, rounded; what is no number is 0.
-    int64_t Number(size_t nRow, const std::string& strColumn, double fFactor = 1) const {
-        return std::llround(std::atof(Text(nRow, strColumn).c_str()) * fFactor);
-    }
-};
 
 class RealDataTest : public testing::Test {
 protected:
@@ -281,6 +242,24 @@ TEST_F(RealDataTest, FuturesSnapshotsWithTheirNights) {
     }
     EXPECT_EQ(nNext, snapshots.size());
     EXPECT_GT(nNext, 30000U);
+
+    // The files have nothing in the pre-open range, so that the completed day is empty throughout.
+    Must({"user", "add", "user", "--markets", "SHF", "--password-file",
+          m_folder.Write("password", "secret\n")});
+    const ServerProcess server(m_folder, m_strDb);
+    Session session(server.Port());
+    auto asked = RequestFor<QRXDefine_ReqFuture>("RU1901.SHF", 20181012, 20181012);
+    asked.nAutoComplete = 1;
+    QRXDefine_FutureAB* pSlots = nullptr;
+    int nSlots = 0;
+    ASSERT_EQ(QRX_GetFutureAB(session.Get(), &asked, &pSlots, &nSlots), QRX_OK);
+    ASSERT_EQ(nSlots, 28803);
+    for (int i = 0; i < nSlots; ++i) {
+        ASSERT_EQ(+pSlots[i].nValue0, 0) << i;
+        ASSERT_EQ(+pSlots[i].iVolume, 0) << i;
+    }
+    EXPECT_EQ(+pSlots[28802].nTime, 150000000);
+    QRX_Free(pSlots);
 }
 
 }  // namespace

@@ -17,21 +17,10 @@
 
 #include "codec/codecs.h"
 #include "codec/wire.h"
+#include "support/scripted_server.h"
 #include "support/server_process.h"
 
 namespace qrx::test {
-
-struct Message {
-    ZPMDefine_MessageHead head;
-    std::string strBody;
-
-    template <class Head>
-    Head As() const {
-        Head out{};
-        memcpy(&out, strBody.data(), std::min(sizeof out, strBody.size()));
-        return out;
-    }
-};
 
 class ServerClient {
 public:

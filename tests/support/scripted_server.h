@@ -5,8 +5,10 @@
 
 #include <qrx/qrx.h>
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -22,6 +24,13 @@ namespace qrx::test {
 struct Message {
     ZPMDefine_MessageHead head{};
     std::string strBody;
+
+    template <class Head>
+    Head As() const {
+        Head out{};
+        memcpy(&out, strBody.data(), std::min(sizeof out, strBody.size()));
+        return out;
+    }
 };
 
 // One packet: head and body.

@@ -1,0 +1,58 @@
+// The table of commands, taken apart for the pages.
+#include <algorithm>
+#include <sstream>
+
+#include "pages/pages.h"
+
+namespace qrx::cli {
+namespace {
+
+std::vector<std::string> Split(const std::string& strText, char chSeparator) {
+    std::vector<std::string> vecParts;
+    std::istringstream stream(strText);
+    for (std::string strPart; std::getline(stream, strPart, chSeparator);) {
+        vecParts.push_back(strPart);
+    }
+    return vecParts;
+}
+
+}  // namespace
+
+std::vector<const Command*> ShownCommands() {
+    std::vector<const Command*> vecShown;
+    for (const Command& command : Commands()) {
+        if ((command.nTraits & Command::Hidden) == 0) vecShown.push_back(&command);
+    }
+    return vecShown;
+}
+
+std::string GroupOf(const Command& command) {
+    const std::string strName = command.szName;
+    const size_t nBlank = strName.find(' ');
+    return nBlank != std::string::npos ? strName.substr(0, nBlank) : "";
+}
+
+std::string LastWord(const Command& command) {
+    const std::string strName = command.szName;
+    return strName.substr(strName.find(' ') + 1);
+}
+
+std::vector<OptionRow> SharedOptions() {
+    std::vector<OptionRow> vecRows(OutputOptions().begin(), OutputOptions().end());
+    vecRows.insert(vecRows.end(), ConnectionOptions().begin(), ConnectionOptions().end());
+    return vecRows;
+}
+
+std::vector<std::string> NamesOf(const OptionRow& row) {
+    return Split(row.szName, ',');
+}
+
+bool TakesFile(const OptionRow& row) {
+    return row.szValue != nullptr && row.szValue == std::string("FILE");
+}
+
+std::vector<std::string> ChoicesOf(const OptionRow& row) {
+    return row.szChoices != nullptr ? Split(row.szChoices, '|') : std::vector<std::string>();
+}
+
+}  // namespace qrx::cli

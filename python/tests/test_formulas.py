@@ -1,0 +1,43 @@
+"""Formulas on the real server: stored, evaluated and held against NumPy, deleted."""
+
+import numpy as np
+import pytest
+
+import qrx
+
+BOLL = """MID = MA(CLOSE, N)
+local d = STD(CLOSE, N)
+UPPER = MID + P * d
+LOWER = MID - P * d
+"""
+
+
+def rounded(values):
+    return np.where(values < 0, np.ceil(values - 0.5), np.floor(values + 0.5))
+
+
+def test_formula_against_numpy(session):
+    assert session.formulas.add("BOLL", BOLL) == "new; needs N P; gives MID UPPER LOWER"
+    assert session.formulas.add("BOLL", BOLL).startswith("replaced the one of this name;")
+    bars = session.bars("600000.SH", "1m", "2024-01-03", "2024-01-05")
+    calc = session.calc("BOLL", "600000.SH", "2024-01-03", "2024-01-05", cycle="1m",
+                        params={"N": 20, "P": 2})
+    assert calc.names == ["Date", "Time", "MID", "UPPER", "LOWER"]
+    np.testing.assert_array_equal(calc["Date"], bars["nDate"])
+    np.testing.assert_array_equal(calc["Time"], bars["nTime"])
+    close = bars["nClose"].astype(float)
+    windows = np.lib.stride_tricks.sliding_window_view(close, 20)
+    middle, width = windows.mean(axis=1), 2 * windows.std(axis=1, ddof=1)
+    for name, expected in (("MID", middle), ("UPPER", middle + width), ("LOWER", middle - width)):
+        assert len(calc[name]) == len(close) > 100 and not calc[name][:19].any()
+        np.testing.assert_allclose(calc[name][19:], rounded(expected), atol=1)
+    assert [f.name for f in session.formulas.list()] == ["BOLL"]
+    assert session.formulas.delete("BOLL") == "no longer stored"
+    assert session.formulas.list() == []
+
+
+def test_what_is_refused(session):
+    with pytest.raises(qrx.FormulaRefused, match="line 1: unknown name CLOES"):
+        session.formulas.add("BAD", "A = MA(CLOES, 5)")
+    with pytest.raises(qrx.NoData, match="the server's log says why"):
+        session.calc("NONE", "600000.SH", "2024-01-03", cycle="1d")

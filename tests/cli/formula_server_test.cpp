@@ -1,0 +1,80 @@
+// Formulas from the command line to the real server and back, for two users.
+#include <gtest/gtest.h>
+
+#include "cli/run_cli.h"
+#include "support/server_process.h"
+
+namespace qrx::test {
+namespace {
+
+TEST(FormulaServer, TwoUsersFromAddToDelete) {
+    if (!HaveServer()) GTEST_SKIP() << "qrx-server is not built here";
+    const ScratchFolder folder;
+    const std::string strPassword = folder.Write("password", "secret\n");
+    std::string strBars = "code,date,open,high,low,close,volume\n";
+    for (int i = 0; i < 12; ++i) {  // closes 10.0, 10.5, 11.0, ...
+        strBars += "600000.SH,202401" + std::to_string(10 + i) + ",10,20,9," +
+                   std::to_string(10 + i / 2) + (i % 2 != 0 ? ".5" : ".0") + ",100\n";
+    }
+    const std::vector<std::vector<std::string>> vecCommands = {
+        {"init"},
+        {"user", "add", "user", "--markets", "SH", "--password-file", strPassword},
+        {"user", "add", "other", "--markets", "SH", "--password-file", strPassword},
+        {"import", "codes",
+         folder.Write("c.csv", "code,type\n600000.SH,stock\n10-C-3500.SH,option\n")},
+        {"import", "bars", "--cycle", "day", folder.Write("b.csv", strBars)}};
+    for (auto vecCommand : vecCommands) {
+        vecCommand.insert(vecCommand.end(), {"--db", folder.Path("store.db")});
+        ASSERT_EQ(RunServerCommand(vecCommand).nExit, 0);
+    }
+    const ServerProcess server(folder, folder.Path("store.db"));
+    Cli user(server.Port());
+    Cli other(server.Port());
+    other.Set("QRX_USER", "other");
+    std::ofstream(user.Folder() / "macd") << "DIF = EMA(CLOSE, 12) - EMA(CLOSE, 26)\n"
+                                             "DEA = EMA(DIF, 9)\nMACD = (DIF - DEA) * 2\n";
+    std::ofstream(user.Folder() / "mid") << "MID = MA(CLOSE, N)\nUP = CROSS(CLOSE, MID + 100)\n";
+    const std::string strCalc = "formula calc MID 600000.SH --from 20240110 --to 20240113 ";
+    const struct {
+        Cli& cli;
+        std::string strArguments;
+        int nExit;
+        std::string strOut;
+        std::string strErr;  // a part of it
+    } kCases[] = {
+        {user, "formula add MACD --file macd", 0, "stored MACD: new; gives DIF DEA MACD\n", ""},
+        {user, "formula add MID --file mid", 0, "stored MID: new; needs N; gives MID UP\n", ""},
+        {user, "formula add BAD --text A=CLOES", 10, "", "line 1: unknown name CLOES"},
+        {other, "formula list", 3, "", "no formulas"},
+        {other, strCalc + "--param N=2", 3, "", "the server's log says why"},
+        {other, "formula add MID --text A=OPEN", 0, "stored MID: new; gives A\n", ""},
+        {user, "formula show MID", 0, "MID = MA(CLOSE, N)\nUP = CROSS(CLOSE, MID + 100)\n", ""},
+        // Means of two closes 0.5 apart; above one and 0.01 more from its first row on.
+        {user, strCalc + "--param N=2 -f csv", 0,
+         "code,date,MID,UP\n600000.SH,2024-01-10,0,0\n600000.SH,2024-01-11,102500,0\n"
+         "600000.SH,2024-01-12,107500,0\n600000.SH,2024-01-13,112500,0\n",
+         ""},
+        {user, strCalc, 3, "", "the server's log says why"},
+        {user, "formula calc MID 10-C-3500.SH", 2, "", "codes of at most 8 characters, not 10-C"},
+        // On a straight line each mean lags behind: 5000 a day, shares of 2/13 and 2/27.
+        {user, "formula calc MACD 600000.SH --from 20240110 --to 20240111 -f csv", 0,
+         "code,date,DIF,DEA,MACD\n600000.SH,2024-01-10,0,0,0\n"
+         "600000.SH,2024-01-11,399,80,638\n",
+         ""},
+        {user, "formula delete MID", 0, "deleted MID: no longer stored\n", ""},
+        {other, "formula show MID", 0, "A=OPEN\n", ""},
+    };
+    for (const auto& test : kCases) {
+        EXPECT_EQ(test.cli.Run(test.strArguments), test.nExit) << test.strArguments;
+        EXPECT_EQ(test.cli.Out(), test.strOut) << test.strArguments;
+        EXPECT_NE(test.cli.Err().find(test.strErr), std::string::npos) << test.cli.Err();
+    }
+    const std::string strLog = server.Log();
+    EXPECT_NE(strLog.find("user \"other\" formula \"MID\" over 600000.SH: no formula of this name"),
+              std::string::npos);
+    EXPECT_NE(strLog.find("user \"user\" formula \"MID\" over 600000.SH: line 1: unknown name N"),
+              std::string::npos);
+}
+
+}  // namespace
+}  // namespace qrx::test

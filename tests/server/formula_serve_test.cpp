@@ -1,0 +1,273 @@
+// Formulas over the wire: stored for one user alone, and evaluated over the server's bars. Expected
+// bytes are worked by hand.
+#include "server/server_client.h"
+
+namespace qrx::test {
+namespace {
+
+// Closes in units of 1: minutes of a Friday and a Monday, and their days.
+constexpr const char* kMinutes =
+    "code,date,time,open,high,low,close,volume\n"
+    "600000.SH,20240105,093000,10,12,9,10,100\n600000.SH,20240105,093100,10,12,9,11,100\n"
+    "600000.SH,20240105,145900,10,12,9,12,100\n600000.SH,20240108,093000,10,15,9,13,100\n"
+    "600000.SH,20240108,093100,10,15,9,14,100\n";
+constexpr const char* kDays =
+    "code,date,open,high,low,close,volume\n600000.SH,20240105,10,12,9,12,300\n"
+    "600000.SH,20240108,10,15,9,14,200\n";
+
+class FormulaServeTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!HaveServer()) GTEST_SKIP() << "qrx-server is not built here";
+        const std::string strPassword = m_folder.Write("password", "secret\n");
+        Must({"init"});
+        Must({"user", "add", "alice", "--markets", "SH", "--password-file", strPassword});
+        Must({"user", "add", "bob", "--markets", "SH", "--password-file", strPassword});
+        Must({"import", "codes",
+              m_folder.Write("c.csv", "code,type\n600000.SH,stock\n000001.SZ,stock\n")});
+        Must({"import", "bars", m_folder.Write("m.csv", kMinutes)});
+        Must({"import", "bars", "--cycle", "day", m_folder.Write("d.csv", kDays)});
+        m_pServer = std::make_unique<ServerProcess>(m_folder, m_strDb);
+        for (const char* szUser : {"alice", "bob"}) {
+            m_clients.push_back(std::make_unique<ServerClient>(*m_pServer));
+            m_clients.back()->LogIn(szUser, "secret");
+        }
+    }
+    void Must(std::vector<std::string> vecArguments) {
+        vecArguments.insert(vecArguments.end(), {"--db", m_strDb});
+        const auto result = RunServerCommand(vecArguments);
+        ASSERT_EQ(0, result.nExit) << result.strOutput;
+    }
+    ServerClient& Alice() { return *m_clients[0]; }
+    ServerClient& Bob() { return *m_clients[1]; }
+
+    static std::string AddBody(const std::string& strName, const std::string& strText) {
+        std::string strBody = strName;
+        strBody.resize(28);
+        const auto nLen = static_cast<uint32_t>(strText.size());
+        strBody.append(reinterpret_cast<const char*>(&nLen), 4);
+        return strBody + strText + std::string(4, '\0');
+    }
+    // "0 1 text": result, second value, text.
+    std::string Add(ServerClient& client, const std::string& strName, const std::string& strText) {
+        client.Send(6050, 7, AddBody(strName, strText));
+        const Message message = client.Receive().value_or(Message{});
+        EXPECT_EQ(message.head.sDataType, 6051);
+        EXPECT_EQ(message.head.nRequestID, 7);
+        const auto answer = message.As<ZPMDefine_AddFormulaAnswer>();
+        EXPECT_EQ(answer.szAddInfo[127], '\0');
+        return std::to_string(answer.nResult) + " " + std::to_string(answer.nAddResult) + " " +
+               answer.szAddInfo;
+    }
+    std::string Delete(ServerClient& client, std::string strName) {
+        strName.resize(24);
+        client.Send(6052, 8, strName);
+        const Message message = client.Receive().value_or(Message{});
+        EXPECT_EQ(message.head.sDataType, 6053);
+        const auto answer = message.As<ZPMDefine_DelFormulaAnswer>();
+        EXPECT_EQ(std::string(answer.szName, 24), strName);
+        return std::to_string(answer.nResult) + " " + answer.szDelInfo;
+    }
+    // The body's items as they came, behind their number and size.
+    std::string Get(ServerClient& client, std::string strName = {}) {
+        strName.resize(24);
+        client.Send(6054, 9, strName);
+        const Message message = client.Receive().value_or(Message{});
+        EXPECT_EQ(message.head.sDataType, 6055);
+        const auto head = message.As<ZPMDefine_FormulaList_Head>();
+        EXPECT_EQ(+head.nItemSize, 152);
+        EXPECT_EQ(message.strBody.size(), 8 + 152 * static_cast<size_t>(head.nItems));
+        return message.strBody.substr(8);
+    }
+    static std::string Item(const std::string& strName, const std::string& strText) {
+        std::string strItem = strName;
+        strItem.resize(24);
+        strItem += strText;
+        strItem.resize(152);
+        return strItem;
+    }
+    static ZPMDefine_RequestCalcFormula CalcRequest(const char* szName, int nCycle) {
+        ZPMDefine_RequestCalcFormula request{};
+        strcpy(request.szName, szName);
+        memcpy(request.chCode, "600000", 6);
+        memcpy(request.chMarket, "SH", 2);
+        request.nCycType = nCycle;
+        request.nCycDef = 1;
+        request.nBeginDate = 20240105;
+        return request;
+    }
+    // The whole body.
+    static std::string Calc(ServerClient& client, const ZPMDefine_RequestCalcFormula& request) {
+        client.SendBody(6056, 10, request);
+        const Message message = client.Receive().value_or(Message{});
+        EXPECT_EQ(message.head.sDataType, 6057);
+        EXPECT_EQ(message.head.nRequestID, 10);
+        return message.strBody;
+    }
+    // What every answer's body begins with.
+    static std::string Head(int nFlags, int nColumns) {
+        std::string strHead(80, '\0');
+        strHead.replace(28, 6, "600000").replace(36, 2, "SH");
+        strHead[40] = 1;
+        strHead[72] = static_cast<char>(nFlags);
+        strHead[76] = static_cast<char>(nColumns);
+        return strHead;
+    }
+
+    ScratchFolder m_folder;
+    std::string m_strDb = m_folder.Path("store.db");
+    std::unique_ptr<ServerProcess> m_pServer;
+    std::vector<std::unique_ptr<ServerClient>> m_clients;
+};
+
+TEST_F(FormulaServeTest, AreKeptForOneUserAlone) {
+    EXPECT_EQ(Get(Alice()), "");
+    EXPECT_EQ(Add(Alice(), "MID", "A = MA(CLOSE, N)"), "0 0 new; needs N; gives A");
+    EXPECT_EQ(Add(Alice(), "MID", "A = OPEN\nB = CLOSE"),
+              "0 1 replaced the one of this name; gives A B");
+    EXPECT_EQ(Add(Alice(), "\xBF\xEC", "A = CLOSE --" + std::string(200, 'x')), "0 0 new; gives A");
+    EXPECT_EQ(Add(Alice(), "BAD", "A = OPEN\nB = CLOES"), "1 0 line 2: unknown name CLOES");
+    EXPECT_EQ(Add(Alice(), "BAD", std::string(65537, ' ')),
+              "1 0 too long: 65537 bytes, at most 65536");
+    EXPECT_EQ(Add(Alice(), "", "A = OPEN"), "1 0 a name has 1 to 23 bytes");
+    EXPECT_EQ(Add(Alice(), "ABCDEFGHIJKLMNOPQRSTUVWX", "A = OPEN"), "1 0 a name has 1 to 23 bytes");
+    EXPECT_EQ(Add(Alice(), "A\nB", "A = OPEN"), "1 0 a name has printable characters only");
+    EXPECT_EQ(Add(Bob(), "MID", "C = HIGH"), "0 0 new; gives C");
+
+    const std::string strMid = Item("MID", "A = OPEN\nB = CLOSE");
+    const std::string strFast = Item("\xBF\xEC", "A = CLOSE --" + std::string(116, 'x'));
+    EXPECT_EQ(Get(Alice()), strMid + strFast);
+    EXPECT_EQ(Get(Alice(), "MID"), strMid);
+    EXPECT_EQ(Get(Alice(), "\xBF\xEC"), strFast);
+    EXPECT_EQ(Get(Bob()), Item("MID", "C = HIGH"));
+    EXPECT_EQ(Get(Bob(), "\xBF\xEC"), "");
+    EXPECT_EQ(Delete(Bob(), "\xBF\xEC"), "1 no formula of this name");
+    EXPECT_EQ(Delete(Bob(), "MID"), "0 no longer stored");
+    EXPECT_EQ(Get(Alice(), "MID"), strMid);
+
+    // They outlive the server, not their user.
+    m_clients.clear();
+    EXPECT_EQ(m_pServer->Stop(), 0);
+    m_pServer = std::make_unique<ServerProcess>(m_folder, m_strDb);
+    ServerClient client(*m_pServer);
+    client.LogIn("alice", "secret");
+    EXPECT_EQ(Get(client), strMid + strFast);
+    for (int i = 2; i < 500; ++i) Add(client, "F" + std::to_string(i), "A = OPEN");
+    EXPECT_EQ(Add(client, "F1", "A = OPEN"),
+              "1 0 too many: 500 formulas are stored; delete one first");
+    EXPECT_EQ(Add(client, "F7", "A = OPEN").substr(0, 4), "0 1 ");
+    Must({"user", "remove", "alice"});
+    Must({"user", "add", "alice", "--markets", "SH", "--password-file", m_folder.Path("password")});
+    EXPECT_EQ(Get(client), "");
+}
+
+TEST_F(FormulaServeTest, AnswersColumnsOfBars) {
+    Add(Alice(), "F", "K = K or 1 A = REF(CLOSE, 1) / 10000 * K BC = REF(OPEN, 9)");
+    // Dates: 340004 days after 19900101, then 0 and 3. Times: 34200000 ms, 60000 more, 19680000
+    // more.
+    const std::string strRows("\x05\x44\x81\x29\x00\x00\x03\x00", 8);
+    const std::string strTimes(
+        "\x60\xCE\x4E\x10\x40\x53\x07\x60\x58\x62\x09\x60\xCE\x4E\x10\x40\x53\x07", 18);
+    auto request = CalcRequest("F", 0);
+    EXPECT_EQ(Calc(Alice(), request), Head(2, 2) + strRows + strTimes +
+                                          std::string("\x01"
+                                                      "A\x01\x04\x05\x04\x04\x04"
+                                                      "\x02"
+                                                      "BC\x04\x04\x00",
+                                                      14));
+    // Days have no times; a parameter goes before its default.
+    request = CalcRequest("F", 7);
+    strcpy(request.szParam, "K=-2");
+    EXPECT_EQ(Calc(Alice(), request), Head(0, 2) + std::string("\x02\x44\x81\x29\x03\x01"
+                                                               "A\x01\x01\x90\x18\x02"
+                                                               "BC\x01\x01\x00",
+                                                               17));
+    // Times bound the first and the last day.
+    request = CalcRequest("F", 0);
+    request.nEndDate = 20240108;
+    request.nBeginTime = 93200000;
+    request.nEndTime = 93000000;
+    EXPECT_EQ(Calc(Alice(), request).substr(80, 13),
+              std::string("\x02\x44\x81\x29\x03\x60\x79\xB8\x19\x60\xCE\x4E\x10", 13));
+}
+
+TEST_F(FormulaServeTest, AnswersWithoutRowsAndSaysWhyInTheLog) {
+    Add(Alice(), "F", "A = 1 / (CLOSE - 110000)\nB = CLOSE * N");
+    const auto with = [](auto change) {
+        auto request = CalcRequest("F", 0);
+        change(request);
+        return request;
+    };
+    using Request = ZPMDefine_RequestCalcFormula;
+    const struct {
+        Request request;
+        const char* szWhy;
+    } kCases[] = {
+        {CalcRequest("F", 0), "line 2: unknown name N"},
+        {with([](Request& r) { strcpy(r.szParam, "N=1"); }),
+         "line 1: A is inf in row 2 (20240105)"},
+        {with([](Request& r) { strcpy(r.szParam, "N=1;M=1"); }), "no parameter M"},
+        {CalcRequest("G", 0), "no formula of this name"},
+        {with([](Request& r) { r.nBeginDate = 20240109; }), "no bars"},
+        {with([](Request& r) { r.chCode[0] = '7'; }), "no such code"},
+        {with([](Request& r) {
+             memcpy(r.chCode, "000001", 6);
+             memcpy(r.chMarket, "SZ", 2);
+         }),
+         "its market is not open"},
+    };
+    for (const auto& test : kCases) {
+        const std::string strBody = Calc(Alice(), test.request);
+        EXPECT_EQ(strBody.substr(72), std::string(9, '\0')) << test.szWhy;
+        const std::string strLog = m_pServer->Log();
+        EXPECT_NE(strLog.find("user \"alice\" formula \""), std::string::npos);
+        EXPECT_NE(strLog.find(test.szWhy), std::string::npos) << strLog;
+    }
+    EXPECT_EQ(Calc(Bob(), CalcRequest("F", 0)).size(), 81U);
+}
+
+// Malformed requests end their connection; whatever a formula is, the server goes on.
+TEST_F(FormulaServeTest, NothingTakesTheServerDown) {
+    const std::string strBody = AddBody("F", "A = OPEN");
+    for (const auto& [nType, strBad] :
+         std::vector<std::pair<int, std::string>>{{6050, strBody.substr(0, strBody.size() - 1)},
+                                                  {6050, strBody + "x"},
+                                                  {6050, strBody.substr(0, 35)},
+                                                  {6052, std::string(23, 'x')},
+                                                  {6054, std::string(25, 'x')},
+                                                  {6056, std::string(203, '\0')}}) {
+        ServerClient client(*m_pServer);
+        client.LogIn("alice", "secret");
+        client.Send(nType, 1, strBad);
+        EXPECT_TRUE(client.IsClosedByServer()) << nType;
+    }
+    uint32_t nRandom = 1;
+    for (int i = 0; i < 300; ++i) {
+        std::string strText = "A = CLOSE ";
+        for (int n = i % 60; n > 0; --n) {
+            nRandom = nRandom * 1664525 + 1013904223;
+            strText += "=<>~()[]{}+-*/^%#.,:; \nAn0\"'\\\x80orif"[nRandom >> 24 & 31];
+        }
+        Add(Alice(), "R", strText);
+    }
+    // Formulas that work as long as they may hold up neither logins nor data.
+    Alice().Send(6050, 1, AddBody("L", "while true do end"));
+    Alice().Send(6050, 2, AddBody("L", "while true do end"));
+    Bob().Send(6050, 3, AddBody("L", "t = {} while true do t[1] = {t[1]} end"));
+    ServerClient client(*m_pServer);
+    EXPECT_EQ(client.LogIn("bob", "secret").As<ZPMDefine_LoginAnswer>().nResult, 1);
+    ZPMDefine_RequestCodeTable codes{};
+    memcpy(codes.chMarket, "SH", 2);
+    client.SendBody(116, 1, codes);
+    EXPECT_TRUE(client.Receive());
+    for (auto* pClient : {&Alice(), &Alice(), &Bob()}) {
+        const Message message = pClient->Receive().value_or(Message{});
+        EXPECT_EQ(message.As<ZPMDefine_AddFormulaAnswer>().nResult, 1);
+    }
+    EXPECT_TRUE(m_pServer->IsRunning());
+    Alice().Send(6050, 4, AddBody("L", "while true do end"));
+    EXPECT_EQ(m_pServer->Stop(), 0);
+}
+
+}  // namespace
+}  // namespace qrx::test
