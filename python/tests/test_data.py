@@ -5,14 +5,13 @@ import gc
 import io
 import os
 import pickle
-import subprocess
 import sys
 import threading
 
 import numpy as np
 import pandas as pd
 import pytest
-from conftest import PASSWORD, ROOT
+from conftest import PASSWORD
 
 import qrx
 import qrx.aio
@@ -188,9 +187,12 @@ def test_days_one_by_one(session, capsys, monkeypatch):
     (lambda s: s.bars("600000.SH", "1d", DAY, adjust="up"), qrx.BadArgument, '"forward"'),
     (lambda s: s.bars("600000.SH", "1d", DAY, adjust_date=DAY), qrx.BadArgument, "forward"),
     (lambda s: s.codes("XX"), qrx.UnknownCode, "no market \"XX\"; there are SH, SZ"),
-    (lambda s: s.formulas.add("A", "x" * 1048575), qrx.BadArgument, "1048575 bytes"),
+    (lambda s: s.formulas.add("A", "x" * 1048576), qrx.BadArgument, "1048576 bytes"),
     (lambda s: s.formulas.add("A" * 24, "x"), qrx.BadArgument, "name: has 24 bytes"),
-    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": "5" * 40}), qrx.BadArgument, "params")])
+    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": 5 ** 50}), qrx.BadArgument, "params: .* 31"),
+    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": None}), qrx.BadArgument, "params: N=None"),
+    (lambda s: s.calc("A", "IO2403-C-3500.CF", DAY), qrx.BadArgument, "code: .* at most 8 char"),
+    (lambda s: s.ticks("600000.SH", DAY).to_pandas(columns=5), qrx.BadArgument, "columns: a int")])
 def test_errors(session, call, kind, words):
     with pytest.raises(kind, match=words) as caught:
         call(session)
@@ -263,11 +265,3 @@ def test_pictures(session, tmp_path):
         one.figure.savefig(tmp_path / "picture.png")
     with pytest.raises(qrx.BadArgument, match="book=True"):
         qrx.plot.depth(session.ticks("600000.SH", DAY))
-
-
-def test_example(demo):
-    found = subprocess.run([sys.executable, ROOT / "examples/first.py", demo.url],
-                           env={**os.environ, "QRX_PASSWORD": PASSWORD,
-                                "PYTHONPATH": os.pathsep.join(p for p in sys.path if p)},
-                           capture_output=True, text=True, check=True).stdout
-    assert "[4800 rows x 5 columns]" in found

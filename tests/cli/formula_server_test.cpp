@@ -20,7 +20,8 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
         {"init"},
         {"user", "add", "user", "--markets", "SH", "--password-file", strPassword},
         {"user", "add", "other", "--markets", "SH", "--password-file", strPassword},
-        {"import", "codes", folder.Write("c.csv", "code,type\n600000.SH,stock\n")},
+        {"import", "codes",
+         folder.Write("c.csv", "code,type\n600000.SH,stock\n10-C-3500.SH,option\n")},
         {"import", "bars", "--cycle", "day", folder.Write("b.csv", strBars)}};
     for (auto vecCommand : vecCommands) {
         vecCommand.insert(vecCommand.end(), {"--db", folder.Path("store.db")});
@@ -33,7 +34,6 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
     std::ofstream(user.Folder() / "macd") << "DIF = EMA(CLOSE, 12) - EMA(CLOSE, 26)\n"
                                              "DEA = EMA(DIF, 9)\nMACD = (DIF - DEA) * 2\n";
     std::ofstream(user.Folder() / "mid") << "MID = MA(CLOSE, N)\nUP = CROSS(CLOSE, MID + 100)\n";
-    std::ofstream(user.Folder() / "bad") << "A = MA(CLOSE, 5)\nB = MA(CLOSE)\n";
     const std::string strCalc = "formula calc MID 600000.SH --from 20240110 --to 20240113 ";
     const struct {
         Cli& cli;
@@ -44,7 +44,7 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
     } kCases[] = {
         {user, "formula add MACD --file macd", 0, "stored MACD: new; gives DIF DEA MACD\n", ""},
         {user, "formula add MID --file mid", 0, "stored MID: new; needs N; gives MID UP\n", ""},
-        {user, "formula add BAD --file bad", 10, "", "line 2: MA takes 2 values, not 1"},
+        {user, "formula add BAD --text A=CLOES", 10, "", "line 1: unknown name CLOES"},
         {other, "formula list", 3, "", "no formulas"},
         {other, strCalc + "--param N=2", 3, "", "the server's log says why"},
         {other, "formula add MID --text A=OPEN", 0, "stored MID: new; gives A\n", ""},
@@ -55,6 +55,7 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
          "600000.SH,2024-01-12,107500,0\n600000.SH,2024-01-13,112500,0\n",
          ""},
         {user, strCalc, 3, "", "the server's log says why"},
+        {user, "formula calc MID 10-C-3500.SH", 2, "", "codes of at most 8 characters, not 10-C"},
         // On a straight line each mean lags behind: 5000 a day, shares of 2/13 and 2/27.
         {user, "formula calc MACD 600000.SH --from 20240110 --to 20240111 -f csv", 0,
          "code,date,DIF,DEA,MACD\n600000.SH,2024-01-10,0,0,0\n"
