@@ -11,16 +11,9 @@ target_include_directories(qrx_options INTERFACE ${PROJECT_SOURCE_DIR}/include)
 if(QRX_SANITIZE)
   # The instrumentation makes GCC see uninitialised members that are not.
   target_compile_options(qrx_options INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-  target_compile_options(qrx_options INTERFACE -fsanitize=${QRX_SANITIZE} -fno-omit-frame-pointer -g)
+  target_compile_options(qrx_options INTERFACE -fsanitize=${QRX_SANITIZE} -fno-omit-frame-pointer -g1)
   target_link_options(qrx_options INTERFACE -fsanitize=${QRX_SANITIZE})
   if(QRX_SANITIZE MATCHES "undefined")
     target_compile_options(qrx_options INTERFACE -fno-sanitize-recover=undefined)
   endif()
-endif()
-
-# For the tools and the tests, linked after everything else: they bind references to members of
-# packed records, which x86-64 allows. The library itself is checked for alignment.
-add_library(qrx_packed INTERFACE)
-if(QRX_SANITIZE MATCHES "undefined")
-  target_compile_options(qrx_packed INTERFACE -fno-sanitize=alignment)
 endif()

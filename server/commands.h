@@ -12,6 +12,7 @@ void AddUserCommands(CLI::App& app);
 void AddImportCommands(CLI::App& app);
 void AddSimulateCommand(CLI::App& app);
 void AddServeCommand(CLI::App& app);
+void AddManualCommand(CLI::App& app);  // hidden: for the build
 
 }  // namespace qrx::server
 

@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
     qrx::server::AddImportCommands(app);
     qrx::server::AddSimulateCommand(app);
     qrx::server::AddServeCommand(app);
+    qrx::server::AddManualCommand(app);
     try {
         app.parse(argc, argv);
         return 0;

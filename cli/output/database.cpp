@@ -10,7 +10,8 @@ namespace qrx::cli {
 
 Database::Database(const std::string& strPath, Creation creation) : m_strPath(strPath) {
     std::error_code error;
-    if (creation == Creation::Beside && !std::filesystem::exists(strPath, error)) {
+    const auto status = std::filesystem::symlink_status(strPath, error);
+    if (creation == Creation::Beside && !std::filesystem::exists(status)) {
         m_file.emplace(strPath);
         Open(m_file->UnfinishedPath());
         // Nobody else sees the file, and removing it is how its transaction is undone.

@@ -56,10 +56,13 @@ void FileBeside::Write(const std::string& strBytes) {
 void FileBeside::Place(bool bNew, bool bToDisk) {
     if (bToDisk && fsync(m_fd) != 0) Fail("cannot write");
     if (close(std::exchange(m_fd, -1)) != 0) Fail("cannot write");
-    const int nResult = bNew ? renameat2(AT_FDCWD, m_strUnfinished.c_str(), AT_FDCWD,
-                                         m_strPath.c_str(), RENAME_NOREPLACE)
-                             : rename(m_strUnfinished.c_str(), m_strPath.c_str());
-    if (nResult != 0) Fail("cannot put into place");
+    const char* const szFrom = m_strUnfinished.c_str();
+    // A second name never takes another file's place; where files have one name only, rename does.
+    if (bNew && link(szFrom, m_strPath.c_str()) == 0) {
+        unlink(szFrom);
+    } else if ((bNew && errno == EEXIST) || rename(szFrom, m_strPath.c_str()) != 0) {
+        Fail("cannot put into place");
+    }
     m_strUnfinished.clear();
 }
 

@@ -1,42 +1,14 @@
 // Manual pages: one for qrx, with what holds for all commands, and one a command.
-#include <qrx/version.h>
-
 #include <algorithm>
 
 #include "app/failure.h"
 #include "pages/pages.h"
+#include "roff.h"
 
 namespace qrx::cli {
 namespace {
 
-// A text in roff: its characters as they are, dashes as ASCII, no line taken for a request.
-std::string Roff(const std::string& strText) {
-    std::string strOut;
-    for (const char ch : strText) {
-        if ((ch == '.' || ch == '\'') && (strOut.empty() || strOut.back() == '\n')) {
-            strOut += "\\&";
-        }
-        switch (ch) {
-            case '\\':
-                strOut += "\\e";
-                break;
-            case '-':
-                strOut += "\\-";
-                break;
-            case '~':
-                strOut += "\\(ti";
-                break;
-            default:
-                strOut += ch;
-        }
-    }
-    return strOut;
-}
-
-std::string Upper(std::string strText) {
-    for (char& ch : strText) ch = static_cast<char>(toupper(static_cast<unsigned char>(ch)));
-    return strText;
-}
+using namespace roff;
 
 std::string PageName(const std::string& strCommand) {
     std::string strName = "qrx-" + strCommand;
@@ -44,20 +16,10 @@ std::string PageName(const std::string& strCommand) {
     return strName;
 }
 
-std::string Head(const std::string& strName, const std::string& strSummary) {
-    return ".TH " + Upper(Roff(strName)) +
-           " 1 \"\" \"qrx " QRX_VERSION_STRING "\" \"Market history\"\n.SH NAME\n" + Roff(strName) +
-           " \\- " + Roff(strSummary) + "\n";
-}
-
-std::string Section(const char* szTitle) {
-    return std::string(".SH ") + szTitle + "\n";
-}
-
 std::string Paragraphs(std::span<const char* const> paragraphs) {
     std::string strOut;
     for (const char* szParagraph : paragraphs) {
-        strOut += (strOut.empty() ? "" : ".PP\n") + Roff(szParagraph) + "\n";
+        strOut += (strOut.empty() ? "" : ".PP\n") + Text(szParagraph) + "\n";
     }
     return strOut;
 }
@@ -65,27 +27,22 @@ std::string Paragraphs(std::span<const char* const> paragraphs) {
 std::string Options(std::span<const OptionRow> options) {
     std::string strOut;
     for (const OptionRow& row : options) {
-        strOut += ".TP\n";
         std::string strNames;
         for (const std::string& strName : NamesOf(row)) {
-            strNames += (strNames.empty() ? "" : ", ") + ("\\fB" + Roff(strName) + "\\fR");
+            strNames += (strNames.empty() ? "" : ", ") + Bold(strName);
         }
-        strOut += strNames;
-        if (row.szValue != nullptr) strOut += std::string(" \\fI") + Roff(row.szValue) + "\\fR";
-        strOut += "\n" + Roff(row.szHelp);
+        if (row.szValue != nullptr) strNames += " " + Italic(row.szValue);
         std::string strChoices;
         for (const std::string& strChoice : ChoicesOf(row)) {
-            strChoices += (strChoices.empty() ? "" : ", ") + strChoice;
+            strChoices += (strChoices.empty() ? "; one of " : ", ") + strChoice;
         }
-        if (!strChoices.empty()) strOut += "; one of " + Roff(strChoices);
-        strOut += "\n";
+        strOut += Item(strNames, Text(row.szHelp + strChoices));
     }
     return strOut;
 }
 
 std::string Positional(const PositionalRow& row) {
-    const std::string strName =
-        std::string("\\fI") + row.szName + "\\fR" + (row.bMany ? " ...\\&" : "");
+    const std::string strName = Italic(row.szName) + (row.bMany ? " ...\\&" : "");
     return row.bRequired ? strName : "[" + strName + "]\\&";
 }
 
@@ -100,7 +57,7 @@ std::string SeeAlso(const Command* pSelf) {
     }
     std::string strOut = Section("SEE ALSO");
     for (const std::string& strName : vecNames) {
-        strOut += ".BR " + Roff(strName) + (&strName != &vecNames.back() ? " (1),\n" : " (1)\n");
+        strOut += ".BR " + Text(strName) + (&strName != &vecNames.back() ? " (1),\n" : " (1)\n");
     }
     return strOut;
 }
@@ -115,7 +72,7 @@ std::string ManualPage() {
               "columns, and writes them as a table, CSV, JSON lines or tables of SQLite.\n";
     strOut += Section("COMMANDS");
     for (const Command* pCommand : ShownCommands()) {
-        strOut += ".TP\n.B " + Roff(pCommand->szName) + "\n" + Roff(pCommand->szSummary) + "\n";
+        strOut += Item(Bold(pCommand->szName), Text(pCommand->szSummary));
     }
     strOut +=
         Section("OUTPUT OPTIONS") + Options(OutputOptions()) + ".PP\n" + Paragraphs(AboutOutput());
@@ -123,21 +80,21 @@ std::string ManualPage() {
     strOut += Section("SETTINGS") + Paragraphs(AboutSettings());
     strOut += Section("EXIT STATUS");
     for (const ExitRow& row : kExitRows) {
-        strOut += ".TP\n.B " + std::to_string(row.nCode) + "\n" + Roff(row.szMeaning) + "\n";
+        strOut += Item(Bold(std::to_string(row.nCode)), Text(row.szMeaning));
     }
     return strOut + SeeAlso(nullptr);
 }
 
 std::string ManualPage(const Command& command) {
     std::string strOut = Head(PageName(command.szName), command.szSummary);
-    strOut += Section("SYNOPSIS") + ".B qrx " + Roff(command.szName) + "\n";
+    strOut += Section("SYNOPSIS") + ".B qrx " + Text(command.szName) + "\n";
     for (const PositionalRow& row : command.vecPositionals) strOut += Positional(row) + "\n";
     strOut += "[\\fIOPTION\\fR ...]\n";
     if (*command.szMore != '\0' || !command.vecPositionals.empty()) {
         strOut += Section("DESCRIPTION");
-        if (*command.szMore != '\0') strOut += Roff(command.szMore) + "\n";
+        if (*command.szMore != '\0') strOut += Text(command.szMore) + "\n";
         for (const PositionalRow& row : command.vecPositionals) {
-            strOut += ".TP\n" + Positional(row) + "\n" + Roff(row.szHelp) + "\n";
+            strOut += Item(Positional(row), Text(row.szHelp));
         }
     }
     if (!command.vecOptions.empty()) strOut += Section("OPTIONS") + Options(command.vecOptions);
@@ -145,7 +102,7 @@ std::string ManualPage(const Command& command) {
               "Options of output and connection, settings and exit status are those of\n"
               ".BR qrx (1).\n";
     if (*command.szExamples != '\0') {
-        strOut += Section("EXAMPLES") + ".nf\n" + Roff(command.szExamples) + "\n.fi\n";
+        strOut += Section("EXAMPLES") + ".nf\n" + Text(command.szExamples) + "\n.fi\n";
     }
     return strOut + SeeAlso(&command);
 }

@@ -17,8 +17,8 @@ DAY = 20240105
 # A quiet security of each market, to be shown as it came and as it was completed.
 QUIET = {"SH": "000400.SZ", "CF": "T2403.CF", "SHF": "wr2403.SHF", "DCE": "a2403.DCE",
          "CZC": "WH403.CZC"}
-NOTES = {"CZC": "no slots, they stay as they came", "DCE": "two slots a second, for what is stamped "
-         "with exactly that second"}
+NOTES = {"CZC": "no slots, they stay as they came",
+         "DCE": "two slots a second, for what is stamped with exactly that second"}
 BAR, SLOT = "#2a6f97", "#c05621"
 NIGHT = ("2024-01-04T20:45", "2024-01-05T02:45")
 MORNING = ("2024-01-05T08:40", "2024-01-05T15:30")

@@ -76,7 +76,8 @@ def members(body):
     pattern = re.compile(r"(?:/\*(.*?)\*/\s*)?(\w+)\s*(\*?)\s*(\w+)\s*((?:\[\w+\]\s*)*);"
                          r"(?:[ \t]*/\*(.*?)\*/)?", re.S)
     for before, kind, pointer, name, dimensions, behind in pattern.findall(body):
-        rows.append((name + "".join(dimensions.split()), kind + pointer, sentence(behind or before)))
+        shown = name + "".join(dimensions.split())
+        rows.append((shown, kind + pointer, sentence(behind or before)))
     return rows
 
 
@@ -84,7 +85,8 @@ def records(path):
     """What one header declares: its own comment, enums, constants, structures."""
     text = path.read_text()
     out = [sentence(COMMENT.search(text)[1]), ""]
-    struct = re.compile(r"(?:^/\*((?:(?!\*/).)*)\*/\s*)?^typedef (struct|enum) (\w+) \{(.*?)\} \3;", re.S | re.M)
+    struct = re.compile(r"(?:^/\*((?:(?!\*/).)*)\*/\s*)?^typedef (struct|enum) (\w+) \{(.*?)\} \3;",
+                        re.S | re.M)
     for comment, kind, name, body in struct.findall(text):
         out += [f"### `{name}`", "", sentence(comment), ""]
         if kind == "enum":
@@ -98,7 +100,8 @@ def records(path):
             out += [f"| `{n}` | `{t}` |" + (f" {cell(text)} |" if told else "")
                     for n, t, text in rows]
         out.append("")
-    constants = re.findall(r"^#define (QRX_\w+) ([^\n]*?)\s*/\*(.*?)(?:\\\s*)?\*/", text, re.M | re.S)
+    constants = re.findall(r"^#define (QRX_\w+) ([^\n]*?)\s*/\*(.*?)(?:\\\s*)?\*/", text,
+                           re.M | re.S)
     if constants:
         out += ["| Constant | Value | Meaning |", "|---|---|---|"]
         out += [f"| `{n}` | `{cell(v)}` | {cell(sentence(t))} |" for n, v, t in constants] + [""]
@@ -110,7 +113,8 @@ def page(include):
     first = COMMENT.search(text)
     title, _, rest = first[1].strip().partition("\n")
     out = ["# C and C++", "", title[5:6].upper() + title[6:], lesson(rest), "",
-           functions(text), "", "## Result codes", "", "| Name | Value | Meaning |", "|---|---|---|"]
+           functions(text), "", "## Result codes", "",
+           "| Name | Value | Meaning |", "|---|---|---|"]
     out += [f"| `{n}` | {v} | {cell(t)} |" for n, v, t in result_codes(text)]
     out += ["", "Causes and cures: [Result codes](results.md).", ""]
     for name in ("session", "code", "ticks", "kline", "futures", "formula"):

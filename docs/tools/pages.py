@@ -41,26 +41,30 @@ def on_site(text, source):
             raise SystemExit(f"{source.name}: {place} has no page on the site")
         return f"]({moved}{'#' + anchor if anchor else ''})"
 
-    text = re.sub(r"\]\(([^)\s]+)\)", link, text)
-    return re.sub(r"<!-- picture: (\S+) (.*?) -->", r"![\2](pictures/\1.png)", text)
+    parts = re.split(r"(^```.*?^```$)", text, flags=re.M | re.S)
+    for i in range(0, len(parts), 2):  # what stands between programs
+        parts[i] = re.sub(r"\]\(([^)\s]+)\)", link, parts[i])
+        parts[i] = re.sub(r"<!-- picture: (\S+) (.*?) -->", r"![\2](pictures/\1.png)", parts[i])
+    return "".join(parts)
 
 
 def fields():
     """share/fields.def: the comment above its first row, then a table for each group."""
     text = (ROOT / "share/fields.def").read_text()
-    rows = re.findall(r'^QRX_FIELD(?:_ARRAY)?\((\w+), ([\w\[\]]+),(?: (\d+),)? (\w+), (\w+), "(.*)"\)',
-                      text, re.M)
+    rows = re.findall(r"^QRX_FIELD(?:_ARRAY)?\((\w+), ([\w\[\]]+),(?: (\d+),)? (\w+), (\w+), "
+                      r'"(.*)"\)', text, re.M)
     if len(rows) != len(re.findall(r"^QRX_FIELD", text, re.M)):
         raise SystemExit("a row of share/fields.def cannot be read")
     kinds = re.findall(r"^//   (\w+) {2,}(.*)", text.partition("Kinds:")[2], re.M)
-    out = ["# Fields", "", "What the reference server means by the members of its records. Importer, "
-           "command line and Python take their column names from the same table, "
+    out = ["# Fields", "", "What the reference server means by the members of its records. "
+           "Importer, command line and Python take their column names from the same table, "
            "`share/fields.def`.", "", "| Kind | |", "|---|---|"]
     out += [f"| {kind} | {meaning} |" for kind, meaning in kinds]
     last = ""
     for group, member, count, column, kind, meaning in rows:
         if group != last:
-            out += ["", f"## {group}", "", "| Member | Column | Kind | Meaning |", "|---|---|---|---|"]
+            out += ["", f"## {group}", "",
+                    "| Member | Column | Kind | Meaning |", "|---|---|---|---|"]
             last = group
         several = f"[{count}]" if count else ""
         columns = f"`{column}1` … `{column}{count}`" if count else f"`{column}`"
@@ -79,8 +83,8 @@ def program(path):
 
 
 def pictures(drawn):
-    out = ["# Pictures", "", "`qrx.plot` draws with matplotlib and gives the axes; nights and breaks "
-           "take no room. Each picture here is drawn by the program above it when this site is "
+    out = ["# Pictures", "", "`qrx.plot` draws with matplotlib and gives the axes; nights and "
+           "breaks take no room. Each picture here is drawn by the program above it when this site is "
            "built.", ""]
     for path in sorted((ROOT / "docs/pictures").glob("*.py")):
         if not (drawn / f"{path.stem}.png").exists():

@@ -30,12 +30,13 @@ def page(root):
     texts = dict(found(r'case ResultCode::(\w+):\s*return "(.*?)";', plus, "texts"))
     exits = dict(found(r"(EXIT_\w+) = (\d+)", failure, "exit codes"))
     meanings = found(r'\{(EXIT_\w+), "(.*?)"\}', failure, "meanings of exit codes")
-    thrown = dict(found(r"case ResultCode::(\w+):\s*throw Failure\((EXIT_\w+)", connection, "cases"))
+    thrown = dict(found(r"case ResultCode::(\w+):\s*throw Failure\((EXIT_\w+)", connection,
+                        "cases"))
     out = ["# Result codes", "", "What each function of the library returns, the exception that it "
            "is in Python, and the exit code of the command line. Cause and cure stand once, in the "
            "exceptions of the Python package.", "",
-           "A session that cannot be opened is told by the text of the login instead of a code; `qrx` "
-           "then exits with 3, 5, 6 or 7.", "", "| Code | Name | C++ | `qrx` exits with |",
+           "A session that cannot be opened is told by the text of the login instead of a code; "
+           "`qrx` then exits with 3, 5, 6 or 7.", "", "| Code | Name | C++ | `qrx` exits with |",
            "|---|---|---|---|"]
     rows = headers.result_codes(header)
     for name, number, _ in rows:
@@ -47,7 +48,8 @@ def page(root):
             continue
         out += ["", f"## {name}", "",
                 f"**{number}**: {headers.coded(meaning)}. `qrx::Message`: "
-                f"\"{texts[enumerators[name]]}\".", "", "| In Python | Cause | Cure |", "|---|---|---|"]
+                f"\"{texts[enumerators[name]]}\".", "",
+                "| In Python | Cause | Cure |", "|---|---|---|"]
         for kind in exceptions():
             if kind.code == int(number):
                 cure = kind.advice or ("the message shows a right one" if kind is errors.BadArgument

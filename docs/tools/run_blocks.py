@@ -31,6 +31,7 @@ ROOT = Path(__file__).resolve().parents[2]
 BLOCK = re.compile(r"^```(\w+)\n(.*?)^```\n(?:\n?^```text\n(.*?)^```\n)?", re.M | re.S)
 END = "-- end of a command --"
 SHOWN_PORT = "7700"
+TRANSCRIPTS, PROGRAMS = ("console", "pycon"), ("python", "c", "cpp")
 
 
 def agree(expected, found):
@@ -87,7 +88,8 @@ class Page:
 
     def console(self, code, _):
         made = ""
-        for command, expected in re.findall(r"^\$ ((?:.*\\\n)*.*)\n((?:(?!\$ ).*\n)*)", code, re.M):
+        for command, expected in re.findall(r"^\$ ((?:.*\\\n)*.*)\n((?:(?!\$ ).*\n)*)", code,
+                                            re.M):
             self.shell = self.shell or Shell(self.folder)
             found, status = self.shell.run(self.inward(command))
             made += f"$ {command}\n" + self.held(command, expected, found)
@@ -167,11 +169,13 @@ class Page:
 
     def block(self, match):
         kind, code, expected = match.groups()
-        run = getattr(self, kind, None) if kind in ("console", "pycon", "python", "c", "cpp") else None
-        if run is None:
+        if kind not in TRANSCRIPTS + PROGRAMS:
             return match[0]
         self.ran += 1
-        code, output = run(code, expected)
+        if kind in TRANSCRIPTS and expected is not None:
+            self.fail("a transcript has its output in itself, not in a text block below")
+            return match[0]
+        code, output = getattr(self, kind)(code, expected)
         return f"```{kind}\n{code}```\n" + (f"\n```text\n{output}```\n" if output else "")
 
     def run(self):

@@ -5,14 +5,13 @@ import gc
 import io
 import os
 import pickle
-import subprocess
 import sys
 import threading
 
 import numpy as np
 import pandas as pd
 import pytest
-from conftest import PASSWORD, ROOT
+from conftest import PASSWORD
 
 import qrx
 import qrx.aio
@@ -286,11 +285,3 @@ def test_pictures(session, tmp_path):
         one.figure.savefig(tmp_path / "picture.png")
     with pytest.raises(qrx.BadArgument, match="book=True"):
         qrx.plot.depth(session.ticks("600000.SH", DAY))
-
-
-def test_example(demo):
-    found = subprocess.run([sys.executable, ROOT / "examples/first.py", demo.url],
-                           env={**os.environ, "QRX_PASSWORD": PASSWORD,
-                                "PYTHONPATH": os.pathsep.join(p for p in sys.path if p)},
-                           capture_output=True, text=True, check=True).stdout
-    assert "[4800 rows x 5 columns]" in found

@@ -31,10 +31,10 @@ struct Spread {
     double fRows, fMean, fSquares;
     static Spread Of(double f, size_t) { return {1, f, 0}; }
     friend Spread Join(const Spread& a, const Spread& b) {
-        const double fRows = a.fRows + b.fRows;
+        const double fBoth = a.fRows + b.fRows;
         const double fApart = b.fMean - a.fMean;
-        return {fRows, a.fMean + fApart * (b.fRows / fRows),
-                a.fSquares + b.fSquares + fApart * fApart * (a.fRows * b.fRows / fRows)};
+        return {fBoth, a.fMean + fApart * (b.fRows / fBoth),
+                a.fSquares + b.fSquares + fApart * fApart * (a.fRows * b.fRows / fBoth)};
     }
 };
 
@@ -43,9 +43,9 @@ struct Trend {
     double fRows, fMean, fProducts;
     static Trend Of(double f, size_t) { return {1, f, 0}; }
     friend Trend Join(const Trend& a, const Trend& b) {
-        const double fRows = a.fRows + b.fRows;
+        const double fBoth = a.fRows + b.fRows;
         const double fApart = b.fMean - a.fMean;
-        return {fRows, a.fMean + fApart * (b.fRows / fRows),
+        return {fBoth, a.fMean + fApart * (b.fRows / fBoth),
                 a.fProducts + b.fProducts + fApart * a.fRows * b.fRows / 2};
     }
 };

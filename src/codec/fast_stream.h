@@ -152,13 +152,12 @@ private:
     }
 
     template <size_t... Lane, size_t... Value>
-    [[gnu::always_inline]] static void DecodeFields(const TagTable& tags, const char** p,
-                                                    char** pDst, std::index_sequence<Value...>) {
+    QRX_FAST_INLINE static void DecodeFields(const TagTable& tags, const char** p, char** pDst,
+                                             std::index_sequence<Value...>) {
         (DecodeField<Value, Lane...>(tags, p, pDst), ...);
     }
     template <size_t Value, size_t... Lane>
-    [[gnu::always_inline]] static void DecodeField(const TagTable& tags, const char** p,
-                                                   char** pDst) {
+    QRX_FAST_INLINE static void DecodeField(const TagTable& tags, const char** p, char** pDst) {
         constexpr StreamField kField = Target::kFields[Value];
         ((p[Lane] = FastStep<kField.nWidth>(tags, p[Lane], pDst[Lane] + kField.nOffset)), ...);
     }

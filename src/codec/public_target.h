@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "codec/fast_integer.h"
 #include "codec/field_map.h"
 #include "codec/stream_field.h"
 
@@ -55,7 +56,7 @@ public:
     static constexpr size_t kPrefix = offsetof(Record, nDate) + (kDated ? 0 : sizeof(int32_t));
 
     // Before all fields of a record are written.
-    [[gnu::always_inline]] static void Begin(char* pRecord, const char* pPrefix) {
+    QRX_FAST_INLINE static void Begin(char* pRecord, const char* pPrefix) {
         memcpy(pRecord, pPrefix, kPrefix);
         ZeroGaps(pRecord, std::make_index_sequence<kGaps.nCount>());
     }
@@ -89,7 +90,7 @@ private:
     }();
 
     template <size_t... Gap>
-    [[gnu::always_inline]] static void ZeroGaps(char* pRecord, std::index_sequence<Gap...>) {
+    QRX_FAST_INLINE static void ZeroGaps(char* pRecord, std::index_sequence<Gap...>) {
         (memset(pRecord + kGaps.ranges[Gap].nFirst, 0, kGaps.ranges[Gap].nBytes), ...);
         (void)pRecord;
     }

@@ -170,7 +170,7 @@ int MarketDataSource::DoCalcFormula(const QRXDefine_ReqCalcFormula* pReq,
     }
     PacketList packets;
     const int nResult = RecvFormulaCalcPacket<ZPMDefine_CalcFormula_Head>(
-        packets.vecPacket, packets.vecPacketLen, ID_ZPMTELE_EZFORMULA_CALC_ANSWER_DYN, nRequestID);
+        packets, ID_ZPMTELE_EZFORMULA_CALC_ANSWER_DYN, nRequestID);
     if (nResult != 0) return nResult;
     QRX_ASSERT(packets.vecPacket.size() == 1, "vecPacket.size() == 1", kMarketDataSource);
     return qrx::formula::DecodeCalcAnswer(packets.vecPacket[0],

@@ -150,14 +150,20 @@ int MarketDataSource::RepeatDoReqFuture(const QRXDefine_ReqFuture* pReq, void** 
     const bool bFuture = IsFutureType(nType);
     if (!bFuture && !IsOptionType(nType)) return QRX_ERR_TYPE;
     const size_t nUnitBytes = bAB ? sizeof(QRXDefine_FutureAB) : sizeof(QRXDefine_Future);
-    return RepeatDays(*pReq, pData, pCount, nUnitBytes,
-                      [&](const QRXDefine_ReqFuture& day, void** pDayData, int* pDayCount,
-                          int nBeginDate, int nEndDate) {
-                          return bFuture ? DoReqFutureOneDay_Night(&day, pDayData, pDayCount, bAB,
-                                                                   nBeginDate, nEndDate)
-                                         : DoReqOptionOneDay(&day, pDayData, pDayCount, bAB,
-                                                             nBeginDate, nEndDate);
-                      });
+    return RepeatDays(
+        *pReq, pData, pCount, nUnitBytes,
+        [&](const QRXDefine_ReqFuture& day, qrx::ResultBuffer& result, int nBeginDate,
+            int nEndDate) {
+            void* pDayData = nullptr;
+            int nDayCount = 0;
+            const int nResult =
+                bFuture ? DoReqFutureOneDay_Night(&day, &pDayData, &nDayCount, bAB, nBeginDate,
+                                                  nEndDate)
+                        : DoReqOptionOneDay(&day, &pDayData, &nDayCount, bAB, nBeginDate, nEndDate);
+            if (nResult != QRX_OK) return nResult;
+            return result.Add(qrx::ResultOwner(pDayData), nDayCount) ? nResult
+                                                                     : int{QRX_ERR_MEMORY};
+        });
 }
 
 int MarketDataSource::DoReqFutureOneDay_Night(const QRXDefine_ReqFuture* pReq, void** pData,

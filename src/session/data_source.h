@@ -20,6 +20,11 @@
 #include "session/transport.h"
 #include "support/lock.h"
 
+struct PacketList;
+namespace qrx {
+class ResultBuffer;
+}
+
 class MarketDataSource {
 public:
     // Network status. 4 and 5 are reserved and never entered.
@@ -58,11 +63,9 @@ public:
     // -- Framing (session/framing.cpp) ---------------------------------------------------------
     int SendPacket(int nType, const void* pData, int nLen, int nRequestID);
     template <class Head>
-    int RecvPacket(std::vector<char*>& vecPacket, std::vector<int>& vecPacketLen, int nExpectType,
-                   int nExpectRequestID);
+    int RecvPacket(PacketList& packets, int64_t nEnough, int nExpectType, int nExpectRequestID);
     template <class Head>
-    int RecvFormulaCalcPacket(std::vector<char*>& vecPacket, std::vector<int>& vecPacketLen,
-                              int nExpectType, int nExpectRequestID);
+    int RecvFormulaCalcPacket(PacketList& packets, int nExpectType, int nExpectRequestID);
     static bool IsSupportRequestID(int nType);
 
     // -- Code tables (session/codes.cpp) -------------------------------------------------------
@@ -106,12 +109,14 @@ public:
         int nEndDate;
     };
     template <class AnswerType, class Decode>
-    int TicksOneDay(const TickForm& form, const QRXDefine_ReqTick* pReq, void** pData, int* pCount,
+    int TicksOneDay(const TickForm& form, const QRXDefine_ReqTick* pReq, qrx::ResultBuffer& result,
                     bool bAB, AnswerType answerType, Decode decode);
+    int NightTicksOneDay(const QRXDefine_ReqTick* pReq, qrx::ResultBuffer& result, bool bAB,
+                         int nBeginDate, int nEndDate);
     template <class Kind>
     int RepeatTrades(const QRXDefine_ReqTransaction* pReq, void** pData, int* pCount);
     template <class Kind>
-    int TradesOneDay(const QRXDefine_ReqTransaction* pReq, void** pData, int* pCount,
+    int TradesOneDay(const QRXDefine_ReqTransaction* pReq, qrx::ResultBuffer& result,
                      int nBeginDate, int nEndDate);
     template <class Head, class Body, class Record>
     int DecompressRawVec(
@@ -196,8 +201,9 @@ public:
     template <class Attempt>
     int WithRetries(Attempt attempt);
 
-    // One exchange: sends a request, collects its answer, allocates the result by the heads' item
-    // counts and has it decoded (ticks/exchange.h).
+    // One exchange: sends a request, takes its answer, makes room in the result by the heads' item
+    // counts and has it decoded, some packets at a time or the whole answer at once
+    // (ticks/exchange.h).
     struct ExchangePlan {
         int nSendType;
         const void* pBody;
@@ -207,8 +213,11 @@ public:
         const char* szOwner;  // names the request when memory is refused; null: no diagnostic
     };
     template <class Head, class Decode>
+    int ExchangeInto(const ExchangePlan& plan, int64_t nEnough, qrx::ResultBuffer& result,
+                     Decode decode);
+    template <class Head, class Decode>
     int Exchange(const ExchangePlan& plan, void** pData, int* pCount, Decode decode);
-    // Walks a range of days and joins what they give (ticks/day_driver.h).
+    // Walks a range of days, each behind the one before in one result (ticks/day_driver.h).
     template <class Request, class OneDay>
     int RepeatDays(const Request& request, void** pData, int* pCount, size_t nUnitBytes,
                    OneDay oneDay);
@@ -237,9 +246,9 @@ private:
     int NetworkError();
     int CheckHead(const ZPMDefine_MessageHead& head);
     template <class LastPacket>
-    int RecvPackets(std::vector<char*>& vecPacket, std::vector<int>& vecPacketLen, int nExpectType,
-                    int nExpectRequestID, LastPacket lastPacket);
-    char* NewBody(int nLen);
+    int RecvPackets(PacketList& packets, int64_t nEnough, int nExpectType, int nExpectRequestID,
+                    LastPacket lastPacket);
+    char* NewBody(int nLen, char* pSpent = nullptr);
     int FailedRetrieve(int nResult, QRXDefine_ResLogin* pInfo);
     void SetStatus(int nStatus);
     void LockForClose();

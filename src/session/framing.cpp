@@ -90,10 +90,11 @@ int MarketDataSource::NetworkError() {
     return QRX_ERR_NETWORK;
 }
 
-// Memory of a body with zeroed bytes behind it; null, with a diagnostic, above the ceiling.
-char* MarketDataSource::NewBody(int nLen) {
-    char* pBody = nullptr;
-    if (nLen <= qrx::limits::kMaxPacketBody) {
+// Memory of a body with zeroed bytes behind it, pSpent if that is given; null, with a diagnostic,
+// above the ceiling.
+char* MarketDataSource::NewBody(int nLen, char* pSpent) {
+    char* pBody = pSpent;
+    if (pBody == nullptr && nLen <= qrx::limits::kMaxPacketBody) {
         pBody = new (std::nothrow) char[static_cast<size_t>(nLen) + qrx::limits::kBodyPadding];
     }
     if (pBody == nullptr) {

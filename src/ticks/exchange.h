@@ -7,23 +7,10 @@
 #include "support/diagnostics.h"
 #include "support/result_memory.h"
 
-// decode(packets, array, capacity) returns the records written; it is called with room for every
-// record that the heads announce. 0 with an array, -3 without records, -4, or what receiving gave.
-template <class Head, class Decode>
-int MarketDataSource::Exchange(const ExchangePlan& plan, void** pData, int* pCount, Decode decode) {
+// The records that the heads of these packets announce.
+template <class Head>
+int64_t AnnouncedItems(const PacketList& packets) {
     using qrx::source::kMarketDataSource;
-    const auto nRequestID = static_cast<int>(get_uniq_id());
-    if (SendPacket(plan.nSendType, plan.pBody, plan.nBodyLen, nRequestID) <= 0) {
-        return QRX_ERR_NETWORK;
-    }
-    PacketList packets;
-    const int nResult =
-        RecvPacket<Head>(packets.vecPacket, packets.vecPacketLen, plan.nAnswerType, nRequestID);
-    if (nResult < 0) {
-        QRX_ASSERT(packets.vecPacketLen.empty(), "vecPacketLen.size() == 0", kMarketDataSource);
-        QRX_ASSERT(packets.vecPacket.empty(), "vecPacket.size() == 0", kMarketDataSource);
-        return nResult;
-    }
     QRX_ASSERT(!packets.vecPacket.empty(), "vecPacket.size()", kMarketDataSource);
     QRX_ASSERT(packets.vecPacket.size() == packets.vecPacketLen.size(),
                "vecPacket.size() == vecPacketLen.size()", kMarketDataSource);
@@ -34,20 +21,77 @@ int MarketDataSource::Exchange(const ExchangePlan& plan, void** pData, int* pCou
         const int nItems = HeadOf<Head>(packets.vecPacket[i]).nItems;
         nSum += nItems < 0 ? 0 : nItems;
     }
-    if (nSum == 0) return QRX_ERR_NO_DATA;
-    qrx::ResultOwner pArray(qrx::NewResultBytes(nSum, plan.nRecordSize));
-    if (!pArray) {
-        if (plan.szOwner != nullptr) {
-            ErrPrint("%s: can not allocate %lld bytes\n", plan.szOwner,
-                     static_cast<long long>(nSum) * static_cast<long long>(plan.nRecordSize));
-        }
-        return QRX_ERR_MEMORY;
+    return nSum;
+}
+
+// Takes an answer some packets at a time, each time they have nEnough bytes: while they are decoded
+// the next ones arrive. decode(packets, array, capacity) returns the records written; it is called
+// with room for every record that the heads announce. 0 with records behind those of the result,
+// -3 without, -4 (the answer is read to its end all the same), or what receiving gave; after a
+// failure the result may hold a part of the answer.
+template <class Head, class Decode>
+int MarketDataSource::ExchangeInto(const ExchangePlan& plan, int64_t nEnough,
+                                   qrx::ResultBuffer& result, Decode decode) {
+    using qrx::source::kMarketDataSource;
+    const auto nRequestID = static_cast<int>(get_uniq_id());
+    if (SendPacket(plan.nSendType, plan.pBody, plan.nBodyLen, nRequestID) <= 0) {
+        return QRX_ERR_NETWORK;
     }
-    const int nCount = decode(packets, pArray.get(), static_cast<int>(nSum));
-    if (nCount == 0) return QRX_ERR_NO_DATA;
-    *pData = pArray.release();
-    *pCount = nCount;
-    return QRX_OK;
+    PacketList packets;
+    int64_t nAnnounced = 0;
+    int64_t nKept = 0;
+    bool bRefused = false;
+    while (!packets.bLast) {
+        const int nResult = RecvPacket<Head>(packets, nEnough, plan.nAnswerType, nRequestID);
+        if (nResult < 0) {
+            QRX_ASSERT(packets.vecPacketLen.empty(), "vecPacketLen.size() == 0", kMarketDataSource);
+            QRX_ASSERT(packets.vecPacket.empty(), "vecPacket.size() == 0", kMarketDataSource);
+            return nResult;
+        }
+        const int64_t nItems = AnnouncedItems<Head>(packets);
+        nAnnounced += nItems;
+        if (nItems > 0 && !bRefused) {
+            void* pRoom = qrx::limits::ResultFits(nAnnounced, plan.nRecordSize)
+                              ? result.Room(nItems)
+                              : nullptr;
+            bRefused = pRoom == nullptr;
+            if (pRoom != nullptr) {
+                const int nCount = decode(packets, pRoom, static_cast<int>(nItems));
+                result.Keep(nCount);
+                nKept += nCount;
+            }
+        }
+        packets.Spend();
+    }
+    if (!bRefused) return nKept > 0 ? QRX_OK : QRX_ERR_NO_DATA;
+    if (plan.szOwner != nullptr) {
+        ErrPrint("%s: can not allocate %lld bytes\n", plan.szOwner,
+                 static_cast<long long>(nAnnounced) * static_cast<long long>(plan.nRecordSize));
+    }
+    return QRX_ERR_MEMORY;
+}
+
+// What run puts into a result, as an array of its own. Asserts and clears the outputs first.
+template <class Request, class Run>
+int IntoArray(const Request* pReq, void** pData, int* pCount, size_t nRecordSize, Run run) {
+    using qrx::source::kMarketDataSource;
+    QRX_ASSERT(pReq != nullptr, "pReq", kMarketDataSource);
+    QRX_ASSERT(pData != nullptr, "pData", kMarketDataSource);
+    QRX_ASSERT(pCount != nullptr, "pCount", kMarketDataSource);
+    *pData = nullptr;
+    *pCount = 0;
+    qrx::ResultBuffer result(nRecordSize);
+    const int nResult = run(result);
+    if (nResult == QRX_OK) *pData = result.Release(pCount);
+    return nResult;
+}
+
+// An exchange for decoders that want the whole answer at once, into an array of its own.
+template <class Head, class Decode>
+int MarketDataSource::Exchange(const ExchangePlan& plan, void** pData, int* pCount, Decode decode) {
+    return IntoArray(&plan, pData, pCount, plan.nRecordSize, [&](qrx::ResultBuffer& result) {
+        return ExchangeInto<Head>(plan, INT64_MAX, result, decode);
+    });
 }
 
 #endif

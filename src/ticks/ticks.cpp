@@ -14,6 +14,10 @@ namespace {
 constexpr int kFirstFuture = 112;
 constexpr int kLastFuture = 125;
 
+constexpr size_t TickSize(bool bAB) {
+    return bAB ? sizeof(QRXDefine_TickAB) : sizeof(QRXDefine_Tick);
+}
+
 }  // namespace
 
 int MarketDataSource::GetTick(const QRXDefine_ReqTick* pReq, QRXDefine_Tick** pData, int* pCount) {
@@ -36,37 +40,28 @@ int MarketDataSource::RepeatDoReqTick(const QRXDefine_ReqTick* pReq, void** pDat
     if (pCode == nullptr) return QRX_ERR_NO_DATA;
     const int nType = pCode->nType & 0xFF;
     if (nType >= kFirstFuture && nType <= kLastFuture) return QRX_ERR_TYPE;
-    const size_t nUnitBytes = bAB ? sizeof(QRXDefine_TickAB) : sizeof(QRXDefine_Tick);
-    return RepeatDays(*pReq, pData, pCount, nUnitBytes,
-                      [&](const QRXDefine_ReqTick& day, void** pDayData, int* pDayCount,
-                          int nBeginDate, int nEndDate) {
-                          return DoReqTickOneDay_Night(&day, pDayData, pDayCount, bAB, nBeginDate,
-                                                       nEndDate);
-                      });
+    return RepeatDays(
+        *pReq, pData, pCount, TickSize(bAB),
+        [&](const QRXDefine_ReqTick& day, qrx::ResultBuffer& result, int nBeginDate, int nEndDate) {
+            return NightTicksOneDay(&day, result, bAB, nBeginDate, nEndDate);
+        });
 }
 
 // The steps that both forms of the request share: which format answers is decided with the server
 // request at hand, and its decoder by the record that is wanted.
 template <class AnswerType, class Decode>
-int MarketDataSource::TicksOneDay(const TickForm& form, const QRXDefine_ReqTick* pReq, void** pData,
-                                  int* pCount, bool bAB, AnswerType answerType, Decode decode) {
-    QRX_ASSERT(pReq != nullptr, "pReq", kMarketDataSource);
-    QRX_ASSERT(pData != nullptr, "pData", kMarketDataSource);
-    QRX_ASSERT(pCount != nullptr, "pCount", kMarketDataSource);
-    *pData = nullptr;
-    *pCount = 0;
+int MarketDataSource::TicksOneDay(const TickForm& form, const QRXDefine_ReqTick* pReq,
+                                  qrx::ResultBuffer& result, bool bAB, AnswerType answerType,
+                                  Decode decode) {
     ZPMDefine_RequestTickData zpmReqTick;
     BusinessConvertor::T2HReqTick(*pReq, zpmReqTick, bAB ? 3 : 2, pReq->nBeginDate, 0, -1);
     QRX_ASSERT((zpmReqTick.nFlags & 0x02) != 0, "zpmReqTick.nFlags & 0x02", kMarketDataSource);
     const int nAnswerType = answerType(zpmReqTick);
-    const ExchangePlan plan{form.nSendType,
-                            &zpmReqTick,
-                            sizeof zpmReqTick,
-                            nAnswerType,
-                            bAB ? sizeof(QRXDefine_TickAB) : sizeof(QRXDefine_Tick),
-                            form.szName};
-    return Exchange<ZPMDefine_TickData_Head>(
-        plan, pData, pCount, [&](const PacketList& packets, void* pArray, int nMax) {
+    const ExchangePlan plan{form.nSendType, &zpmReqTick,   sizeof zpmReqTick,
+                            nAnswerType,    TickSize(bAB), form.szName};
+    return ExchangeInto<ZPMDefine_TickData_Head>(
+        plan, qrx::limits::kDecodeBatch, result,
+        [&](const PacketList& packets, void* pArray, int nMax) {
             const auto run = [&](auto* pRecords, auto pfnDecompress, auto pfnConvert) {
                 return DecompressFast<ZPMDefine_TickData_Head>(
                     pRecords, nMax, packets.vecPacket, packets.vecPacketLen, pfnDecompress,
@@ -78,11 +73,11 @@ int MarketDataSource::TicksOneDay(const TickForm& form, const QRXDefine_ReqTick*
         });
 }
 
-int MarketDataSource::DoReqTickOneDay_Night(const QRXDefine_ReqTick* pReq, void** pData,
-                                            int* pCount, bool bAB, int nBeginDate, int nEndDate) {
+int MarketDataSource::NightTicksOneDay(const QRXDefine_ReqTick* pReq, qrx::ResultBuffer& result,
+                                       bool bAB, int nBeginDate, int nEndDate) {
     return TicksOneDay(
-        {ID_ZPMTELE_REQ_TICK_NIGHT, "DoReqTickOneDay_Night", nBeginDate, nEndDate}, pReq, pData,
-        pCount, bAB, [](const ZPMDefine_RequestTickData&) -> int { return ID_ZPMTELE_TICK_NIGHT; },
+        {ID_ZPMTELE_REQ_TICK_NIGHT, "DoReqTickOneDay_Night", nBeginDate, nEndDate}, pReq, result,
+        bAB, [](const ZPMDefine_RequestTickData&) -> int { return ID_ZPMTELE_TICK_NIGHT; },
         [&](const auto& run, int, QRXDefine_Tick* pTicks, QRXDefine_TickAB* pTicksAB) {
             return bAB ? run(pTicksAB, &decompress_Tick_AB_Night,
                              &BusinessConvertor::HTickABNight2T)
@@ -90,26 +85,37 @@ int MarketDataSource::DoReqTickOneDay_Night(const QRXDefine_ReqTick* pReq, void*
         });
 }
 
+int MarketDataSource::DoReqTickOneDay_Night(const QRXDefine_ReqTick* pReq, void** pData,
+                                            int* pCount, bool bAB, int nBeginDate, int nEndDate) {
+    return IntoArray(pReq, pData, pCount, TickSize(bAB), [&](qrx::ResultBuffer& result) {
+        return NightTicksOneDay(pReq, result, bAB, nBeginDate, nEndDate);
+    });
+}
+
 // The day-only formats; nothing in the library asks for them.
 int MarketDataSource::DoReqTickOneDay(const QRXDefine_ReqTick* pReq, void** pData, int* pCount,
                                       bool bAB, int nBeginDate, int nEndDate) {
-    return TicksOneDay(
-        {ID_ZPMTELE_REQ_TICK, "DoReqTickOneDay", nBeginDate, nEndDate}, pReq, pData, pCount, bAB,
-        [&](const ZPMDefine_RequestTickData& request) -> int {
-            if (IsIndex(qrx::FieldText(request.chMarket), qrx::FieldText(request.chCode))) {
-                return ID_ZPMTELE_TICKKDATA_INDEX_ACC_EX;
-            }
-            return bAB ? ID_ZPMTELE_TICKKDATA_AB_ACC_EX : ID_ZPMTELE_TICKKDATA_ACC_EX;
-        },
-        [&](const auto& run, int nAnswerType, QRXDefine_Tick* pTicks, QRXDefine_TickAB* pTicksAB) {
-            if (nAnswerType == ID_ZPMTELE_TICKKDATA_INDEX_ACC_EX) {
-                return bAB ? run(pTicksAB, &decompress_TickData_Index_ACC_EX,
-                                 &BusinessConvertor::HTickIndexACC2TAB)
-                           : run(pTicks, &decompress_TickData_Index_ACC_EX,
-                                 &BusinessConvertor::HTickIndexACC2T);
-            }
-            return bAB ? run(pTicksAB, &decompress_TickData_AB_ACC_EX,
-                             &BusinessConvertor::HTickABACC2T)
-                       : run(pTicks, &decompress_TickData_ACC_EX, &BusinessConvertor::HTickACC2T);
-        });
+    return IntoArray(pReq, pData, pCount, TickSize(bAB), [&](qrx::ResultBuffer& result) {
+        return TicksOneDay(
+            {ID_ZPMTELE_REQ_TICK, "DoReqTickOneDay", nBeginDate, nEndDate}, pReq, result, bAB,
+            [&](const ZPMDefine_RequestTickData& request) -> int {
+                if (IsIndex(qrx::FieldText(request.chMarket), qrx::FieldText(request.chCode))) {
+                    return ID_ZPMTELE_TICKKDATA_INDEX_ACC_EX;
+                }
+                return bAB ? ID_ZPMTELE_TICKKDATA_AB_ACC_EX : ID_ZPMTELE_TICKKDATA_ACC_EX;
+            },
+            [&](const auto& run, int nAnswerType, QRXDefine_Tick* pTicks,
+                QRXDefine_TickAB* pTicksAB) {
+                if (nAnswerType == ID_ZPMTELE_TICKKDATA_INDEX_ACC_EX) {
+                    return bAB ? run(pTicksAB, &decompress_TickData_Index_ACC_EX,
+                                     &BusinessConvertor::HTickIndexACC2TAB)
+                               : run(pTicks, &decompress_TickData_Index_ACC_EX,
+                                     &BusinessConvertor::HTickIndexACC2T);
+                }
+                return bAB ? run(pTicksAB, &decompress_TickData_AB_ACC_EX,
+                                 &BusinessConvertor::HTickABACC2T)
+                           : run(pTicks, &decompress_TickData_ACC_EX,
+                                 &BusinessConvertor::HTickACC2T);
+            });
+    });
 }

@@ -45,20 +45,16 @@ struct OrderQueueKind {
 }  // namespace
 
 template <class Kind>
-int MarketDataSource::TradesOneDay(const QRXDefine_ReqTransaction* pReq, void** pData, int* pCount,
+int MarketDataSource::TradesOneDay(const QRXDefine_ReqTransaction* pReq, qrx::ResultBuffer& result,
                                    int nBeginDate, int nEndDate) {
-    QRX_ASSERT(pReq != nullptr, "pReq", kMarketDataSource);
-    QRX_ASSERT(pData != nullptr, "pData", kMarketDataSource);
-    QRX_ASSERT(pCount != nullptr, "pCount", kMarketDataSource);
-    *pData = nullptr;
-    *pCount = 0;
     ZPMDefine_RequestSaveData request;
     Kind::kBuild(*pReq, request, pReq->nBeginDate, 0, -1);
     const ExchangePlan plan{
         ID_ZPMTELE_REQ_SAVEDATA,       &request, sizeof request, Kind::kAnswerType,
         sizeof(typename Kind::Record), nullptr};
-    return Exchange<ZPMDefine_SaveData_Head>(
-        plan, pData, pCount, [&](const PacketList& packets, void* pArray, int nMax) {
+    return ExchangeInto<ZPMDefine_SaveData_Head>(
+        plan, qrx::limits::kDecodeBatch, result,
+        [&](const PacketList& packets, void* pArray, int nMax) {
             return DecompressFast<ZPMDefine_SaveData_Head>(
                 static_cast<typename Kind::Record*>(pArray), nMax, packets.vecPacket,
                 packets.vecPacketLen, Kind::kDecompress, &Kind::Convert, Kind::kAnswerType,
@@ -70,12 +66,10 @@ template <class Kind>
 int MarketDataSource::RepeatTrades(const QRXDefine_ReqTransaction* pReq, void** pData,
                                    int* pCount) {
     if (FindCode(qrx::FieldText(pReq->chCode)) == nullptr) return QRX_ERR_NO_DATA;
-    return RepeatDays(*pReq, pData, pCount, sizeof(typename Kind::Record),
-                      [&](const QRXDefine_ReqTransaction& day, void** pDayData, int* pDayCount,
-                          int nBeginDate, int nEndDate) {
-                          return TradesOneDay<Kind>(&day, pDayData, pDayCount, nBeginDate,
-                                                    nEndDate);
-                      });
+    return RepeatDays(
+        *pReq, pData, pCount, sizeof(typename Kind::Record),
+        [&](const QRXDefine_ReqTransaction& day, qrx::ResultBuffer& result, int nBeginDate,
+            int nEndDate) { return TradesOneDay<Kind>(&day, result, nBeginDate, nEndDate); });
 }
 
 #define QRX_TRADE_MEMBERS(Name, Request, Kind)                                                   \
@@ -91,8 +85,10 @@ int MarketDataSource::RepeatTrades(const QRXDefine_ReqTransaction* pReq, void** 
     int MarketDataSource::DoReq##Name##OneDay(const QRXDefine_ReqTransaction* pReq,              \
                                               Kind::Record** pData, int* pCount, int nBeginDate, \
                                               int nEndDate) {                                    \
-        return TradesOneDay<Kind>(pReq, reinterpret_cast<void**>(pData), pCount, nBeginDate,     \
-                                  nEndDate);                                                     \
+        return IntoArray(pReq, reinterpret_cast<void**>(pData), pCount, sizeof(Kind::Record),    \
+                         [&](qrx::ResultBuffer& result) {                                        \
+                             return TradesOneDay<Kind>(pReq, result, nBeginDate, nEndDate);      \
+                         });                                                                     \
     }
 
 QRX_TRADE_MEMBERS(Transaction, QRXDefine_ReqTransaction, TransactionKind)

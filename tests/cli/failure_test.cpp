@@ -4,6 +4,7 @@
 
 #include <chrono>
 
+#include "cli/database.h"
 #include "cli/market.h"
 #include "cli/run_cli.h"
 
@@ -41,7 +42,7 @@ protected:
     }
     bool FolderEmpty() const { return fs::is_empty(m_cli.Folder()); }
 
-    OnMonday m_monday;
+    std::atomic<OnMonday> m_monday;
     std::atomic<bool> m_bStalling{false};
     Market m_market;
     ScriptedServer m_server;
@@ -74,7 +75,12 @@ TEST_F(Ending, CodesAndSentences) {
         {"ticks 600000.SH --begin 10:00 --end 09:59", 2, "--end 09:59 is before --begin"},
         {"ticks 600000.SH --columns pric", 2, "nearest is \"price\""},
         {"ticks 600000.SH --limit 0", 2, "--limit"},
-        {"ticks 600000.SH -f xml", 2, "table|csv|jsonl"},
+        {"ticks 600000.SH -f xml", 2, "table|csv|jsonl|sqlite"},
+        {"ticks 600000.SH -f sqlite", 2, "-o market.sqlite"},
+        {"ticks 600000.SH -o x.db --limit 5", 2, "--begin and --end"},
+        {"ticks 600000.SH --tz new_yrok", 2, "the nearest is \"America/New_York\""},
+        {"ticks 600000.SH --tz ../../etc/passwd", 2, "--tz: there is no zone"},
+        {"ticks 600000.SH --tz UTC --raw", 2, "give one of them"},
         {"ticks 600000.SH --price-unit 30", 2, "power of ten"},
         {"ticks 600000.SH --server 127.0.0.1:99999", 2, "no port"},
         {"ticks 600000.SH --proxy socks6://a:1", 2, "--proxy"},
@@ -87,14 +93,19 @@ TEST_F(Ending, CodesAndSentences) {
         {"trades 600000.SH --from 20240106 --to 20240107", 3, "no trades"},
         {"codes --search zzz", 3, "\"zzz\""},
         {"ticks 600000", 4,
-         "lacks its market, such as 600000.SH; did you mean 600000.SH, 600000.SZ"},
+         "lacks its market, such as 600000.SH; did you mean 600000.SH (\u6D66\u53D1\u94F6\u884C), "
+         "600000.SZ (other)?\n"},
+        // Of equally near ones those of the market that was typed come first.
+        {"ticks 60000.SZ", 4, "no security 60000.SZ; did you mean 600000.SZ (other), 600000.SH"},
         {"ticks 60001.SH", 4, "600010.SH"},
+        {"ticks \u5305\u94A2", 4, "did you mean 600010.SH (\u5305\u94A2)?"},
         {"codes XX", 4, "only SH SHF SZ"},
         {"codes --server 127.0.0.1:1", 6, "cannot connect to 127.0.0.1:1"},
         {"codes --server nonesuch.invalid", 6, "nonesuch.invalid has no IPv4 address"},
         {"ticks cu1701.SHF", 8, "no ticks of cu1701.SHF"},
         {"codes -o missing/codes.csv", 9, "missing/codes.csv"},
         {"codes -o /dev/full", 9, "/dev/full"},
+        {"codes -o missing/codes.sqlite", 9, "missing/codes.sqlite"},
         {"bars 600000.SH --cycle 1m --complete --server 127.0.0.1:1", 6, "cannot connect"},
     };
     for (const Case& test : kCases) {
@@ -117,6 +128,17 @@ TEST_F(CutOnMonday, LeavesNoFileBehind) {
     EXPECT_EQ(std::distance(fs::directory_iterator(m_cli.Folder()), {}), 1);
 }
 
+// What a database held before stays as it was; a new one does not appear.
+TEST_F(CutOnMonday, LeavesADatabaseAsItWas) {
+    const std::string strDays = "orders 600000.SH --from 20240105 --to 20240109 -o rows.sqlite";
+    EXPECT_EQ(m_cli.Run(strDays), 6);
+    EXPECT_TRUE(FolderEmpty());
+    ASSERT_EQ(m_cli.Run("trades 600000.SH --from 20240105 -o rows.sqlite"), 0) << m_cli.Err();
+    EXPECT_EQ(m_cli.Run(strDays), 6);
+    EXPECT_EQ(Rows(m_cli.Folder() / "rows.sqlite", "SELECT name FROM qrx_tables"), "trades\n");
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_cli.Folder()), {}), 1);
+}
+
 TEST_F(StalledOnMonday, TimesOut) {
     EXPECT_EQ(m_cli.Run("orders 600000.SH --from 20240108 --timeout 1"), 7);
     EXPECT_NE(m_cli.Err().find("within 1 seconds"), std::string::npos) << m_cli.Err();
@@ -131,6 +153,24 @@ TEST_F(StalledOnMonday, InterruptEndsAtOnceAndLeavesNothing) {
     EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
     EXPECT_TRUE(FolderEmpty());
     EXPECT_EQ(m_cli.Err(), "");
+}
+
+TEST_F(StalledOnMonday, AnInterruptedExportKeepsWhatItsDatabaseHolds) {
+    const std::string strExport =
+        "export 600000.SH --kinds orders --from 20240104 --to 20240109 -f sqlite -o x";
+    m_cli.Start(strExport);
+    WaitForStall();
+    const auto begin = Clock::now();
+    m_cli.Signal(SIGINT);
+    EXPECT_EQ(m_cli.Wait(), 130);
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    EXPECT_EQ(m_cli.Err(), "qrx: interrupted; the same command goes on from here.\n");
+    const fs::path rows = m_cli.Folder() / "x/data.sqlite";
+    EXPECT_EQ(Rows(rows, "SELECT date FROM orders"), "2024-01-05\n");
+    m_monday = OnMonday::Answered;
+    EXPECT_EQ(m_cli.Run(strExport), 0) << m_cli.Err();
+    EXPECT_EQ(Rows(rows, "SELECT date FROM orders ORDER BY 1"), "2024-01-05\n2024-01-08\n");
+    EXPECT_EQ(m_market.Days(), (std::vector<int>{20240104, kFriday, kMonday, 20240109}));
 }
 
 TEST(Interrupt, EndsALoginThatIsNotAnswered) {

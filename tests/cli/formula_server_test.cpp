@@ -34,7 +34,6 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
     std::ofstream(user.Folder() / "macd") << "DIF = EMA(CLOSE, 12) - EMA(CLOSE, 26)\n"
                                              "DEA = EMA(DIF, 9)\nMACD = (DIF - DEA) * 2\n";
     std::ofstream(user.Folder() / "mid") << "MID = MA(CLOSE, N)\nUP = CROSS(CLOSE, MID + 100)\n";
-    std::ofstream(user.Folder() / "bad") << "A = MA(CLOSE, 5)\nB = MA(CLOSE)\n";
     const std::string strCalc = "formula calc MID 600000.SH --from 20240110 --to 20240113 ";
     const struct {
         Cli& cli;
@@ -45,7 +44,7 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
     } kCases[] = {
         {user, "formula add MACD --file macd", 0, "stored MACD: new; gives DIF DEA MACD\n", ""},
         {user, "formula add MID --file mid", 0, "stored MID: new; needs N; gives MID UP\n", ""},
-        {user, "formula add BAD --file bad", 10, "", "line 2: MA takes 2 values, not 1"},
+        {user, "formula add BAD --text A=CLOES", 10, "", "line 1: unknown name CLOES"},
         {other, "formula list", 3, "", "no formulas"},
         {other, strCalc + "--param N=2", 3, "", "the server's log says why"},
         {other, "formula add MID --text A=OPEN", 0, "stored MID: new; gives A\n", ""},

@@ -70,6 +70,19 @@ TEST_F(Output, EveryCommandAsWrittenByHand) {
          "000001.SH  A,\"\uFFFD[31m  SH         1  index\n"},
         {"codes --search \u94F6 -f csv --columns code", "code\n600000.SH\n"},
         {"codes --search CU17 -f csv --columns code", "code\ncu1701.SHF\n"},
+        // Better answers first: the code itself, names that begin so, names that hold it.
+        {"codes --search 000001 -f csv --columns code", "code\n000001.SH\n"},
+        {"codes --search \uFF2F -f csv --columns code,name", "code,name\n600000.SZ,other\n"},
+        // 09:30:00.500 in Shanghai; the night before in New York, in winter.
+        {"ticks 600000.SH --from 20240105 -f csv --columns time,price,date --tz UTC",
+         "time,price,date\n01:30:00.500,7.1200,2024-01-05\n"},
+        {"ticks 600000.SH --from 20240105 -f csv --columns time --tz America/New_York",
+         "time\n20:30:00.500\n"},
+        {"ticks 600000.SH --from 20240105 -f jsonl --columns date,time --tz America/New_York",
+         "{\"date\":\"2024-01-04\",\"time\":\"20:30:00.500\"}\n"},
+        {"codes --search 600000.sz --raw -f csv",
+         "code,name,market,type,kind\n"
+         "600000.SZ,other,SZ,16,security\n"},
     };
     for (const Case& test : kCases) {
         EXPECT_EQ(m_cli.Run(test.szArguments), 0) << test.szArguments << "\n" << m_cli.Err();

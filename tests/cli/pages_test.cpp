@@ -4,6 +4,7 @@
 
 #include "cli/run_cli.h"
 #include "cli/shell.h"
+#include "support/server_process.h"
 
 namespace qrx::test {
 namespace {
@@ -73,6 +74,15 @@ TEST_F(Pages, ManualsHoldWhatHelpShows) {
     for (const char* szText : {"130", "Ctrl", "QRX_PASSWORD", "socks5://", "chmod 600"}) {
         EXPECT_NE(strShown.find(szText), std::string::npos) << szText;
     }
+    if (!HaveServer()) return;
+    std::ofstream(folder / "server.1") << RunServerCommand({"manual"}).strOutput;
+    const std::string strServer =
+        OutputOf("groff -man -Tascii -ww -P-cbou " + (folder / "server.1").string() + " 2>&1");
+    EXPECT_EQ(strServer.find("warning"), std::string::npos) << strServer;
+    for (const char* szText : {"qrx-server serve\n", "qrx-server user add name\n", "--port-file",
+                               "--seed", "qrx-server import bars files\n"}) {
+        EXPECT_NE(strServer.find(szText), std::string::npos) << szText;
+    }
 }
 
 // Keys up to a tab, or two for a list, and what the shell makes of them.
@@ -105,7 +115,28 @@ TEST_F(Pages, BashCompletes) {
         EXPECT_NE(strScreen.find(test.szShown), std::string::npos) << test.szKeys << strScreen;
         bash.Type("\x15 echo do''ne\n", "done");  // the line away
     }
-    EXPECT_EQ(bash.Type("qrx pa\t\x15 echo do''ne\n", "done").find("pages"), std::string::npos);
+}
+
+// What stands behind the tab, exactly: the last word is being typed.
+TEST_F(Pages, BashOffers) {
+    const Typed kCases[] = {{"f", "formula futures"},
+                            {"pag", ""},
+                            {"formula \"\"", "add list show delete calc"},
+                            {"formula calc MACD --adj", "--adjust"},
+                            {"formula calc MACD --adjust \"\"", "none backward"},
+                            {"bars X --adjust-", "--adjust-date --adjust-volume"},
+                            {"--format = j", "jsonl"},
+                            {"--format =", "table csv jsonl sqlite"},
+                            {"-f csv --server ticks tr", "trades"},
+                            {"ticks -o /usr/includ", "/usr/include"},
+                            {"ticks --from 2", ""}};
+    for (const Typed& test : kCases) {
+        const std::string strScript = "source " + Path("bash/qrx") + "; COMP_WORDS=(qrx " +
+                                      test.szKeys +
+                                      "); COMP_CWORD=$((${#COMP_WORDS[@]}-1)); _qrx; "
+                                      "printf %s \"${COMPREPLY[*]}\"";
+        EXPECT_EQ(OutputOf("bash -c '" + strScript + "' 2>&1"), test.szShown) << test.szKeys;
+    }
 }
 
 TEST_F(Pages, ZshCompletes) {

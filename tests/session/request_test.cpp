@@ -1,54 +1,16 @@
-// Requests over a session: packets nobody waits for, time-outs inside packets, retries, the gate,
-// closing against everything.
+// Requests over a session: packets nobody waits for, time-outs inside packets, retries, the gate.
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
 #include <thread>
 
-#include "codec/codecs.h"
 #include "session/data_source.h"
+#include "session/orders.h"
 #include "support/deadline.h"
 #include "support/scripted_server.h"
 
 namespace qrx::test {
 namespace {
-
-std::string OrderBody(int nFirst, int nItems, bool bLast) {
-    ZPMDefine_SaveData_Head head{};
-    memcpy(head.chCode, "600000", 6);
-    memcpy(head.chMarket, "SH", 2);
-    head.nDate = 20240105;
-    head.nItems = nItems;
-    head.nLastPacket = bLast ? 1 : 0;
-    std::string strBody = Bytes(head);
-    for (int i = 0; i < nItems; ++i) {
-        ZPMDefine_Order_v2 order{};
-        order.nTime = 93000000 + i;
-        order.nIndex = nFirst + i;
-        codec::EncodeRecord(order, strBody);
-    }
-    return strBody;
-}
-
-std::string OrderPacket(int nId, int nFirst, int nItems, bool bLast) {
-    return Packet(ID_ZPMTELE_ORDER_V2, nId, OrderBody(nFirst, nItems, bLast));
-}
-
-struct Answer {
-    int nResult;
-    std::vector<int> indexes;
-};
-Answer GetOrders(void* h, int nBegin = 20240105, int nEnd = 0) {
-    const auto request = RequestFor<QRXDefine_ReqOrder>("600000.SH", nBegin, nEnd);
-    QRXDefine_Order* pOrders = nullptr;
-    int nCount = 0;
-    Answer answer{QRX_GetOrder(h, &request, &pOrders, &nCount), {}};
-    EXPECT_EQ(pOrders != nullptr, answer.nResult == 0);
-    for (int i = 0; i < nCount; ++i) answer.indexes.push_back(int{pOrders[i].nIndex});
-    QRX_Free(pOrders);
-    return answer;
-}
 
 TEST(Request, PacketsInOrderAndStaleOnesDropped) {
     ScriptedServer server(Serving([](Peer& peer, const Message& r) {
@@ -224,6 +186,59 @@ TEST(Request, DaysOfARange) {
     EXPECT_EQ(days.size(), 5U);
 }
 
+// Answers that are decoded while they arrive: ten packets of 300 KB with 20000 orders each.
+TEST(Request, LongAnswersInPieces) {
+    constexpr int kPackets = 10, kEach = 20000;
+    enum Next { kWhole, kCutOff, kLying };
+    std::atomic<Next> eNext{kWhole};
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        for (int i = 0; i < kPackets; ++i) {
+            const bool bLast = i == kPackets - 1;
+            if (bLast && eNext == kCutOff) {
+                eNext = kWhole;
+                return false;
+            }
+            std::string strBody = OrderBody(i * kEach, kEach, bLast);
+            const int nLie = INT32_MAX;
+            if (bLast && eNext == kLying) {
+                memcpy(strBody.data() + offsetof(ZPMDefine_SaveData_Head, nItems), &nLie, 4);
+            }
+            peer.Answer(r, ID_ZPMTELE_ORDER_V2, strBody);
+        }
+        return true;
+    }));
+    Session session(server.Port(), 20, 1, 1);
+    const auto expectDays = [&](int nDays) {
+        const Answer answer = GetOrders(session.Get(), 20240105, 20240104 + nDays);
+        ASSERT_EQ(answer.nResult, 0);
+        ASSERT_EQ(answer.indexes.size(), static_cast<size_t>(nDays) * kPackets * kEach);
+        for (size_t i = 0; i < answer.indexes.size(); ++i) {
+            ASSERT_EQ(answer.indexes[i], static_cast<int>(i % (kPackets * kEach)));
+        }
+    };
+    expectDays(1);
+    expectDays(3);
+    eNext = kCutOff;  // nothing of the attempt that was cut off stays
+    expectDays(2);
+    EXPECT_EQ(server.Connections(), 2);
+    eNext = kLying;
+    EXPECT_EQ(GetOrders(session.Get()).nResult, -4);
+    eNext = kWhole;  // and the connection is in step
+    expectDays(1);
+    EXPECT_EQ(server.Connections(), 2);
+    // Half of every packet is before the begin time.
+    auto request = RequestFor<QRXDefine_ReqOrder>("600000.SH", 20240105);
+    request.nBeginTime = 93000000 + kEach / 2;
+    QRXDefine_Order* pOrders = nullptr;
+    int nCount = 0;
+    ASSERT_EQ(QRX_GetOrder(session.Get(), &request, &pOrders, &nCount), 0);
+    ASSERT_EQ(nCount, kPackets * kEach / 2);
+    for (int i = 0; i < nCount; ++i) {
+        ASSERT_EQ(+pOrders[i].nIndex, i / (kEach / 2) * kEach + kEach / 2 + i % (kEach / 2));
+    }
+    QRX_Free(pOrders);
+}
+
 // Counts that lie: more records than the stream holds, more than memory, fewer than none.
 TEST(Request, LyingCounts) {
     int nItems = 0;
@@ -297,131 +312,6 @@ TEST(Request, OneAtATimeOnAHandle) {
     EXPECT_EQ(GetOrders(session.Get()).nResult, 0);
     other.join();
     EXPECT_EQ(nMost, 1);
-}
-
-// QRX_Close from another thread in every phase: back within a second, the call gives -1.
-TEST(Close, EndsEverythingWithinASecond) {
-    const auto silent = [](Peer& peer) { peer.WaitForEnd(); };
-    const auto flood = [](Peer& peer, const Message& r) {
-        while (peer.Send(OrderPacket(r.head.nRequestID - 1, 1, 1, true))) {
-        }
-        return false;
-    };
-    const auto cut = [](Peer&, const Message&) { return false; };
-    // Behaviour of the first connection's requests, and of later connections.
-    struct Case {
-        const char* szName;
-        Handler first;
-        ScriptedServer::Script later;
-        int nCloseAfterMs;
-    };
-    const Case kCases[] = {
-        {"silent server",
-         [&](Peer& p, const Message&) {
-             silent(p);
-             return false;
-         },
-         silent, 200},
-        {"flood of stale packets", flood, silent, 200},
-        {"inside a body",
-         [](Peer& p, const Message& r) {
-             p.Send(OrderPacket(r.head.nRequestID, 1, 50, true).substr(0, 60));
-             p.WaitForEnd();
-             return false;
-         },
-         silent, 200},
-        {"pause before a reconnect", cut, silent, 300},
-        {"login of a reconnect", cut, silent, 1400},
-        {"code table of a reconnect", cut,
-         [&](Peer& p) {
-             Message request;
-             p.Receive(request);
-             p.Answer(request, ID_ZPMTELE_LOGIN_ANSWER, LoginAnswer(DefaultMarkets()));
-             silent(p);
-         },
-         1400},
-        {"request after a reconnect", cut, Serving([&](Peer& p, const Message&) {
-             silent(p);
-             return false;
-         }),
-         1500},
-    };
-    std::vector<std::thread> threads;
-    for (const Case& c : kCases) {
-        threads.emplace_back([&c] {
-            const auto serveFirst = Serving(c.first);
-            ScriptedServer server(
-                [&](Peer& peer) { peer.Index() == 0 ? serveFirst(peer) : c.later(peer); });
-            Session session(server.Port(), 60, 3, 1);
-            ASSERT_NE(session.Get(), nullptr);
-            void* h = session.Get();
-            int nResult = 0;
-            std::thread caller([&] { nResult = GetOrders(h).nResult; });
-            usleep(static_cast<useconds_t>(c.nCloseAfterMs) * 1000);
-            const int64_t nStart = Deadline::NowMs();
-            EXPECT_EQ(session.Close(), 0) << c.szName;
-            EXPECT_LT(Deadline::NowMs() - nStart, 1000) << c.szName;
-            caller.join();
-            EXPECT_EQ(nResult, -1) << c.szName;
-            EXPECT_EQ(QRX_Close(h), -11);
-            EXPECT_EQ(GetOrders(h).nResult, -11);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-}
-
-int64_t ResidentBytes() {
-    std::ifstream file("/proc/self/statm");
-    int64_t nPages = 0;
-    file >> nPages >> nPages;
-    return nPages * sysconf(_SC_PAGESIZE);
-}
-
-// A server that pushes 4 GiB at a session that asks for nothing.
-TEST(Close, AgainstAFlood) {
-    std::atomic<int64_t> nSent{0};
-    ScriptedServer server([&](Peer& peer) {
-        Message request;
-        peer.Receive(request);
-        peer.Answer(request, ID_ZPMTELE_LOGIN_ANSWER, LoginAnswer({{"SH", {}}}));
-        peer.Receive(request);
-        peer.Answer(request, ID_ZPMTELE_CODETABLE, CodeTableAnswer(DefaultMarkets()[0]));
-        const std::string strPiece(1 << 20, 'y');
-        while (nSent < int64_t{4} << 30 && peer.Send(strPiece)) nSent += 1 << 20;
-    });
-    const int64_t nBefore = ResidentBytes();
-    Session session(server.Port());
-    ASSERT_NE(session.Get(), nullptr);
-    for (int64_t nLast = -1; nSent != nLast; usleep(300000))
-        nLast = nSent;  // until it stands still
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-    constexpr int64_t kShadow = 6;  // a sanitizer keeps several bytes beside each
-#else
-    constexpr int64_t kShadow = 1;
-#endif
-    EXPECT_LT(ResidentBytes() - nBefore, (int64_t{160} << 20) * kShadow);
-    const int64_t nStart = Deadline::NowMs();
-    EXPECT_EQ(session.Close(), 0);
-    EXPECT_LT(Deadline::NowMs() - nStart, 1000);
-}
-
-TEST(Close, TwoAtOnceAndForeignHandles) {
-    ScriptedServer server(Serving([](Peer&, const Message&) { return true; }));
-    for (int i = 0; i < 20; ++i) {
-        const OPEN_SETTINGS settings = Settings(server.Port());
-        QRXDefine_ResLogin login;
-        void* h = QRX_Open(&settings, &login);
-        ASSERT_NE(h, nullptr);
-        int nOther = 0;
-        std::thread other([&] { nOther = QRX_Close(h); });
-        const int nMine = QRX_Close(h);
-        other.join();
-        EXPECT_EQ(nMine + nOther, -11);
-    }
-    int nForeign = 0;
-    EXPECT_EQ(QRX_Close(&nForeign), -11);
-    EXPECT_EQ(QRX_Close(nullptr), -11);
-    EXPECT_EQ(QRX_GetCodeInfo(&nForeign, "600000.SH"), nullptr);
 }
 
 }  // namespace

@@ -63,8 +63,10 @@ void Peer::WaitForEnd() {
     }
 }
 
-ScriptedServer::ScriptedServer(Script script)
-    : m_script(std::move(script)), m_listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+ScriptedServer::ScriptedServer(Script script, int nAccepted)
+    : m_script(std::move(script)),
+      m_nAccepted(nAccepted),
+      m_listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -89,8 +91,28 @@ ScriptedServer::~ScriptedServer() {
     for (std::thread& thread : m_threads) thread.join();
 }
 
+void ScriptedServer::Narrow() const {
+    const int nSegment = 536;
+    const int nWindow = 4096;
+    setsockopt(m_listener.Get(), IPPROTO_TCP, TCP_MAXSEG, &nSegment, sizeof nSegment);
+    setsockopt(m_listener.Get(), SOL_SOCKET, SO_RCVBUF, &nWindow, sizeof nWindow);
+}
+
+// One connection waits in a queue of one: the network drops what else is asked for.
+void ScriptedServer::BeDeaf() {
+    sockaddr_in address{};
+    socklen_t nSize = sizeof address;
+    getsockname(m_listener.Get(), reinterpret_cast<sockaddr*>(&address), &nSize);
+    listen(m_listener.Get(), 0);
+    m_queued.Reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (connect(m_queued.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        throw std::runtime_error("no connection to fill the queue");
+    }
+}
+
 void ScriptedServer::Accept() {
     while (!m_bStop) {
+        if (m_nConnections == m_nAccepted) return BeDeaf();
         const int fd = accept4(m_listener.Get(), nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) continue;
         const int nOn = 1;

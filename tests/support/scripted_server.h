@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -66,18 +67,24 @@ private:
 class ScriptedServer {
 public:
     using Script = std::function<void(Peer&)>;
-    explicit ScriptedServer(Script script);
+    // Beyond nAccepted connections it is deaf: a further one is neither accepted nor refused.
+    explicit ScriptedServer(Script script, int nAccepted = INT_MAX);
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
+
+    // Small segments and windows for connections to come: a megabyte does not fit the buffers.
+    void Narrow() const;
 
     int Port() const { return m_nPort; }
     int Connections() const { return m_nConnections; }
 
 private:
     void Accept();
+    void BeDeaf();
 
     Script m_script;
+    int m_nAccepted;
     qrx::Descriptor m_listener;
     int m_nPort = 0;
     std::atomic<int> m_nConnections{0};
@@ -85,6 +92,7 @@ private:
     std::mutex m_mutex;
     std::vector<std::unique_ptr<Peer>> m_peers;
     std::vector<std::thread> m_threads;
+    qrx::Descriptor m_queued;  // fills a deaf listener's queue
     std::thread m_acceptor;
 };
 

@@ -1,0 +1,88 @@
+// Tables of SQLite: types, what is replaced and what is not, and files that are not ours to change.
+#include <gtest/gtest.h>
+
+#include "cli/database.h"
+#include "cli/market.h"
+#include "cli/run_cli.h"
+
+namespace qrx::test {
+namespace {
+
+class Tables : public testing::Test {
+protected:
+    void Run(const std::string& strArguments) {
+        ASSERT_EQ(m_cli.Run(strArguments + " -o m.sqlite"), 0) << m_cli.Err();
+        EXPECT_EQ(m_cli.Out(), "");
+    }
+    std::string Ask(const std::string& strSql) { return Rows(m_cli.Folder() / "m.sqlite", strSql); }
+
+    Market m_market;
+    ScriptedServer m_server{
+        Serving([this](Peer& peer, const Message& request) { return m_market(peer, request); },
+                NamedMarkets())};
+    Cli m_cli{m_server.Port()};
+};
+
+TEST_F(Tables, TypedColumnsATableAKind) {
+    Run("ticks 600000.SH --from 20240105");
+    Run("ticks 600000.SH --from 20240105 --book --columns price,bid_total");
+    Run("codes SZ");
+    EXPECT_EQ(
+        Ask("SELECT code, date, time, price, typeof(price), volume, typeof(volume), turnover, "
+            "phase, side FROM ticks"),
+        "600000.SH|2024-01-05|09:30:00.500|7.12|real|300|integer|-2136.005|T|NULL\n");
+    // What tells the rows to replace is always stored.
+    EXPECT_EQ(Ask("SELECT * FROM ticks_book"),
+              "600000.SH|2024-01-05|09:30:00.500|7.12|8000000000\n");
+    EXPECT_EQ(Ask("SELECT * FROM codes"), "600000.SZ|other|SZ|16|security\n");
+    ASSERT_EQ(m_cli.Run("trades 600000.SH --from 20240105 --raw -f sqlite -o raw"), 0);
+    EXPECT_EQ(Rows(m_cli.Folder() / "raw",
+                   "SELECT date, time, price, typeof(price), function, side FROM trades"),
+              "20240105|93001000|71300|integer|0|66\n");
+}
+
+TEST_F(Tables, RepeatingDoublesNothing) {
+    const std::string strCount = "SELECT code, date, count(*) FROM orders GROUP BY code, date";
+    const std::string strBoth = "600000.SH|2024-01-05|1\n600000.SH|2024-01-08|1\n";
+    Run("orders 600000.SH --from 20240105");
+    Run("orders 600000.SH --from 20240105 --to 20240109");
+    EXPECT_EQ(Ask(strCount), strBoth);
+    Run("orders 600000.SH --from 20240108");
+    EXPECT_EQ(Ask(strCount), strBoth);
+    Run("codes");
+    Run("codes SH");
+    EXPECT_EQ(Ask("SELECT count(*), count(DISTINCT code) FROM codes"), "5|5\n");
+}
+
+TEST_F(Tables, RefusedWithoutAChange) {
+    Run("orders 600000.SH --from 20240105");
+    sqlite3* pDb = nullptr;
+    sqlite3_open((m_cli.Folder() / "m.sqlite").c_str(), &pDb);
+    sqlite3_exec(pDb, "CREATE TABLE trades (a); BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+    std::ofstream(m_cli.Folder() / "text.db") << "no database, but a text that is long enough";
+    const std::pair<const char*, const char*> kLocked[] = {
+        {"orders 600000.SH --from 20240108 -o m.sqlite", "another process is writing"},
+        {"orders 600000.SH --from 20240108 -o text.db", "file is not a database"}};
+    const std::pair<const char*, const char*> kOther[] = {
+        {"orders 600000.SH --from 20240108 -o m.sqlite --columns price", "with other --columns;"},
+        {"orders 600000.SH --from 20240108 -o m.sqlite --raw", "another --raw or --price-unit"},
+        {"orders 600000.SH --from 20240108 -o m.sqlite --tz UTC",
+         "another --tz (the exchange's, not UTC)"},
+        {"orders 600000.SH --from 20240108 -o m.sqlite --price-unit 100",
+         "price unit 1e4, not price unit 1e2"},
+        {"trades 600000.SH --from 20240108 -o m.sqlite", "was not made by qrx"}};
+    const auto refused = [&](const auto& cases) {
+        for (const auto& [szArguments, szSentence] : cases) {
+            EXPECT_EQ(m_cli.Run(szArguments), 9) << szArguments << m_cli.Err();
+            EXPECT_NE(m_cli.Err().find(szSentence), std::string::npos) << m_cli.Err();
+        }
+    };
+    refused(kLocked);
+    sqlite3_exec(pDb, "COMMIT", nullptr, nullptr, nullptr);
+    sqlite3_close(pDb);
+    refused(kOther);
+    EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
+}
+
+}  // namespace
+}  // namespace qrx::test
