@@ -11,6 +11,7 @@ namespace qrx::server::formula {
 namespace {
 
 constexpr int kStepsBetweenLooks = 1000;
+constexpr size_t kMaxWhy = 240;
 constexpr size_t kLargeBlock = size_t{64} << 10;  // allocations from here on look at the clock
 
 int64_t ThreadMilliseconds() {
@@ -19,8 +20,9 @@ int64_t ThreadMilliseconds() {
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-// Texts go into answers and logs: one line of printable ASCII.
+// Texts go into answers and logs: one line of printable ASCII, however long a name in it is.
 std::string Cleaned(std::string strText) {
+    strText.resize(std::min(strText.size(), kMaxWhy));
     for (char& c : strText) {
         if (c < ' ' || c > '~') c = '?';
     }
