@@ -2,6 +2,8 @@
 // records to ten million, a range from one day to 250, and a process from one session to 64 that
 // ask at the same time. Counter "ratio": time per record over that of the case compared with (see
 // each), so 1 is flat.
+#include <malloc.h>
+
 #include <thread>
 
 #include "compare.h"
@@ -20,40 +22,56 @@ int LastDay(int nDays) {
     return kFirstDay + n / 31 * 100 + n % 31;
 }
 
-// Seconds per record of nTimes requests in a row. Machine memory for nAtHand records (packets,
-// days, joined result) is touched before.
+// What becomes of a result. Kept until the end, each has to find memory of its own, as results of
+// any size do in a program that collects them; freed at once, small ones get back, warm in the
+// cache, what the one before had.
+enum class Results { kKept, kFreed };
+
+// Seconds per record of nTimes requests in a row.
 double PerRecord(const ReadySession& session, int nAnswer, int nDays, int nTimes,
-                 int64_t nAtHand = 0) {
-    constexpr int64_t kBytesPerRecord = 2 * sizeof(QRXDefine_Transaction) + 30;
-    if (nAtHand > 0) HaveMemoryAtHand(static_cast<size_t>(nAtHand * kBytesPerRecord));
+                 Results results = Results::kFreed) {
+    std::vector<ReadySession::Result> kept;
     int64_t nRecords = 0;
     const double nSeconds = Seconds([&] {
         for (int i = 0; i < nTimes; ++i) {
-            nRecords += session.Transactions(nAnswer, kFirstDay, LastDay(nDays));
+            ReadySession::Result result = session.Transactions(nAnswer, kFirstDay, LastDay(nDays));
+            nRecords += result.nCount;
+            if (results == Results::kKept) kept.push_back(std::move(result));
         }
     });
     return nSeconds / static_cast<double>(nRecords);
 }
 
-// Answers of range(0) records against one of a hundred thousand.
-void Records(benchmark::State& state) {
+// The same for nRecords records in all, with machine memory for them touched before, and nothing
+// of it left with the process.
+double Collect(const ReadySession& session, int nAnswer, int nDays, int nTimes, int64_t nRecords,
+               Results results) {
+    malloc_trim(0);
+    HaveMemoryAtHand(static_cast<size_t>(nRecords) * (sizeof(QRXDefine_Transaction) + 30));
+    return PerRecord(session, nAnswer, nDays, nTimes, results);
+}
+
+// Answers of range(0) records against as many records in answers of a hundred thousand.
+void Records(benchmark::State& state, Results results) {
+    constexpr int kUnit = 100000;
     const auto nRecords = static_cast<int>(state.range(0));
-    const ReadyServer server({nRecords, 100000}, kPerPacket);
+    const int nAll = std::max(nRecords, 10 * kUnit);
+    const ReadyServer server({nRecords, kUnit}, kPerPacket);
     const ReadySession session(server.Port());
-    const int nTimes = std::max(1, 1000000 / nRecords);
     CompareTimed(
-        state, [&] { return PerRecord(session, 0, 1, nTimes, nRecords); },
-        [&] { return PerRecord(session, 1, 1, 10); });
+        state, [&] { return Collect(session, 0, 1, nAll / nRecords, nAll, results); },
+        [&] { return Collect(session, 1, 1, nAll / kUnit, nAll, results); });
 }
 
 // range(0) days of twenty thousand records each against one day, asked for as often.
-void Days(benchmark::State& state) {
+void Days(benchmark::State& state, Results results) {
     const auto nDays = static_cast<int>(state.range(0));
     const ReadyServer server({kPerDay}, kPerPacket);
     const ReadySession session(server.Port());
+    const int64_t nAll = int64_t{nDays} * kPerDay;
     CompareTimed(
-        state, [&] { return PerRecord(session, 0, nDays, 1, nDays * kPerDay); },
-        [&] { return PerRecord(session, 0, 1, nDays); });
+        state, [&] { return Collect(session, 0, nDays, 1, nAll, results); },
+        [&] { return Collect(session, 0, 1, nDays, nAll, results); });
 }
 
 // range(0) sessions at once, each with its share of 64 requests, against one session with all.
@@ -79,8 +97,20 @@ void Sessions(benchmark::State& state) {
     CompareTimed(state, together, alone);
 }
 
-BENCHMARK(Records)->RangeMultiplier(10)->Range(1000, 10000000)->UseManualTime()->Iterations(5);
-BENCHMARK(Days)->Arg(5)->Arg(50)->Arg(250)->UseManualTime()->Iterations(5);
+#define QRX_GROWTH(what)                            \
+    BENCHMARK_CAPTURE(Records, what, Results::what) \
+        ->RangeMultiplier(10)                       \
+        ->Range(1000, 10000000)                     \
+        ->UseManualTime()                           \
+        ->Iterations(5);                            \
+    BENCHMARK_CAPTURE(Days, what, Results::what)    \
+        ->Arg(5)                                    \
+        ->Arg(50)                                   \
+        ->Arg(250)                                  \
+        ->UseManualTime()                           \
+        ->Iterations(5)
+QRX_GROWTH(kKept);
+QRX_GROWTH(kFreed);
 BENCHMARK(Sessions)->Arg(4)->Arg(16)->Arg(64)->UseManualTime()->Iterations(9);
 
 }  // namespace

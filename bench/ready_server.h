@@ -159,8 +159,12 @@ public:
     ReadySession(const ReadySession&) = delete;
     ReadySession& operator=(const ReadySession&) = delete;
 
+    struct Result {
+        std::unique_ptr<QRXDefine_Transaction, void (*)(QRXDefine_Transaction*)> pData;
+        int nCount;
+    };
     // The records of answer i for each day of a range.
-    int64_t Transactions(int i, int nBeginDate, int nEndDate) const {
+    Result Transactions(int i, int nBeginDate, int nEndDate) const {
         QRXDefine_ReqTransaction request{};
         snprintf(request.chCode, sizeof request.chCode, "60000%d.SH", i);
         request.nBeginDate = nBeginDate;
@@ -168,8 +172,7 @@ public:
         QRXDefine_Transaction* pData = nullptr;
         int nCount = 0;
         if (QRX_GetTransaction(m_h, &request, &pData, &nCount) != QRX_OK) abort();
-        QRX_Free(pData);
-        return nCount;
+        return {{pData, [](QRXDefine_Transaction* p) { QRX_Free(p); }}, nCount};
     }
 
 private:

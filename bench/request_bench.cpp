@@ -55,7 +55,7 @@ void OfRawReceiving(benchmark::State& state) {
         ResetPeak();
         const double nBefore = StatusBytes("VmRSS:");
         const double nSeconds = Seconds([&] {
-            if (session.Transactions(0, 20240101, 20240101) != kRecords) abort();
+            if (session.Transactions(0, 20240101, 20240101).nCount != kRecords) abort();
         });
         nPeakExtra = std::max(nPeakExtra, StatusBytes("VmHWM:") - nBefore - nNeeded);
         return nSeconds;

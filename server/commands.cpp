@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iostream>
 #include <memory>
+#include <utility>
 
 #include "serve/server.h"
 #include "store/store.h"
@@ -32,15 +33,21 @@ void AddUser(const UserArguments& arguments) {
     if (user.strName.empty() || user.strName.size() > kMaxUserBytes) {
         throw Refusal("a user name has 1 to " + std::to_string(kMaxUserBytes) + " bytes");
     }
-    if (user.vecMarkets.size() > kMaxMarkets) {
-        throw Refusal("a user has at most " + std::to_string(kMaxMarkets) + " markets");
-    }
-    for (auto& strMarket : user.vecMarkets) {
+    const std::vector<std::string> vecGiven = std::exchange(user.vecMarkets, {});
+    for (std::string strMarket : vecGiven) {
         if (strMarket.empty() || strMarket.size() > kMaxMarketBytes) {
             throw Refusal("a market has 1 to 4 characters: " + strMarket);
         }
         std::transform(strMarket.begin(), strMarket.end(), strMarket.begin(),
                        [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+        // A market that is named twice would be shown twice to the client.
+        if (std::find(user.vecMarkets.begin(), user.vecMarkets.end(), strMarket) ==
+            user.vecMarkets.end()) {
+            user.vecMarkets.push_back(strMarket);
+        }
+    }
+    if (user.vecMarkets.size() > kMaxMarkets) {
+        throw Refusal("a user has at most " + std::to_string(kMaxMarkets) + " markets");
     }
     const auto pStore = OpenSqliteStore(arguments.strDb);
     if (pStore->FindUser(user.strName)) throw Refusal("user " + user.strName + " exists already");
@@ -115,6 +122,8 @@ void AddServeCommand(CLI::App& app) {
         int64_t nStall = ServeOptions{}.stall.count();
     };
     const auto p = std::make_shared<Arguments>();
+    // Nobody is served with less than 1 of a limit; the most is beyond any use.
+    const auto limit = CLI::Range(1, 100000000).description("");
     CLI::App* pServe =
         AddDb(app.add_subcommand("serve", "Serve a store until SIGTERM or Ctrl-C"), p);
     pServe->add_option("--listen", p->options.strListen, "Address to listen on")
@@ -129,12 +138,15 @@ void AddServeCommand(CLI::App& app) {
                      "File that receives the port once it is open")
         ->type_name("FILE");
     pServe->add_option("--max-connections", p->options.nMaxConnections, "Connections at a time")
+        ->check(limit)
         ->capture_default_str()
         ->type_name("N");
     pServe->add_option("--idle", p->nIdle, "Seconds that a client may rest between requests")
+        ->check(limit)
         ->capture_default_str()
         ->type_name("N");
     pServe->add_option("--stall", p->nStall, "Seconds that a request or packet may take")
+        ->check(limit)
         ->capture_default_str()
         ->type_name("N");
     pServe->callback([p] {

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -19,6 +20,15 @@ struct SimulateArguments {
     std::string strDb;
     simulate::Options options;
 };
+
+// Wherever this machine is: eight hours ahead of UTC.
+int TodayAtExchange() {
+    using namespace std::chrono;
+    const year_month_day date(floor<days>(system_clock::now() + hours(8)));
+    return static_cast<int>(date.year()) * 10000 +
+           static_cast<int>(static_cast<unsigned>(date.month())) * 100 +
+           static_cast<int>(static_cast<unsigned>(date.day()));
+}
 
 void StoreDay(Store& store, const simulate::Instrument& instrument, const simulate::Day& day) {
     const DayKey key{instrument.strMarket, instrument.strCode, day.nTradingDay};
@@ -73,7 +83,7 @@ void StoreDays(Store& store, simulate::Simulator& simulator) {
 
 void Simulate(const SimulateArguments& arguments) {
     simulate::Options options = arguments.options;
-    if (options.nEndDate == 0) options.nEndDate = BusinessConvertor::GetCurYYMMDD();
+    if (options.nEndDate == 0) options.nEndDate = TodayAtExchange();
     if (BusinessConvertor::GetDayOfWeek(options.nEndDate) == 8) {
         throw StoreError("--end is not a date; a date is written like 20240105");
     }
@@ -112,7 +122,8 @@ void AddSimulateCommand(CLI::App& app) {
     pCommand->add_option("--days", p->options.nDays, "Trading days (1)")
         ->check(CLI::Range(1, 1000).description(""))
         ->type_name("N");
-    pCommand->add_option("--end", p->options.nEndDate, "Last day (today)")->type_name("YYYYMMDD");
+    pCommand->add_option("--end", p->options.nEndDate, "Last day (today at the exchange)")
+        ->type_name("YYYYMMDD");
     pCommand->add_option("--market", p->options.vecMarkets, "Markets, such as SH,SZ,SHF (all)")
         ->delimiter(',')
         ->type_name("A,B");

@@ -14,6 +14,8 @@
 namespace qrx::cli {
 namespace {
 
+constexpr size_t kMaxCode = 8;  // without the market: those of options have more
+
 template <size_t nWidth>
 void Fill(char (&field)[nWidth], const std::string& strText, const char* szWhat) {
     if (strText.size() >= nWidth) {
@@ -91,9 +93,13 @@ void RunFormulaCalc(Context& context) {
     if (args.Has("--on") && !chart) RefuseUsage("--on goes with --chart");
     Connection& connection = context.Connect();
     const QRXDefine_Code code = connection.FindCode(args.Get("CODE"));
+    const std::string strCode(FieldView(code.szVelaCode));
+    if (strCode.rfind('.') > kMaxCode) {
+        RefuseUsage("CODE: a calculation takes codes of at most " + std::to_string(kMaxCode) +
+                    " characters, not " + strCode);
+    }
     memcpy(request.szVelaCode, code.szVelaCode, sizeof request.szVelaCode);
     const auto result = connection.Get().Calculate(request);
-    const std::string strCode(FieldView(code.szVelaCode));
     connection.Check(result.code, "rows of " + args.Get("NAME") + " over " + strCode + " " +
                                       range.Text() + "; the server's log says why");
     const Calculation& calculation = result.value;

@@ -13,7 +13,7 @@ std::string Quote(const std::string& strText) {
     return strOut + "'";
 }
 
-// Inside a specification of _arguments, where colons and brackets part its pieces.
+// Inside an argument of _arguments, where colons and brackets part the pieces.
 std::string Plain(const std::string& strText) {
     std::string strOut;
     for (const char ch : strText) {

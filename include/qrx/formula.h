@@ -40,7 +40,7 @@ typedef struct QRXDefine_FormulaItem {
 typedef struct QRXDefine_ReqCalcFormula {
     char szFormulaName[28]; /* at most 24 characters are read */
     char szParam[32];       /* parameter text, such as N=5;M=20 */
-    char szVelaCode[32];    /* security in public form */
+    char szVelaCode[32];    /* security in public form; 8 characters of its code are sent */
     int32_t nCycType;       /* CYCTYPE */
     int32_t nCycDef;        /* multiple of the cycle; below 1 means 1 */
     int32_t nCQFlag;    /* price adjustment: 2 reaches the server, everything else is sent as 0 */

@@ -23,7 +23,8 @@
  *  3. Prices, volumes and amounts are the server's integers. Nothing is rescaled.
  *  4. Records are packed and little-endian; the headers beside this one declare them.
  *  5. A call that returns records stores one array and its count. On failure the array is
- *     null and the count 0; a call with an invalid argument leaves both alone.
+ *     null and the count 0; a call with an invalid argument leaves both alone, and one with
+ *     an unknown handle the count of QRX_GetFuture and QRX_GetFutureAB.
  *  6. "Today" (a date of 0) is the date of this machine's local time zone.
  *
  * Who owns what

@@ -12,6 +12,7 @@ import socket
 import stat
 from collections.abc import Mapping
 from dataclasses import dataclass
+from pathlib import Path
 from typing import Any
 
 from ._generated import PROXY_TYPES
@@ -54,7 +55,8 @@ def read_address(text: Any, name: str, schemes: Mapping[str, int], advice: str) 
         raise BadArgument(f"{name}: a {type(text).__name__} is no address", advice=advice)
     form = re.fullmatch(r"(\w+)://(?:([^/?#]*)@)?([^@:/?#\s]+)(?::(\d+))?/?", text, re.ASCII)
     user = form[2] or "" if form else ""
-    if ":" in user or (form is None and re.search(r"://[^/@]*:[^/]*@", text)):
+    # Whatever else is wrong with it: a text that may hold a password is not shown.
+    if ":" in user or (form is None and re.search(r":.*@", text.partition("://")[2] or text, re.S)):
         raise BadArgument(f"{name}: a password does not belong into the address; pass "
                           f"{'proxy_' if name == 'proxy' else ''}password=", advice=advice)
     if form is None or form[1] not in schemes:
@@ -75,13 +77,13 @@ def resolve(host: str) -> str:
 
 def _private_file(path: Any, name: str) -> str:
     try:
-        with open(os.path.expanduser(path), encoding="utf-8") as file:
+        with open(Path(path).expanduser(), encoding="utf-8") as file:
             mode = os.fstat(file.fileno())
             if not stat.S_ISREG(mode.st_mode) or mode.st_mode & 0o077:
                 raise BadArgument(f"{name}: others may read {path}",
                                   advice=f"make it yours alone: chmod 600 {path}")
             return file.read().rstrip("\r\n")
-    except (OSError, UnicodeError) as error:
+    except (OSError, TypeError, UnicodeError) as error:
         raise BadArgument(f"{name}: cannot read {path}: {error}",
                           advice="name a file of mode 0600 with the password in it") from None
 

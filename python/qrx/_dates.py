@@ -48,9 +48,12 @@ def parse_moment(value: Any, name: str) -> tuple[int, int]:
             value = value.astype("datetime64[ms]")
         value = value.item()
     if isinstance(value, dt.datetime):
-        if value.tzinfo is not None:
-            value = value.astimezone(EXCHANGE)
-        return _date_number(value.date()), _time_number(value.time())
+        try:
+            if value.tzinfo is not None:
+                value = value.astimezone(EXCHANGE)
+            return _date_number(value.date()), _time_number(value.time())
+        except (ValueError, OverflowError):  # pandas' NaT is such a datetime
+            raise BadArgument(f"{name}: {value} is no date", advice=DATES) from None
     if isinstance(value, dt.date):
         return _date_number(value), 0
     if isinstance(value, bool) or not isinstance(value, (int, str)):

@@ -8,6 +8,8 @@ from collections.abc import Mapping
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any
 
+import numpy as np
+
 from . import _worker
 from ._dates import DayRange
 from ._generated import CYCLES
@@ -18,8 +20,9 @@ from .errors import BadArgument, FormulaRefused, NoData
 if TYPE_CHECKING:
     from ._session import Session
 
-MOST_TEXT = 1024 * 1024 - 2  # one more is accepted by nobody, two more would stop the process
+MOST_TEXT = 1024 * 1024 - 1  # one more would stop the process
 MOST_NAME = 23
+MOST_CODE = 8  # of a calculation, without the market: those of options have more
 UNITS = {"s": ("CYC_SECOND", 60), "m": ("CYC_MINUTE", 120), "d": ("CYC_DAY", 1000),
          "w": ("CYC_WEEK", 1000), "month": ("CYC_MONTH", 1000), "quarter": ("CYC_QUARTER", 1000),
          "half": ("CYC_HALFYEAR", 1000), "y": ("CYC_YEAR", 1000)}
@@ -136,12 +139,15 @@ class Formulas:
 
 
 def _params(params: Any) -> bytes:
+    advice = 'write such as {"N": 5, "M": 20} or "N=5;M=20"'
     if isinstance(params, Mapping):
+        for key, value in params.items():
+            if isinstance(value, bool) or not isinstance(value, (int, float, np.number)):
+                raise BadArgument(f"params: {key}={value!r} is no number", advice=advice)
         params = ";".join(f"{key}={value}" for key, value in params.items())
-    text = params or ""
+    text = "" if params is None else params
     if not isinstance(text, str) or not text.isascii() or len(text) > 31 or "\0" in text:
-        raise BadArgument(f"params: {params!r} is no text of at most 31 characters",
-                          advice='write such as {"N": 5, "M": 20} or "N=5;M=20"')
+        raise BadArgument(f"params: {params!r} is no text of at most 31 characters", advice=advice)
     return text.encode()
 
 
@@ -151,6 +157,10 @@ def calculate(session: Session, formula: str, row: Any, days: DayRange, cycle: s
         raise BadArgument(f"adjust: {adjust!r} is not to be had for formulas",
                           advice='write "none" or "backward"')
     parsed = parse_cycle(cycle)
+    name = text_of(row["szVelaCode"], "ascii")
+    if len(name.rpartition(".")[0]) > MOST_CODE:
+        raise BadArgument(f"code: a calculation takes codes of at most {MOST_CODE} characters, not "
+                          f"{name}", advice="ask for its bars, and calculate over their columns")
     request, result = Record("QRXDefine_ReqCalcFormula"), Record("QRXDefine_CalcFormulaRes")
     request["szFormulaName"] = session.formulas._encode(formula, "formula", MOST_NAME)
     request["szParam"], request["szVelaCode"] = _params(params), row["szVelaCode"]
@@ -165,7 +175,6 @@ def calculate(session: Session, formula: str, row: Any, days: DayRange, cycle: s
         return code, CalcColumns(result)
 
     code, columns = _worker.run(call, session.close, lambda late: None)
-    name = text_of(row["szVelaCode"], "ascii")
     # A column without values takes the rows away from the whole result.
     if code == NoData.code or (code == 0 and int(result["nRecordCount"]) <= 0):
         raise NoData(f"{formula} over {name} {days} gave no rows",

@@ -155,6 +155,10 @@ class Table:
                               advice=f'write one such as columns=["{nearest(names, known)}"]')
         if names is None:
             return list(known.values())
+        if not isinstance(names, Iterable):
+            raise BadArgument(f"columns: a {type(names).__name__} is no list of names",
+                              advice='write one such as columns=["time"]')
+        names = list(names)
         for name in names:
             if name not in known:
                 raise BadArgument(f'columns: there is no column "{name}"',

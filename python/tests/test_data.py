@@ -187,9 +187,12 @@ def test_days_one_by_one(session, capsys, monkeypatch):
     (lambda s: s.bars("600000.SH", "1d", DAY, adjust="up"), qrx.BadArgument, '"forward"'),
     (lambda s: s.bars("600000.SH", "1d", DAY, adjust_date=DAY), qrx.BadArgument, "forward"),
     (lambda s: s.codes("XX"), qrx.UnknownCode, "no market \"XX\"; there are SH, SZ"),
-    (lambda s: s.formulas.add("A", "x" * 1048575), qrx.BadArgument, "1048575 bytes"),
+    (lambda s: s.formulas.add("A", "x" * 1048576), qrx.BadArgument, "1048576 bytes"),
     (lambda s: s.formulas.add("A" * 24, "x"), qrx.BadArgument, "name: has 24 bytes"),
-    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": "5" * 40}), qrx.BadArgument, "params")])
+    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": 5 ** 50}), qrx.BadArgument, "params: .* 31"),
+    (lambda s: s.calc("A", "600000.SH", DAY, params={"N": None}), qrx.BadArgument, "params: N=None"),
+    (lambda s: s.calc("A", "IO2403-C-3500.CF", DAY), qrx.BadArgument, "code: .* at most 8 char"),
+    (lambda s: s.ticks("600000.SH", DAY).to_pandas(columns=5), qrx.BadArgument, "columns: a int")])
 def test_errors(session, call, kind, words):
     with pytest.raises(kind, match=words) as caught:
         call(session)

@@ -219,8 +219,8 @@ def test_formulas():
         with pytest.raises(qrx.FormulaRefused, match='kept the formula LOCKED .*"locked"'):
             s.formulas.delete("LOCKED")
         # The longest text that can be sent arrives whole.
-        s.formulas.add("LONG", "A=" + "1" * (1048574 - 2))
-        assert len(service.stored[b"LONG"]) == 1048574
+        s.formulas.add("LONG", "A=" + "1" * (1048575 - 2))
+        assert len(service.stored[b"LONG"]) == 1048575
 
 
 def test_calculation():

@@ -182,8 +182,10 @@ OutputColumn RoundedColumn(const std::string& strName, int nLine, const ColumnVi
             column.vecCells[i] = static_cast<int32_t>(f);
             continue;
         }
+        char szValue[32];
+        snprintf(szValue, sizeof szValue, std::isnan(f) ? "not a number" : "%.6g", view.pCells[i]);
         char szWhy[96];
-        snprintf(szWhy, sizeof szWhy, " is %.6g in row %zu (%d), %s", view.pCells[i], i + 1,
+        snprintf(szWhy, sizeof szWhy, " is %s in row %zu (%d), %s", szValue, i + 1,
                  int{bars[i].nDate},
                  std::isfinite(f) ? "32 bits are sent: divide it" : "which no cell can hold");
         FailAt(nLine, strName + szWhy);

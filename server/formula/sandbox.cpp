@@ -11,7 +11,7 @@ namespace qrx::server::formula {
 namespace {
 
 constexpr int kStepsBetweenLooks = 1000;
-constexpr size_t kMaxWhy = 240;
+constexpr size_t kMaxErrorBytes = 512;            // names in errors may be as long as the formula
 constexpr size_t kLargeBlock = size_t{64} << 10;  // allocations from here on look at the clock
 
 int64_t ThreadMilliseconds() {
@@ -20,9 +20,8 @@ int64_t ThreadMilliseconds() {
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
-// Texts go into answers and logs: one line of printable ASCII, however long a name in it is.
+// Texts go into answers and logs: one line of printable ASCII.
 std::string Cleaned(std::string strText) {
-    strText.resize(std::min(strText.size(), kMaxWhy));
     for (char& c : strText) {
         if (c < ' ' || c > '~') c = '?';
     }
@@ -102,7 +101,7 @@ void Sandbox::Run(lua_CFunction pfn, void* pArgument) {
     if (nResult == LUA_OK) return;
     size_t nLen = 0;
     const char* pText = lua_type(L, -1) == LUA_TSTRING ? lua_tolstring(L, -1, &nLen) : "";
-    std::string strText(pText, nLen);
+    std::string strText(pText, std::min(nLen, kMaxErrorBytes));
     lua_pop(L, 1);
     if (nResult == LUA_ERRMEM) {
         strText.clear();

@@ -3,7 +3,8 @@
 // --append (minutes), a year of daily bars always.
 //
 // Bars of minutes are named by their begin. A bar in the quarter of an hour before a session is the
-// auction's: it is joined to the session's first bar, or refuses the file.
+// auction's: it is joined to the session's first bar, or refuses the file. A file that has any
+// other bar twice is refused: nobody knows which of them to believe.
 #include "import/importers.h"
 
 #include <algorithm>
@@ -33,6 +34,7 @@ struct BarRow {
     int nDate;
     int nTime;  // HHMMSSmmm
     Bar bar;
+    bool bAuction = false;  // moved to the session's begin
 };
 
 struct Security {
@@ -115,14 +117,16 @@ private:
 
     bool Daily() const { return m_options.nBarMinutes == 0; }
 
-    // Names a bar by its begin, and an auction by the begin of its session.
+    // Names a bar by its begin, and an auction by the begin of its session. A night that is dated
+    // by its trading day has the same date on both sides of midnight.
     void Name(const RowReader& rows, BarRow& row, const GridRow* pGrid) const {
         if (m_options.bLabelAtEnd) {
             int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(row.nTime) -
                       m_options.nBarMinutes * kMinuteMs;
             if (nMs < 0) {
                 nMs += 24 * 60 * kMinuteMs;
-                row.nDate = PreviousCalendarDay(row.nDate);
+                const bool bTradingDay = row.nDay == 0 && m_options.nightForm == NightForm::Trading;
+                if (!bTradingDay) row.nDate = PreviousCalendarDay(row.nDate);
             }
             row.nTime = BusinessConvertor::MiniSeconds2HHMMSSmmm(nMs);
         }
@@ -134,6 +138,7 @@ private:
         if (const auto nSession = SessionAfter(pGrid, row.nTime)) {
             if (m_options.bRefuseAuction) rows.Refuse("a bar before its session");
             row.nTime = *nSession;
+            row.bAuction = true;
         }
     }
 
@@ -148,7 +153,10 @@ private:
             std::map<std::pair<int, int>, Bar> mapBars;
             Bar before{};
             for (; i < vecRows.size() && vecRows[i].nDay == key.nDay; ++i) {
-                Add(mapBars, vecRows[i], before);
+                if (Add(mapBars, vecRows[i], before)) continue;
+                if (!vecRows[i].bAuction && !vecRows[i - 1].bAuction) {
+                    throw ImportError(vecRows[i].nLine, "the file has this bar twice");
+                }
             }
             const std::string strDay =
                 key.strMarket + "\n" + key.strCode + "\n" + std::to_string(key.nDay);
@@ -167,7 +175,8 @@ private:
         }
     }
 
-    void Add(std::map<std::pair<int, int>, Bar>& mapBars, const BarRow& row, Bar& before) const {
+    // False when the row was joined to one that stood there before it.
+    bool Add(std::map<std::pair<int, int>, Bar>& mapBars, const BarRow& row, Bar& before) const {
         Bar bar = row.bar;
         bar.nDate = row.nDate;
         bar.nTime = row.nTime / 1000;
@@ -181,6 +190,7 @@ private:
         }
         const auto [it, bNew] = mapBars.emplace(std::pair(row.nDate, row.nTime / 1000), bar);
         if (!bNew) MergeBar(it->second, bar);  // an auction and the minute that it opens
+        return bNew;
     }
 
     Store& m_store;

@@ -7,11 +7,10 @@
 #include <cstring>
 #include <string>
 
+#include "support/limits.h"
+
 namespace qrx {
 namespace {
-
-// Longest head of an HTTP proxy's answer that is read.
-constexpr size_t kMaxHttpHead = 16384;
 
 std::string PortBytes(unsigned nPort) {
     return {static_cast<char>(nPort >> 8), static_cast<char>(nPort & 0xFF)};
@@ -122,7 +121,7 @@ bool HttpConnect(HandshakeStream& stream, const char* szHost, unsigned nPort, co
     std::string strHead;
     while (strHead.size() < 4 || strHead.compare(strHead.size() - 4, 4, "\r\n\r\n") != 0) {
         char c;
-        if (strHead.size() >= kMaxHttpHead || !stream.Read(&c, 1)) return false;
+        if (strHead.size() >= limits::kMaxHttpHead || !stream.Read(&c, 1)) return false;
         strHead += c;
     }
     const size_t nSpace = strHead.find(' ');

@@ -40,6 +40,10 @@ inline constexpr int64_t kDecodeBatch = int64_t{2} << 20;
 // Server records decoded at a time by the plain pipeline, so that no peer's count sizes it.
 inline constexpr int kScratchRecords = 256;
 
+// Longest head of an HTTP proxy's answer. Real ones have some hundred bytes; what is longer is no
+// proxy's, and would be read until the time-out.
+inline constexpr size_t kMaxHttpHead = 16384;
+
 // Most codes of one market. The largest real table has some tens of thousands; a reconnect reads
 // tables under the session lock, so their size bounds how long a close waits.
 inline constexpr int kMaxCodes = 1 << 20;

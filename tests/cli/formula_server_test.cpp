@@ -20,7 +20,8 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
         {"init"},
         {"user", "add", "user", "--markets", "SH", "--password-file", strPassword},
         {"user", "add", "other", "--markets", "SH", "--password-file", strPassword},
-        {"import", "codes", folder.Write("c.csv", "code,type\n600000.SH,stock\n")},
+        {"import", "codes",
+         folder.Write("c.csv", "code,type\n600000.SH,stock\n10-C-3500.SH,option\n")},
         {"import", "bars", "--cycle", "day", folder.Write("b.csv", strBars)}};
     for (auto vecCommand : vecCommands) {
         vecCommand.insert(vecCommand.end(), {"--db", folder.Path("store.db")});
@@ -54,6 +55,7 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
          "600000.SH,2024-01-12,107500,0\n600000.SH,2024-01-13,112500,0\n",
          ""},
         {user, strCalc, 3, "", "the server's log says why"},
+        {user, "formula calc MID 10-C-3500.SH", 2, "", "codes of at most 8 characters, not 10-C"},
         // On a straight line each mean lags behind: 5000 a day, shares of 2/13 and 2/27.
         {user, "formula calc MACD 600000.SH --from 20240110 --to 20240111 -f csv", 0,
          "code,date,DIF,DEA,MACD\n600000.SH,2024-01-10,0,0,0\n"

@@ -275,6 +275,22 @@ TEST_F(BarsTest, LabelsAuctionsAndSumsAreOptionsOfTheImport) {
                           "--label", "end", "--auction", "refuse"});
     EXPECT_EQ(1, result.nExit);
     EXPECT_NE(std::string::npos, result.strOutput.find(":5: a bar before its session"));
+    // A night that is dated by its trading day keeps together over midnight.
+    Import("bars",
+           std::string(kMinuteHeader) +
+               "rb2401.SHF,20231016,23:59:00,1,1,1,1,1\nrb2401.SHF,20231016,00:00:00,2,2,2,2,2\n"
+               "rb2401.SHF,20231016,00:01:00,3,3,3,3,4\nrb2401.SHF,20231016,09:01:00,4,4,4,4,8\n",
+           {"--label", "end", "--night", "trading"});
+    EXPECT_EQ(
+        "20231013 235800 1 1 1 1 1\n20231013 235900 2 2 2 2 2\n20231014 0 3 3 3 3 4\n"
+        "20231016 90000 4 4 4 4 8\n",
+        Text(Bars("rb2401", "SHF", kMinutes, 1, 20231016, 20231016)));
+    const std::string strRow = "rb2401.SHF,20231016,09:01:00,4,4,4,4,8\n";
+    const auto twice =
+        RunServerCommand({"import", "bars", "--db", m_strDb,
+                          m_folder.Write("in.csv", kMinuteHeader + strRow + strRow)});
+    EXPECT_EQ(1, twice.nExit);
+    EXPECT_NE(std::string::npos, twice.strOutput.find(":3: the file has this bar twice"));
 }
 
 TEST_F(BarsTest, FiveMinuteFilesServeTheirMultiples) {

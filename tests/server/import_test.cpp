@@ -335,7 +335,7 @@ TEST_F(ImportTest, UsersAndStoresAreGuarded) {
                                  strPassword, "--db", m_strDb});
     };
     EXPECT_EQ(1, add("seventeen-letters", "SH", strFits).nExit);
-    EXPECT_EQ(0, add("sixteen--letters", "SH", strFits).nExit);
+    EXPECT_EQ(0, add("sixteen--letters", "SH,CF,sh", strFits).nExit);
     EXPECT_EQ(1, add("bob", "SH", strLong).nExit);
     EXPECT_EQ(1, add("bob", "SH", strEmpty).nExit);
     EXPECT_EQ(1, add("bob", "SHANG", strFits).nExit);
@@ -343,7 +343,7 @@ TEST_F(ImportTest, UsersAndStoresAreGuarded) {
     const auto terminal = RunServerCommand({"user", "add", "bob", "--db", m_strDb});
     EXPECT_EQ(1, +terminal.nExit);
     EXPECT_NE(std::string::npos, terminal.strOutput.find("no terminal")) << terminal.strOutput;
-    EXPECT_EQ("alice\tSH,SHF\nsixteen--letters\tSH\n",
+    EXPECT_EQ("alice\tSH,SHF\nsixteen--letters\tSH,CF\n",
               RunServerCommand({"user", "list", "--db", m_strDb}).strOutput);
     {
         // Names and passwords that fill their fields have no NUL on the wire.

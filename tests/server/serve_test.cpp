@@ -390,29 +390,5 @@ TEST_F(ServeTest, ClientsThatNeverReadCostAPacketEachAndAreClosed) {
     EXPECT_NE(std::string::npos, s_pServer->Log().find("nothing moved in time"));
 }
 
-TEST_F(ServeTest, MoreConnectionsThanAllowedAreTurnedAway) {
-    const ScratchFolder folder;
-    const ServerProcess server(folder, Db(), {"--max-connections", "2"});
-    {
-        ServerClient first(server), second(server), extra(server);
-        EXPECT_TRUE(extra.IsClosedByServer());
-        EXPECT_EQ(1, second.LogIn("alice", "secret").As<ZPMDefine_LoginAnswer>().nResult);
-    }
-    for (int i = 0; i < 100; ++i) {
-        ServerClient again(server);
-        again.Send(ID_ZPMTELE_LOGIN, 0, std::string(88, '\0'));
-        if (again.Receive()) return;
-        usleep(50000);
-    }
-    FAIL() << "places of connections that left are not given away again";
-}
-
-TEST_F(ServeTest, ASecondServerCannotTakeThePortAndSaysSo) {
-    const auto result =
-        RunServerCommand({"serve", "--db", Db(), "--port", std::to_string(s_pServer->Port())});
-    EXPECT_EQ(1, result.nExit);
-    EXPECT_NE(std::string::npos, result.strOutput.find("in use")) << result.strOutput;
-}
-
 }  // namespace
 }  // namespace qrx::test
