@@ -229,7 +229,8 @@ bool Doctor::Speed(const QRXDefine_Code& code) {
         nDate = ParseDate(m_context.Args().Get("--date"), "--date");
     } else {
         const auto bars = DailyBars(code, kFirstDay, TodayAtExchange());
-        if (!bars) return false;
+        if (bars.code == ResultCode::NoData) return false;
+        Connected().Check(bars.code, "daily bars");
         nDate = bars.value[bars.value.size() - 1].nDate;
     }
     if (IsContract(code)) {

@@ -184,7 +184,7 @@ OutputColumn RoundedColumn(const std::string& strName, int nLine, const ColumnVi
         }
         char szValue[32];
         snprintf(szValue, sizeof szValue, std::isnan(f) ? "not a number" : "%.6g", view.pCells[i]);
-        char szWhy[96];
+        char szWhy[160];
         snprintf(szWhy, sizeof szWhy, " is %s in row %zu (%d), %s", szValue, i + 1,
                  int{bars[i].nDate},
                  std::isfinite(f) ? "32 bits are sent: divide it" : "which no cell can hold");
