@@ -51,6 +51,12 @@ inline constexpr int kMaxCodes = 1 << 20;
 // Result arrays from this size on ask the kernel for huge pages.
 inline constexpr size_t kHugePageAdvice = size_t{4} << 20;
 
+// A result that grows is doubled while it is smaller than the first; from there on it has room for
+// the second at least, above the size (32 MiB) up to which malloc may copy a block to enlarge it.
+// Room that is never written takes no memory.
+inline constexpr int64_t kGrowingSmall = int64_t{1} << 20;
+inline constexpr int64_t kGrowingLarge = int64_t{64} << 20;
+
 // True for no more bytes than the machine has memory.
 bool FitsMemory(int64_t nBytes) noexcept;
 

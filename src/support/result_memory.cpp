@@ -57,12 +57,17 @@ bool ResultBuffer::Resize(int64_t nRoom) noexcept {
     return true;
 }
 
-void* ResultBuffer::Room(int64_t nMore) noexcept {
+// The whole of most answers comes at once: then the array is exact. One that grows is doubled while
+// it is small, and then at once larger than any block of the heap proper: growing moves it no more.
+void* ResultBuffer::Room(int64_t nMore, bool bMoreToCome) noexcept {
     const int64_t nNeeded = m_nCount + nMore;
-    // The first array is exact, since most answers need no other; twice the room later on.
-    if (nNeeded > m_nRoom && !(m_nRoom > 0 && Resize(std::max(nNeeded, 2 * m_nRoom))) &&
-        !Resize(nNeeded)) {
-        return nullptr;
+    if (nNeeded > m_nRoom) {
+        const auto nUnit = static_cast<int64_t>(m_nUnitBytes);
+        const bool bGrows = m_nRoom > 0 || bMoreToCome;
+        const bool bLarge = nNeeded * nUnit >= limits::kGrowingSmall;
+        const int64_t nAmple =
+            std::max({nNeeded, 2 * m_nRoom, bLarge ? limits::kGrowingLarge / nUnit : 0});
+        if (!(bGrows && Resize(nAmple)) && !Resize(nNeeded)) return nullptr;
     }
     return Bytes(m_nCount);
 }
@@ -78,7 +83,7 @@ bool ResultBuffer::Add(ResultOwner pRecords, int64_t nRecords) noexcept {
         m_nRoom = m_nCount = nRecords;
         return true;
     }
-    void* pRoom = Room(nRecords);
+    void* pRoom = Room(nRecords, false);
     if (pRoom == nullptr) return false;
     memcpy(pRoom, pRecords.get(), static_cast<size_t>(nRecords) * m_nUnitBytes);
     Keep(nRecords);

@@ -33,8 +33,8 @@ public:
     explicit ResultBuffer(size_t nUnitBytes) : m_nUnitBytes(nUnitBytes) {}
 
     // Room for nMore records behind the kept ones; null when they are too many or memory is not to
-    // be had. Earlier room moves.
-    void* Room(int64_t nMore) noexcept;
+    // be had. Earlier room moves. bMoreToCome: further room will be asked for.
+    void* Room(int64_t nMore, bool bMoreToCome) noexcept;
     // Keeps the first nRecords of that room.
     void Keep(int64_t nRecords) noexcept;
     // Keeps a finished array: the first as it is, others as copies. False without memory.

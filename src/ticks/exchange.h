@@ -52,7 +52,7 @@ int MarketDataSource::ExchangeInto(const ExchangePlan& plan, int64_t nEnough,
         nAnnounced += nItems;
         if (nItems > 0 && !bRefused) {
             void* pRoom = qrx::limits::ResultFits(nAnnounced, plan.nRecordSize)
-                              ? result.Room(nItems)
+                              ? result.Room(nItems, !packets.bLast)
                               : nullptr;
             bRefused = pRoom == nullptr;
             if (pRoom != nullptr) {
