@@ -13,10 +13,13 @@ namespace qrx::cli {
 class Context;
 
 struct OptionRow {
-    const char* szName;       // "--from", or "-f,--format"
-    const char* szValue;      // placeholder; null for a flag
-    const char* szHelp;       // without a full stop
-    const char* szChoices;    // "table|csv|jsonl" or null
+    const char* szName;     // "--from", or "-f,--format"
+    const char* szValue;    // placeholder; null for a flag
+    const char* szHelp;     // without a full stop
+    const char* szChoices;  // "table|csv|jsonl" or null
+    // "ticks|trades", of a list parted by commas: some of what may stand there, for shells to
+    // offer.
+    const char* szOffers = nullptr;
     const char* Key() const;  // the long name, which is the name in Arguments
 };
 

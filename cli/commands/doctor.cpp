@@ -1,21 +1,17 @@
 // doctor: goes the way of a request step by step, a line each with a tick or a cross, and says
 // what to do about a cross. The first cross ends the walk and gives the exit code.
-#include <arpa/inet.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 
 #include "app/context.h"
 #include "app/failure.h"
-#include "chart/terminal.h"
 #include "commands/command.h"
 #include "commands/series.h"
-#include "output/sink.h"
+#include "doctor/reach.h"
+#include "doctor/report.h"
 #include "text/dates.h"
 
 namespace qrx::cli {
@@ -35,62 +31,6 @@ std::string Number(double dValue, int nDecimals) {
 
 std::string Milliseconds(double dSeconds) {
     return Number(dSeconds * 1000, dSeconds < 0.01 ? 2 : 0) + " ms";
-}
-
-// What a step that failed says; the code becomes the exit code.
-struct Cross {
-    const char* szStep;
-    ExitCode nCode;
-    std::string strText;
-    std::string strCure;  // "" when the text says it
-};
-
-// The lines.
-class Report {
-public:
-    explicit Report(const std::string& strOutput) : m_sink(strOutput) {}
-    void Good(const char* szStep, const std::string& strText) {
-        Line(m_bUnicode ? "\u2713" : "ok", szStep, strText);
-    }
-    void Bad(const Cross& cross) {
-        Line(m_bUnicode ? "\u2717" : "no", cross.szStep, cross.strText);
-        if (!cross.strCure.empty()) Line("", "", cross.strCure);
-    }
-    void Finish() { m_sink.Finish(); }
-
-private:
-    void Line(std::string strMark, std::string strStep, const std::string& strText) {
-        strMark.append(3 - DisplayWidth(strMark), ' ');
-        strStep.resize(10, ' ');
-        m_sink.Write(strMark + strStep + strText + "\n");
-        m_sink.Flush();
-    }
-    Sink m_sink;
-    const bool m_bUnicode = chart::ShowsUnicode();
-};
-
-// 0, or the error; ETIMEDOUT after the time-out.
-int TryConnect(const std::string& strAddress, int nPort, unsigned nSeconds) {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (fd < 0) return errno;
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(nPort));
-    inet_pton(AF_INET, strAddress.c_str(), &address.sin_addr);
-    int nError = 0;
-    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-        nError = errno;
-        pollfd wait = {fd, POLLOUT, 0};
-        if (nError == EINPROGRESS) {
-            socklen_t nBytes = sizeof nError;
-            nError = ETIMEDOUT;
-            if (poll(&wait, 1, static_cast<int>(nSeconds) * 1000) == 1) {
-                getsockopt(fd, SOL_SOCKET, SO_ERROR, &nError, &nBytes);
-            }
-        }
-    }
-    close(fd);
-    return nError;
 }
 
 class Doctor {
@@ -289,7 +229,8 @@ bool Doctor::Speed(const QRXDefine_Code& code) {
         nDate = ParseDate(m_context.Args().Get("--date"), "--date");
     } else {
         const auto bars = DailyBars(code, kFirstDay, TodayAtExchange());
-        if (!bars) return false;
+        if (bars.code == ResultCode::NoData) return false;
+        Connected().Check(bars.code, "daily bars");
         nDate = bars.value[bars.value.size() - 1].nDate;
     }
     if (IsContract(code)) {

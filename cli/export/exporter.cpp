@@ -16,11 +16,6 @@ namespace fs = std::filesystem;
 // A day that a server has nothing for is one without trading, or one that is not loaded yet.
 constexpr int kDaysUntilEmptyIsSettled = 7;
 
-std::string SliceText(const Slice& slice) {
-    if (slice.nFrom == slice.nTo) return "on " + DateText(slice.nFrom);
-    return "from " + DateText(slice.nFrom) + " to " + DateText(slice.nTo);
-}
-
 }  // namespace
 
 std::string PlannedPart::Name() const {
@@ -108,9 +103,11 @@ void Exporter::Take(const PlannedPart& part) {
         std::error_code none;
         if (!m_database) fs::remove(m_manifest.PartPath(part.Name()), none);
     } else {
-        connection.Check(fetched.code, std::string(part.pKind->szPlural) + " of " +
-                                           std::string(FieldView(part.pCode->szVelaCode)) + " " +
-                                           SliceText(part.slice));
+        const DayRange range = {part.slice.nFrom, part.slice.nTo, 0, 0};
+        connection.Check(fetched.code,
+                         part.pKind->szPlural +
+                             (" of " + std::string(FieldView(part.pCode->szVelaCode))) + " " +
+                             range.Text());
         done = Write(part, fetched);
         ++m_tally.nWritten;
         m_tally.bAnyRow = true;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -18,7 +19,7 @@ namespace qrx::cli {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;
 
 constexpr const char* kStates[] = {"complete", "empty", "open"};
 constexpr int kVersion = 1;
@@ -36,6 +37,24 @@ bool IsSafe(const std::string& strName) {
         if (!IsPlain(strName[i]) && strName[i] != '/' && strName[i] != '%') return false;
     }
     return !strName.empty();
+}
+
+// What a killed export left behind: nobody writes here now. Names as mkostemp made them.
+void RemoveUnfinished(const std::string& strFolder) {
+    std::error_code error;
+    std::vector<fs::path> vecLeft;
+    for (fs::recursive_directory_iterator it(strFolder, error), end; !error && it != end;
+         it.increment(error)) {
+        const std::string strName = it->path().filename();
+        const size_t nMark = strName.rfind(".part-");
+        if (nMark == std::string::npos || strName.size() - nMark != strlen(".part-XXXXXX"))
+            continue;
+        const std::string strWhole = strName.substr(0, nMark);
+        for (const char* szEnding : {".csv", ".jsonl", "manifest.json"}) {
+            if (strWhole.ends_with(szEnding)) vecLeft.push_back(it->path());
+        }
+    }
+    for (const fs::path& path : vecLeft) fs::remove(path, error);
 }
 
 }  // namespace
@@ -60,6 +79,7 @@ Manifest::Manifest(const std::string& strFolder, const ExportRequest& request, b
     fs::create_directories(strFolder, error);
     if (error) throw Failure(EXIT_OUTPUT, "cannot create " + strFolder + ": " + error.message());
     Lock();
+    RemoveUnfinished(strFolder);
     std::ifstream file(Path(), std::ios::binary);
     if (file) {
         std::ostringstream text;
@@ -141,20 +161,27 @@ std::string Manifest::PartPath(const std::string& strName) const {
     return m_strFolder + "/" + strName + "." + m_request.front().second;
 }
 
+// A line a part. Their names are plain (PathStep), and there may be very many: they are written
+// without a tree of JSON in between.
 void Manifest::Save() const {
-    Json json;
-    json["qrx_export"] = kVersion;
-    for (const auto& [strOption, strValue] : m_request) json["request"][strOption] = strValue;
-    json["parts"] = Json::object();
+    Json request = Json::object();
+    for (const auto& [strOption, strValue] : m_request) request[strOption] = strValue;
+    const auto dump = [](const Json& json) {
+        return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    };
+    std::string strText = "{\"qrx_export\":" + std::to_string(kVersion) +
+                          ",\n\"request\":" + dump(request) + ",\n\"parts\":{";
+    const char* szBetween = "\n";
     for (const auto& [strName, part] : m_parts) {
-        json["parts"][strName] = {{"state", kStates[part.state]},
-                                  {"rows", part.nRows},
-                                  {"bytes", part.nBytes},
-                                  {"from", part.nFrom},
-                                  {"to", part.nTo}};
+        strText += szBetween + ('"' + strName) + "\":{\"state\":\"" + kStates[part.state] +
+                   "\",\"rows\":" + std::to_string(part.nRows) +
+                   ",\"bytes\":" + std::to_string(part.nBytes) +
+                   ",\"from\":" + std::to_string(part.nFrom) +
+                   ",\"to\":" + std::to_string(part.nTo) + "}";
+        szBetween = ",\n";
     }
     FileBeside file(Path());
-    file.Write(json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n");
+    file.Write(strText + "\n}}\n");
     file.Place();
 }
 

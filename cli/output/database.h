@@ -19,7 +19,7 @@ namespace qrx::cli {
 
 struct TableLayout {
     std::string strColumns;  // as CREATE TABLE takes them
-    std::string strValues;   // "prices as they are", "integers as sent"
+    std::string strValues;   // "price unit 1e4" or "integers as sent"
     std::string strTimes;    // the zone
 };
 

@@ -82,15 +82,20 @@ void Results::WriteRow() {
     ++m_nRows;
 }
 
+// The row in m_vecAll, with its time in the zone.
+void Results::Shift() {
+    m_choice.zone->Shift(m_vecAll[m_vecStamp[0]].nValue, m_vecAll[m_vecStamp[1]].nValue);
+    for (size_t i = 0; i < m_vecSelected.size(); ++i) m_vecCells[i] = m_vecAll[m_vecSelected[i]];
+}
+
 void Results::Row(std::span<const Cell> cells) {
     if (Full()) return;
-    if (!m_vecStamp.empty()) {
-        if (cells.data() != m_vecAll.data())
-            std::copy(cells.begin(), cells.end(), m_vecAll.begin());
-        m_choice.zone->Shift(m_vecAll[m_vecStamp[0]].nValue, m_vecAll[m_vecStamp[1]].nValue);
-        cells = m_vecAll;
+    if (m_vecStamp.empty()) {
+        for (size_t i = 0; i < m_vecSelected.size(); ++i) m_vecCells[i] = cells[m_vecSelected[i]];
+    } else {
+        std::copy(cells.begin(), cells.end(), m_vecAll.begin());
+        Shift();
     }
-    for (size_t i = 0; i < m_vecSelected.size(); ++i) m_vecCells[i] = cells[m_vecSelected[i]];
     WriteRow();
 }
 
@@ -98,14 +103,14 @@ void Results::Records(const std::vector<RecordColumn>& vecColumns, const void* p
                       size_t nCount, size_t nRecordBytes) {
     const char* pRecord = static_cast<const char*>(pRecords);
     for (size_t n = 0; n < nCount && !Full(); ++n, pRecord += nRecordBytes) {
-        if (!m_vecStamp.empty()) {
+        if (m_vecStamp.empty()) {
+            for (size_t i = 0; i < m_vecSelected.size(); ++i) {
+                m_vecCells[i] = LoadCell(vecColumns[m_vecSelected[i]], pRecord);
+            }
+        } else {
             for (const size_t i : m_vecSelected) m_vecAll[i] = LoadCell(vecColumns[i], pRecord);
             for (const size_t i : m_vecStamp) m_vecAll[i] = LoadCell(vecColumns[i], pRecord);
-            Row(m_vecAll);
-            continue;
-        }
-        for (size_t i = 0; i < m_vecSelected.size(); ++i) {
-            m_vecCells[i] = LoadCell(vecColumns[m_vecSelected[i]], pRecord);
+            Shift();
         }
         WriteRow();
     }

@@ -45,6 +45,7 @@ public:
 
 private:
     void Select();
+    void Shift();
     void WriteRow();
     bool ToDatabase() const { return m_choice.strFormat == "sqlite"; }
 

@@ -58,6 +58,8 @@ public:
         m_insert->Run();
         Stamp stamp{};
         for (size_t n = 1; n < m_vecKeys.size(); ++n) stamp[n - 1] = cells[m_vecKeys[n]].nValue;
+        // What a server dates 0 must not stretch the range over all days.
+        if (m_vecKeys.size() > 1 && stamp[0] <= 0) return;
         if (cells[m_vecKeys[0]].text != m_strCode || m_pRange == nullptr) {
             m_strCode = cells[m_vecKeys[0]].text;
             m_pRange = &m_ranges.try_emplace(m_strCode, stamp, stamp).first->second;

@@ -45,6 +45,9 @@ void ValueCase(const char* szCommand, const OptionRow& row, std::ostringstream& 
     } else if (row.szChoices != nullptr) {
         out << "COMPREPLY=($(compgen -W '" << Joined(ChoicesOf(row), " ")
             << "' -- \"$current\"))\n            return\n";
+    } else if (row.szOffers != nullptr) {
+        out << "_qrx_list '" << Joined(OffersOf(row), " ")
+            << "' \"$current\"\n            return\n";
     } else {
         out << "return\n";
     }
@@ -75,6 +78,13 @@ std::string BashCompletion() {
            "    compopt -o filenames 2>/dev/null\n"
            "    while IFS= read -r line; do COMPREPLY+=(\"$line\"); done < <(compgen -f -- "
            "\"$1\")\n"
+           "}\n"
+           "# The last word of a list parted by commas.\n"
+           "_qrx_list() {\n"
+           "    local before=\n"
+           "    [[ $2 != *,* ]] || before=${2%,*},\n"
+           "    compopt -o nospace 2>/dev/null\n"
+           "    COMPREPLY=($(compgen -P \"$before\" -W \"$1\" -- \"${2##*,}\"))\n"
            "}\n"
            "_qrx() {\n"
            "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]}\n"

@@ -31,6 +31,7 @@ std::vector<OptionRow> SharedOptions();
 std::vector<std::string> NamesOf(const OptionRow& row);
 bool TakesFile(const OptionRow& row);
 std::vector<std::string> ChoicesOf(const OptionRow& row);
+std::vector<std::string> OffersOf(const OptionRow& row);
 
 }  // namespace qrx::cli
 

@@ -55,4 +55,8 @@ std::vector<std::string> ChoicesOf(const OptionRow& row) {
     return row.szChoices != nullptr ? Split(row.szChoices, '|') : std::vector<std::string>();
 }
 
+std::vector<std::string> OffersOf(const OptionRow& row) {
+    return row.szOffers != nullptr ? Split(row.szOffers, '|') : std::vector<std::string>();
+}
+
 }  // namespace qrx::cli

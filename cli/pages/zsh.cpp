@@ -35,6 +35,10 @@ void Option(const OptionRow& row, std::ostringstream& out) {
             }
             strAction += "(" + strChoices + ")";
         }
+        if (row.szOffers != nullptr) {
+            strAction += "_values -s , " + Plain(row.szValue);
+            for (const std::string& strOffer : OffersOf(row)) strAction += " " + strOffer;
+        }
     }
     for (const std::string& strName : NamesOf(row)) {
         // Either "--name VALUE" or "--name=VALUE".

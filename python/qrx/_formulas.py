@@ -117,7 +117,11 @@ class Formulas:
 
     def show(self, name: str) -> Formula:
         """One formula."""
-        return self._rows(self._encode(name, "name", MOST_NAME), f"formulas named {name}")[0]
+        try:
+            return self._rows(self._encode(name, "name", MOST_NAME), "formulas")[0]
+        except NoData:
+            raise NoData(f"there are no formulas named {name}",
+                         advice="see formulas.list() for those that are stored") from None
 
     def delete(self, name: str) -> str:
         """Deletes a formula, and gives the server's text."""

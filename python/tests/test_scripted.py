@@ -214,7 +214,7 @@ def test_formulas():
         assert shown.cut and len(shown.text) == 128 and not s.formulas.show("LOCKED").cut
         assert s.formulas.delete("均线") == "deleted"
         for call in (s.formulas.show, s.formulas.delete):
-            with pytest.raises(qrx.NoData, match="no formulas named 均线"):
+            with pytest.raises(qrx.NoData, match=r"no formulas named 均线; see formulas.list\(\)"):
                 call("均线")
         with pytest.raises(qrx.FormulaRefused, match='kept the formula LOCKED .*"locked"'):
             s.formulas.delete("LOCKED")

@@ -193,13 +193,16 @@ OutputColumn RoundedColumn(const std::string& strName, int nLine, const ColumnVi
     return column;
 }
 
-// What the run left behind. Nothing here raises an error or allocates in the sandbox.
-std::vector<OutputColumn> Outputs(lua_State* L, std::span<const ZPMDefine_KData> bars) {
-    struct Found {
-        std::string strName;
-        int nLine;
-        ColumnView view;
-    };
+// A column that the run left behind.
+struct Found {
+    std::string strName;
+    int nLine;  // of the first assignment
+    ColumnView view;
+};
+
+// In the order of first assignment; of A, B = 1, 2 Lua assigns B first, and A comes first here.
+// Nothing here raises an error or allocates in the sandbox.
+std::vector<Found> FindColumns(lua_State* L, const Translation& translation) {
     std::vector<Found> vecFound;
     lua_rawgetp(L, LUA_REGISTRYINDEX, &kGlobals);
     lua_rawgetp(L, LUA_REGISTRYINDEX, &kLines);
@@ -215,6 +218,20 @@ std::vector<OutputColumn> Outputs(lua_State* L, std::span<const ZPMDefine_KData>
         }
         lua_settop(L, 3);
     }
+    for (auto it = vecFound.begin(); it != vecFound.end();) {
+        const auto end = std::find_if(it, vecFound.end(),
+                                      [&](const Found& found) { return found.nLine != it->nLine; });
+        std::sort(it, end, [&](const Found& a, const Found& b) {
+            return translation.mapTargets.at(a.strName) < translation.mapTargets.at(b.strName);
+        });
+        it = end;
+    }
+    return vecFound;
+}
+
+std::vector<OutputColumn> Outputs(lua_State* L, const Run& run) {
+    const auto vecFound = FindColumns(L, run.translation);
+    const auto& bars = run.bars;
     if (vecFound.empty()) {
         throw FormulaError("no column is assigned; write such as A = MA(CLOSE, 5)");
     }
@@ -247,7 +264,7 @@ void CheckParameters(const Parameters& parameters, const Translation& translatio
 std::vector<OutputColumn> Evaluate(Run& run, const Bounds& bounds) {
     Sandbox sandbox(bounds);
     sandbox.Run(RunChunk, &run);
-    return Outputs(sandbox.State(), run.bars);
+    return Outputs(sandbox.State(), run);
 }
 
 }  // namespace

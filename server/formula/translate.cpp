@@ -152,15 +152,23 @@ private:
             Ahead(2).kind == TokenKind::Name && Ahead(2).text == Now().text) {
             m_result.setDefaults.emplace(Now().text);
         }
-        bool bCall = Suffixed();
+        bool bCall = Target();
         if (!Is("=") && !Is(",")) {
             if (!bCall) FailHere("unexpected " + Shown());
             return;
         }
-        while (!bCall && Accept(",")) bCall = Suffixed();
+        while (!bCall && Accept(",")) bCall = Target();
         if (bCall) FailHere("a call cannot be assigned to");
         Expect("=");
         Expressions();
+    }
+
+    // What may be assigned to; true when it is a call.
+    bool Target() {
+        if (Now().kind == TokenKind::Name) {
+            m_result.mapTargets.emplace(Now().text, m_result.mapTargets.size());
+        }
+        return Suffixed();
     }
 
     // -- Expressions

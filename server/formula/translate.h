@@ -15,6 +15,7 @@
 #ifndef QRX_SERVER_FORMULA_TRANSLATE_H
 #define QRX_SERVER_FORMULA_TRANSLATE_H
 
+#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -27,8 +28,9 @@ inline constexpr const char* kHelpers[] = {"__lt", "__le",  "__gt", "__ge",  "__
 
 struct Translation {
     std::string strLua;
-    std::set<std::string, std::less<>> setNames;     // every name that occurs
-    std::set<std::string, std::less<>> setDefaults;  // names in statements like N = N or 12
+    std::set<std::string, std::less<>> setNames;            // every name that occurs
+    std::set<std::string, std::less<>> setDefaults;         // names in statements like N = N or 12
+    std::map<std::string, size_t, std::less<>> mapTargets;  // place among all names assigned to
 };
 
 // Throws FormulaError.

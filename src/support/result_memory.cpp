@@ -15,6 +15,8 @@
 namespace qrx {
 namespace {
 
+constexpr size_t kHugePage = size_t{2} << 20;
+
 // Of whole blocks, their first and last page included: a block in two minds about its pages could
 // not be moved as one.
 void AskForHugePages(void* p, size_t nBytes) noexcept {
@@ -30,8 +32,11 @@ void AskForHugePages(void* p, size_t nBytes) noexcept {
 void* NewResultBytes(int64_t nCount, size_t nSize) noexcept {
     if (!limits::ResultFits(nCount, nSize)) return nullptr;
     const size_t nBytes = static_cast<size_t>(nCount) * nSize;
-    void* p = malloc(std::max(nBytes, size_t{1}));
-    if (p != nullptr) AskForHugePages(p, nBytes);
+    if (nBytes < limits::kHugePageAdvice) return malloc(std::max(nBytes, size_t{1}));
+    // Of whole huge pages: at either end some hundred small ones would be as many page faults.
+    const size_t nWhole = (nBytes + kHugePage - 1) & ~(kHugePage - 1);
+    void* p = aligned_alloc(kHugePage, nWhole);
+    if (p != nullptr) AskForHugePages(p, nWhole);
     return p;
 }
 

@@ -1,6 +1,9 @@
 // Bars and futures through the command line: what is asked, and what is shown.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <mutex>
+
 #include "cli/market.h"
 #include "cli/run_cli.h"
 
@@ -11,7 +14,10 @@ namespace {
 class BarsAndFutures : public testing::Test {
 protected:
     bool Handle(Peer& peer, const Message& request) {
-        m_requests.push_back(request);
+        {
+            const std::lock_guard<std::mutex> guard(m_mutex);
+            m_requests.push_back(request);
+        }
         if (request.head.sDataType == ID_ZPMTELE_REQ_KDATA) {
             ZPMDefine_KData_Head head{};
             memcpy(head.chCode, "600000", 6);
@@ -37,7 +43,8 @@ protected:
         return peer.Answer(request, ID_ZPMTELE_FUTURE, strBody);
     }
     template <class Request>
-    Request Asked() const {
+    Request Asked() {
+        const std::lock_guard<std::mutex> guard(m_mutex);
         Request request{};
         if (m_requests.empty()) return request;
         memcpy(&request, m_requests.back().strBody.data(),
@@ -45,8 +52,15 @@ protected:
         return request;
     }
 
-    int m_nBarTime = 93100;
-    int m_nSnapshotTime = 93000500;
+    size_t Requests() {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        return m_requests.size();
+    }
+
+    // Shared with the server's threads.
+    std::atomic<int> m_nBarTime{93100};
+    std::atomic<int> m_nSnapshotTime{93000500};
+    std::mutex m_mutex;
     std::vector<Message> m_requests;
     ScriptedServer m_server{
         Serving([this](Peer& peer, const Message& request) { return Handle(peer, request); },
@@ -111,7 +125,7 @@ TEST_F(BarsAndFutures, SnapshotsDayByDay) {
               "acc_volume,acc_turnover,prev_settle,prev_close,prev_open_interest\n"
               "CU1701.SHF,2024-01-05,09:30:00.500,45.0000,5,2250.0000,91,B,45.0100,45.0200,45.0300,"
               "0.0000,-0.0012,5,2250.0000,45.1000,45.2000,90\n");
-    EXPECT_EQ(m_requests.size(), 1U);
+    EXPECT_EQ(Requests(), 1U);
     EXPECT_EQ(m_cli.Run("futures 600000.SH --from 20240105"), 8);
     ASSERT_EQ(m_cli.Run("futures CU1701.SHF --from 20240105 --complete --columns time -f csv"), 0);
     const std::string strOut = m_cli.Out();

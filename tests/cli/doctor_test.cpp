@@ -29,23 +29,28 @@ protected:
 
 TEST_F(Doctor, StopsAtTheFirstCross) {
     // A proxy that takes everybody and plays the server behind itself; one that takes nobody; a
-    // port where nobody speaks.
+    // port where nobody speaks; a server that goes with the sixth request for bars, the first that
+    // is not for the time it takes.
     Market market;
+    std::atomic<int> nBars{0};
+    const auto noBars = [&](Peer& peer, const Message& request) {
+        if (request.head.sDataType != ID_ZPMTELE_REQ_KDATA) return market(peer, request);
+        ++nBars;
+        return peer.Answer(
+            request, ID_ZPMTELE_DAYKDATA,
+            Answer<ZPMDefine_KData_Head>(static_cast<ZPMDefine_KData*>(nullptr), 0, 0));
+    };
     ScriptedServer proxy([&](Peer& peer) {
         char bytes[10];
         peer.Read(bytes, 3);
         peer.Send(std::string("\5\0", 2));
         peer.Read(bytes, 10);
         peer.Send(std::string("\5\0\0\1\0\0\0\0\0\0", 10));
-        Serving(
-            [&](Peer& served, const Message& request) {
-                if (request.head.sDataType != ID_ZPMTELE_REQ_KDATA) return market(served, request);
-                return served.Answer(
-                    request, ID_ZPMTELE_DAYKDATA,
-                    Answer<ZPMDefine_KData_Head>(static_cast<ZPMDefine_KData*>(nullptr), 0, 0));
-            },
-            NamedMarkets())(peer);
+        Serving(noBars, NamedMarkets())(peer);
     });
+    ScriptedServer leaver(Serving(
+        [&](Peer& peer, const Message& request) { return nBars < 5 && noBars(peer, request); },
+        NamedMarkets()));
     ScriptedServer gate([](Peer& peer) { peer.Cut(); });
     ScriptedServer mute([](Peer& peer) { peer.WaitForEnd(); });
     const auto at = [](const ScriptedServer& server) {
@@ -76,6 +81,7 @@ TEST_F(Doctor, StopsAtTheFirstCross) {
         {"--proxy socks5://" + at(gate), 6, "ok settings ok address ok network no proxy ",
          "QRX_PROXY_PASSWORD"},
         {"--proxy socks5://127.0.0.1:1", 6, "ok settings ok address no network ", "127.0.0.1:1"},
+        {"--server " + at(leaver), 6, strLoggedIn + "ok answers no speed ", " was lost"},
         {"600000.SH --date 20240105 --server 127.0.0.9:9 --proxy socks5://" + at(proxy), 0,
          "ok settings ok address ok network ok proxy ok login ok markets ok answers ok speed ",
          "passes the connection on to 127.0.0.9:9"}};

@@ -100,6 +100,7 @@ constexpr Typed kTyped[] = {{"qrx fut\t", "qrx futures "},
                             {"qrx codes --format=sq\t", "--format=sqlite "},
                             {"qrx export --codes-from my\t", "--codes-from my\\ codes.txt "},
                             {"qrx export --restart --codes-f\t", "--codes-from"},
+                            {"qrx export --kinds ticks,queu\t", "ticks,queues"},
                             {"qrx doctor --da\t", "--date"},
                             {"qrx formula \t\t", "delete"},
                             {"qrx q\t", "qrx queues "}};
@@ -129,6 +130,7 @@ TEST_F(Pages, BashOffers) {
                             {"--format =", "table csv jsonl sqlite"},
                             {"-f csv --server ticks tr", "trades"},
                             {"ticks -o /usr/includ", "/usr/include"},
+                            {"export --kinds trades,ticks", "trades,ticks trades,ticks_book"},
                             {"ticks --from 2", ""}};
     for (const Typed& test : kCases) {
         const std::string strScript = "source " + Path("bash/qrx") + "; COMP_WORDS=(qrx " +

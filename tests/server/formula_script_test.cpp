@@ -84,6 +84,8 @@ TEST(FormulaScript, Gives) {
         // Outputs are the globals that end as columns, as first assigned.
         {"B = 1 A = CLOSE N = 3 B = OPEN local C = A D = A D = nil",
          "B@0 2 2 2 2 2; A@0 3 1 4 1 5; "},
+        {"A, B = OPEN, CLOSE D = OPEN\nC, D = CLOSE, CLOSE",
+         "A@0 2 2 2 2 2; B@0 3 1 4 1 5; D@0 3 1 4 1 5; C@0 3 1 4 1 5; "},
         {"A = SUM(MA(REF(CLOSE, 1), 2), 2)", "A@3 0 0 0 5 5; "},
         {"t = {} for i = 1, 3 do t[i] = REF(CLOSE, i - 1) end A = t[1] + t[2] + t[3]",
          "A@2 0 0 8 6 10; "},

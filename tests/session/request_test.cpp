@@ -186,6 +186,59 @@ TEST(Request, DaysOfARange) {
     EXPECT_EQ(days.size(), 5U);
 }
 
+// Answers that are decoded while they arrive: ten packets of 300 KB with 20000 orders each.
+TEST(Request, LongAnswersInPieces) {
+    constexpr int kPackets = 10, kEach = 20000;
+    enum Next { kWhole, kCutOff, kLying };
+    std::atomic<Next> eNext{kWhole};
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        for (int i = 0; i < kPackets; ++i) {
+            const bool bLast = i == kPackets - 1;
+            if (bLast && eNext == kCutOff) {
+                eNext = kWhole;
+                return false;
+            }
+            std::string strBody = OrderBody(i * kEach, kEach, bLast);
+            const int nLie = INT32_MAX;
+            if (bLast && eNext == kLying) {
+                memcpy(strBody.data() + offsetof(ZPMDefine_SaveData_Head, nItems), &nLie, 4);
+            }
+            peer.Answer(r, ID_ZPMTELE_ORDER_V2, strBody);
+        }
+        return true;
+    }));
+    Session session(server.Port(), 20, 1, 1);
+    const auto expectDays = [&](int nDays) {
+        const Answer answer = GetOrders(session.Get(), 20240105, 20240104 + nDays);
+        ASSERT_EQ(answer.nResult, 0);
+        ASSERT_EQ(answer.indexes.size(), static_cast<size_t>(nDays) * kPackets * kEach);
+        for (size_t i = 0; i < answer.indexes.size(); ++i) {
+            ASSERT_EQ(answer.indexes[i], static_cast<int>(i % (kPackets * kEach)));
+        }
+    };
+    expectDays(1);
+    expectDays(3);
+    eNext = kCutOff;  // nothing of the attempt that was cut off stays
+    expectDays(2);
+    EXPECT_EQ(server.Connections(), 2);
+    eNext = kLying;
+    EXPECT_EQ(GetOrders(session.Get()).nResult, -4);
+    eNext = kWhole;  // and the connection is in step
+    expectDays(1);
+    EXPECT_EQ(server.Connections(), 2);
+    // Half of every packet is before the begin time.
+    auto request = RequestFor<QRXDefine_ReqOrder>("600000.SH", 20240105);
+    request.nBeginTime = 93000000 + kEach / 2;
+    QRXDefine_Order* pOrders = nullptr;
+    int nCount = 0;
+    ASSERT_EQ(QRX_GetOrder(session.Get(), &request, &pOrders, &nCount), 0);
+    ASSERT_EQ(nCount, kPackets * kEach / 2);
+    for (int i = 0; i < nCount; ++i) {
+        ASSERT_EQ(+pOrders[i].nIndex, i / (kEach / 2) * kEach + kEach / 2 + i % (kEach / 2));
+    }
+    QRX_Free(pOrders);
+}
+
 // Counts that lie: more records than the stream holds, more than memory, fewer than none.
 TEST(Request, LyingCounts) {
     int nItems = 0;
