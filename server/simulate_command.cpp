@@ -9,9 +9,9 @@
 
 #include "commands.h"
 #include "import/progress.h"
+#include "import/values.h"
 #include "simulate/simulator.h"
 #include "store/day_stream.h"
-#include "support/date_time.h"
 
 namespace qrx::server {
 namespace {
@@ -84,14 +84,14 @@ void StoreDays(Store& store, simulate::Simulator& simulator) {
 void Simulate(const SimulateArguments& arguments) {
     simulate::Options options = arguments.options;
     if (options.nEndDate == 0) options.nEndDate = TodayAtExchange();
-    if (BusinessConvertor::GetDayOfWeek(options.nEndDate) == 8) {
+    if (!IsCalendarDate(options.nEndDate)) {
         throw StoreError("--end is not a date; a date is written like 20240105");
     }
     const std::vector<std::string> vecKnown = simulate::Simulator::Markets();
     for (std::string& strMarket : options.vecMarkets) {
         std::transform(strMarket.begin(), strMarket.end(), strMarket.begin(), ::toupper);
         if (std::find(vecKnown.begin(), vecKnown.end(), strMarket) == vecKnown.end()) {
-            throw StoreError("there is no simulated market " + strMarket);
+            throw StoreError("--market: there is no simulated market " + strMarket);
         }
     }
     const std::unique_ptr<Store> pStore = OpenSqliteStore(arguments.strDb);

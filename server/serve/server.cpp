@@ -63,8 +63,13 @@ void Serve(Store& store, const ServeOptions& options) {
     asio::io_context context;
     asio::signal_set signals(context, SIGINT, SIGTERM);
 
-    const tcp::endpoint endpoint(asio::ip::make_address(options.strListen),
-                                 static_cast<asio::ip::port_type>(options.nPort));
+    asio::error_code error;
+    const auto address = asio::ip::make_address(options.strListen, error);
+    if (error) {
+        throw std::runtime_error("--listen: \"" + options.strListen +
+                                 "\" is no address, such as 127.0.0.1 or 0.0.0.0");
+    }
+    const tcp::endpoint endpoint(address, static_cast<asio::ip::port_type>(options.nPort));
     tcp::acceptor acceptor(context, endpoint);
     const int nPort = acceptor.local_endpoint().port();
     std::cout << "listening on " << options.strListen << ":" << nPort << std::endl;

@@ -1,4 +1,7 @@
-// The limits that qrx-server is given: connections, the time between requests, its port.
+// What qrx-server is told: limits of connections and of the time between requests, address, days.
+#include <iterator>
+#include <sstream>
+
 #include "server/server_client.h"
 
 namespace qrx::test {
@@ -41,12 +44,19 @@ TEST_F(ServeLimits, AClientMayRestSoLongAndNoLonger) {
     client.LogIn("alice", "secret");
     EXPECT_TRUE(client.IsClosedByServer());  // it would wait for 20 seconds
     EXPECT_NE(std::string::npos, server.Log().find("nothing moved in time"));
-    for (const char* szLimit : {"--idle", "--stall", "--max-connections"}) {
-        for (const char* szValue : {"0", "-1", "99999999999999"}) {
-            const auto result =
-                RunServerCommand({"serve", "--db", m_strDb, "--port", "0", szLimit, szValue});
-            EXPECT_NE(std::string::npos, result.strOutput.find(szLimit)) << result.strOutput;
-        }
+}
+
+TEST_F(ServeLimits, ValuesThatServeNobodyAreRefusedByName) {
+    for (const char* szCommand :
+         {"serve --idle 0", "serve --idle -1", "serve --stall 0", "serve --max-connections 0",
+          "serve --max-connections 99999999999999", "serve --listen nowhere", "simulate --days 0",
+          "simulate --end 20240230", "simulate --end 2024-01-05", "simulate --market SHH"}) {
+        std::istringstream words(szCommand);
+        std::vector<std::string> vec{std::istream_iterator<std::string>(words), {}};
+        vec.insert(vec.end(), {"--db", m_strDb});
+        const auto result = RunServerCommand(vec);
+        EXPECT_NE(0, result.nExit) << szCommand;
+        EXPECT_NE(std::string::npos, result.strOutput.find(vec[1])) << result.strOutput;
     }
 }
 
