@@ -198,7 +198,7 @@ TEST(FormulaSandbox, HasBounds) {
             {"for i = 1, 1e18 do local x = CLOSE > i and i < CLOSE end", "takes too many steps"},
             {"function f() return f() end f()", "takes too many steps"},
             {"function f() return 1 + f() end f()", "takes too much memory"},
-            {"function f() return true and f() and 1 end f()", "overflow"},
+            {"function f() return true and f() and 1 end f()", "nested too deeply"},
             {"t = {} for i = 1, 1e18 do t[i] = i end", "takes too much memory"},
             {"t = {} for i = 1, 1e18 do t = {t} end", "takes too much memory"},
             {"t = {} for i = 1, 1e18 do t[i] = CLOSE * i end", "takes too much memory"},
