@@ -178,6 +178,7 @@ TEST(FormulaSandbox, HasNoWayOut) {
         {"CLOSE.x = 1", "a column has no parts"},
         {"x = CLOSE()", "attempt to call a column value"},
         {"for k, v in {} do end", "attempt to call a table value"},
+        {"local less = ...", "line 1: ... stands for nothing outside a function"},
         {"\x1bLua", "unexpected 0x1B"},
         {"#!/bin/sh\nA = CLOSE", "line 1: unexpected !"},
     });
