@@ -128,7 +128,7 @@ void RunFormulaCalc(Context& context) {
         }
     }
     std::vector<Cell> vecCells(vecColumns.size());
-    vecCells[0].text = strCode;
+    vecCells[0].text = FieldView(calculation.Record().szVelaCode);  // in the case that bars have
     std::string strTable = "calc_" + args.Get("NAME") + "_" + cycle.Text();
     if (request.nCQFlag != 0) strTable += "_" + args.Get("--adjust");
     if (args.Has("--param")) strTable += "_" + args.Get("--param");

@@ -206,12 +206,19 @@ _new.restype, _new.argtypes = ctypes.py_object, [Pointer, ctypes.c_char_p, Point
 _offered: list[tuple[Any, CStream]] = []
 
 
+def _references(entry: tuple[Any, Any]) -> int:
+    return sys.getrefcount(entry[0])
+
+
+_ALONE = _references((object(), None))  # what an interpreter counts when only the entry knows it
+
+
 def _reap() -> None:
     kept = []
     offered, _offered[:] = _offered[:], []
     for entry in offered:
-        capsule, stream = entry
-        if sys.getrefcount(capsule) > 3:  # the entry, the name, the argument
+        stream = entry[1]
+        if _references(entry) > _ALONE:
             kept.append(entry)
         elif stream.release:
             Release(stream.release)(ctypes.addressof(stream))

@@ -185,4 +185,5 @@ def calculate(session: Session, formula: str, row: Any, days: DayRange, cycle: s
                      advice="see whether there are bars, and whether formulas.list() has it; the "
                             "server's log says why")
     session._fail(code, f"rows of {formula} over {name} {days}")
-    return Calculation(columns, name, session._target.options)
+    # The answer's code is in the case that the code column of bars has.
+    return Calculation(columns, text_of(result["szVelaCode"], "ascii"), session._target.options)

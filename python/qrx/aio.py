@@ -135,7 +135,9 @@ class _Connecting(Awaitable[Session]):
 
     async def _connect(self) -> Session:
         worker = ThreadPoolExecutor(1, "qrx")
-        opening = asyncio.get_running_loop().run_in_executor(worker, self._open)
+        open_it = self.__dict__.pop("_open")  # awaited once: it knows the password
+        opening = asyncio.get_running_loop().run_in_executor(worker, open_it)
+        del open_it
         try:
             return Session(await asyncio.shield(opening), worker)
         except BaseException:

@@ -89,13 +89,15 @@ def _title(records: Records, times: Array) -> str:
 
 
 def _expect(records: Any, record: Sequence[str], call: str) -> None:
-    if not isinstance(records, Records) or records._record not in record:
-        raise BadArgument(f"{call} cannot draw {records!r:.80}", advice=f"pass it {_MAKERS[call]}")
+    got = getattr(records, "_record", type(records).__name__)
+    if got not in record:
+        raise BadArgument(f"{call} cannot draw a {got}", advice=f"pass it {_MAKERS[call]}")
     if len(records) == 0:
         raise BadArgument(f"{call} got no rows", advice="pass it at least one")
 
 
 _MAKERS = {"candles": 's.bars("600000.SH", "1d", 20240102, 20240131)',
+           "formula": 's.calc("MY_MA", "600000.SH", 20240102, 20240131)',
            "depth": 's.ticks("600000.SH", 20240105, book=True)'}
 
 
@@ -178,15 +180,17 @@ def formula(calc: Calculation, columns: Sequence[str] | None = None, *, axes: An
     Over candles of the same bars: formula(calc, axes=candles(bars)[0], price=True). The zeros that
     a column has before it is defined are not drawn.
     """
-    if len(calc) == 0:
-        raise BadArgument("formula got no rows", advice="pass it what s.calc gave")
+    _expect(calc, ["Calculation"], "formula")
+    drawn = [c for c in calc._select(columns, "int") if c.kind == "Number"]
+    if not drawn:
+        raise BadArgument("columns: code and time are not drawn",
+                          advice=f"write some of {', '.join(calc.columns[2:])}")
     own = axes is None
     axes = _axes(axes)
-    for column in calc._select(columns, "int"):
-        if column.kind == "Number":
-            values = calc.column(column.name) / (calc._options.price_unit if price else 1)
-            values[:int(np.argmax(values != 0))] = np.nan
-            axes.plot(values, linewidth=1.2, label=column.name)
+    for column in drawn:
+        values = calc.column(column.name) / (calc._options.price_unit if price else 1)
+        values[:int(np.argmax(values != 0))] = np.nan
+        axes.plot(values, linewidth=1.2, label=column.name)
     axes.legend(loc="best")
     if own:
         axes.set_title(calc._code if title is None else title)

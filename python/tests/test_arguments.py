@@ -1,6 +1,9 @@
 """Dates, times, cycles, addresses, options: what is taken, and what is refused with which words."""
 
+import asyncio
 import datetime as dt
+import sys
+import time
 
 import numpy as np
 import pandas as pd
@@ -8,6 +11,7 @@ import pytest
 from scripted import Server, login
 
 import qrx
+import qrx.aio
 from qrx import _dates
 from qrx._connection import OPTIONS
 from qrx._formulas import parse_cycle
@@ -137,6 +141,27 @@ def test_where_passwords_come_from(tmp_path, monkeypatch):
         assert sent() == b"from-env"
         assert sent(password_file=path) == b"from-file"
         assert sent(password="from-arg", password_file=path) == b"from-arg"
+
+
+def test_nothing_keeps_the_password():
+    secret = "-".join(["s3cret", "of", "this", "test"])
+    known = sys.getrefcount(secret)
+
+    def forgotten():  # soon: the thread that opened may still be ending
+        deadline = time.monotonic() + 2
+        while sys.getrefcount(secret) != known and time.monotonic() < deadline:
+            time.sleep(0.01)
+        return sys.getrefcount(secret) == known
+
+    async def over_asyncio(url):
+        connecting = qrx.aio.connect(url, password=secret)
+        async with connecting as s:
+            assert forgotten() and not s.closed
+
+    with Server() as server:
+        with qrx.connect(server.url, password=secret):
+            assert forgotten()
+        asyncio.run(over_asyncio(server.url))
 
 
 @pytest.mark.parametrize("answer, kind, words", [

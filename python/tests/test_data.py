@@ -285,3 +285,5 @@ def test_pictures(session, tmp_path):
         one.figure.savefig(tmp_path / "picture.png")
     with pytest.raises(qrx.BadArgument, match="book=True"):
         qrx.plot.depth(session.ticks("600000.SH", DAY))
+    with pytest.raises(qrx.BadArgument, match="a QRXDefine_Tick; pass it s.calc"):
+        qrx.plot.formula(session.ticks("600000.SH", DAY))

@@ -31,6 +31,11 @@ def test_formula_against_numpy(session):
     for name, expected in (("MID", middle), ("UPPER", middle + width), ("LOWER", middle - width)):
         assert len(calc[name]) == len(close) > 100 and not calc[name][:19].any()
         np.testing.assert_allclose(calc[name][19:], rounded(expected), atol=1)
+    session.formulas.add("LAST", "A = CLOSE")
+    silver = ("ag2403.SHF", "2024-01-05")
+    assert (session.calc("LAST", *silver).column("code")[0]
+            == session.bars(silver[0], "1d", silver[1]).column("code")[0])
+    session.formulas.delete("LAST")
     assert [f.name for f in session.formulas.list()] == ["BOLL"]
     assert session.formulas.delete("BOLL") == "no longer stored"
     assert session.formulas.list() == []

@@ -35,15 +35,21 @@ except qrx.SessionClosed as error:
 """
 
 
+def started(code, *arguments):
+    """A Python that Ctrl-C can end, also where the tests run in the background and ignore it."""
+    paths = os.pathsep.join(p for p in sys.path if p)
+    return subprocess.Popen([sys.executable, "-c", code, *arguments], stdout=subprocess.PIPE,
+                            stderr=subprocess.PIPE, text=True,
+                            env={**os.environ, "PYTHONPATH": paths},
+                            preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_DFL))
+
+
 @pytest.mark.parametrize("call", ['s.ticks("600000.SH", "2024-01-05")',
                                   'list(s.iter_ticks("600000.SH", 20240101, 20240131))',
                                   's.bars("600000.SH", "1d", "2024-01-05")'])
 def test_ctrl_c_ends_a_call(call):
     with Server(SILENT) as server:
-        paths = os.pathsep.join(p for p in sys.path if p)
-        child = subprocess.Popen([sys.executable, "-c", INTERRUPTED.format(call=call), server.url],
-                                 stdout=subprocess.PIPE, text=True, env={**os.environ,
-                                                                         "PYTHONPATH": paths})
+        child = started(INTERRUPTED.format(call=call), server.url)
         assert child.stdout.readline() == "asking\n"
         time.sleep(0.3)
         child.send_signal(signal.SIGINT)
@@ -56,11 +62,8 @@ def test_ctrl_c_ends_a_call(call):
 
 def test_ctrl_c_ends_opening():
     with Server({1: None}) as server:
-        paths = os.pathsep.join(p for p in sys.path if p)
         code = f"import qrx; print('asking', flush=True); qrx.connect({server.url!r}, password='s3c')"
-        child = subprocess.Popen([sys.executable, "-c", code], stdout=subprocess.PIPE,
-                                 stderr=subprocess.PIPE, text=True,
-                                 env={**os.environ, "PYTHONPATH": paths})
+        child = started(code)
         child.stdout.readline()
         time.sleep(0.3)
         child.send_signal(signal.SIGINT)

@@ -103,6 +103,9 @@ void Sandbox::Run(lua_CFunction pfn, void* pArgument) {
     const char* pText = lua_type(L, -1) == LUA_TSTRING ? lua_tolstring(L, -1, &nLen) : "";
     std::string strText(pText, std::min(nLen, kMaxErrorBytes));
     lua_pop(L, 1);
+    if (const size_t nAt = strText.find("C stack overflow"); nAt != std::string::npos) {
+        strText.replace(nAt, std::string::npos, "calls or comparisons nested too deeply");
+    }
     if (nResult == LUA_ERRMEM) {
         strText.clear();
         if (m_met == Bound::None) m_met = Bound::Memory;

@@ -236,6 +236,8 @@ private:
             Table();
         } else if (Accept("function")) {
             FunctionBody(nLine);
+        } else if (Is("...") && m_nFunctions == 0) {
+            FailHere("... stands for nothing outside a function");
         } else if (!Accept("nil") && !Accept("true") && !Accept("false") && !Accept("...")) {
             Suffixed();
         }
@@ -306,10 +308,13 @@ private:
             if (!Accept(",")) break;
         }
         Expect(")");
+        ++m_nFunctions;
         Block();
+        --m_nFunctions;
         End("function", nLine);
     }
 
+    int m_nFunctions = 0;  // around the place
     Rewriter m_rewriter;
     Translation m_result;
 };

@@ -6,7 +6,6 @@
 #include "ticks/exchange.h"
 #include "ticks/fast_pipeline.h"
 
-using qrx::source::kMarketDataSource;
 
 namespace {
 
