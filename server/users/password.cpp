@@ -3,6 +3,7 @@
 
 #include <crypt.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -31,11 +32,17 @@ std::string NewSetting() {
     throw std::runtime_error("this system's crypt offers neither yescrypt nor SHA-512");
 }
 
+// Signals that end the process cut a read short instead, so that the echo comes back first.
 class Terminal {
 public:
     Terminal() : m_nFd(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         if (m_nFd < 0 || tcgetattr(m_nFd, &m_before) != 0) {
             throw std::runtime_error("no terminal to ask for a password; use --password-file");
+        }
+        struct sigaction interrupt {};
+        interrupt.sa_handler = [](int) {};
+        for (const int nSignal : {SIGINT, SIGTERM, SIGHUP}) {
+            sigaction(nSignal, &interrupt, nullptr);
         }
         termios silent = m_before;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -56,8 +63,10 @@ public:
     std::string ReadLine() {
         std::string strLine;
         char c = 0;
-        while (read(m_nFd, &c, 1) == 1 && c != '\n') strLine += c;
+        ssize_t n = 0;
+        while ((n = read(m_nFd, &c, 1)) == 1 && c != '\n') strLine += c;
         Write("\n");
+        if (n < 0) throw std::runtime_error("interrupted");
         return strLine;
     }
 
