@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "app/failure.h"
+#include "text/words.h"
 
 namespace qrx::cli {
 namespace {
@@ -22,15 +23,6 @@ struct Binding {
     bool bFlag = false;
 };
 using Bindings = std::deque<Binding>;  // CLI11 keeps addresses of the elements
-
-std::vector<std::string> Split(const std::string& strText, char chSeparator) {
-    std::vector<std::string> vecParts;
-    std::istringstream stream(strText);
-    for (std::string strPart; std::getline(stream, strPart, chSeparator);) {
-        vecParts.push_back(strPart);
-    }
-    return vecParts;
-}
 
 void AddOption(CLI::App& app, const OptionRow& row, const char* szGroup, Bindings& bindings) {
     Binding& binding = bindings.emplace_back(Binding{row.Key()});
@@ -46,7 +38,7 @@ void AddOption(CLI::App& app, const OptionRow& row, const char* szGroup, Binding
             for (const std::string& strChoice : Split(row.szChoices, '|')) {
                 if (strValue == strChoice) return {};
             }
-            return std::string(row.Key()) + " " + strValue + " is not one of " + row.szChoices;
+            return strValue + " is not one of " + row.szChoices;
         });
     }
     binding.pOption->group(szGroup);

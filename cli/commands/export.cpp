@@ -11,6 +11,7 @@
 #include "export/exporter.h"
 #include "text/dates.h"
 #include "text/encoding.h"
+#include "text/words.h"
 
 namespace qrx::cli {
 namespace {
@@ -18,8 +19,7 @@ namespace {
 // Parted by commas; every word once.
 std::vector<std::string> Words(const std::string& strText) {
     std::vector<std::string> vecWords;
-    std::istringstream stream(strText);
-    for (std::string strWord; std::getline(stream, strWord, ',');) {
+    for (const std::string& strWord : Split(strText, ',')) {
         const bool bKnown = std::find(vecWords.begin(), vecWords.end(), strWord) != vecWords.end();
         if (!strWord.empty() && !bKnown) vecWords.push_back(strWord);
     }

@@ -67,11 +67,18 @@ void Database::OpenTable(const std::string& strTable, const TableLayout& layout)
         remember.Run();
         return;
     }
-    Statement find(*this, "SELECT \"values\", times, columns FROM qrx_tables WHERE name = ?");
+    Statement find(*this,
+                   "SELECT \"values\", times, columns, name FROM qrx_tables WHERE name = ? "
+                   "COLLATE NOCASE");
     find.Bind(1, strTable);
     const std::string strWhere = "the table " + Quoted(strTable) + " of " + m_strPath;
     if (!find.Step()) {
         throw Failure(EXIT_OUTPUT, strWhere + " was not made by qrx; write to another file");
+    }
+    if (find.Text(3) != strTable) {
+        throw Failure(EXIT_OUTPUT, strWhere + " would be its " + Quoted(find.Text(3)) +
+                                       ", since letter case does not count there; write to "
+                                       "another file");
     }
     static constexpr const char* kOthers[] = {"another --raw or --price-unit", "another --tz",
                                               "other --columns"};

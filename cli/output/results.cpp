@@ -2,11 +2,11 @@
 #include "output/results.h"
 
 #include <algorithm>
-#include <sstream>
 
 #include "app/failure.h"
 #include "output/sqlite.h"
 #include "text/nearest.h"
+#include "text/words.h"
 
 namespace qrx::cli {
 namespace {
@@ -16,8 +16,7 @@ std::vector<size_t> PlacesOf(const std::string& strNames, const Shape& shape) {
     std::vector<std::string> vecKnown;
     for (const Column& column : shape.vecColumns) vecKnown.push_back(column.strName);
     std::vector<size_t> vecPlaces;
-    std::istringstream names(strNames);
-    for (std::string strName; std::getline(names, strName, ',');) {
+    for (const std::string& strName : Split(strNames, ',')) {
         const auto it = std::find(vecKnown.begin(), vecKnown.end(), strName);
         if (it == vecKnown.end()) {
             std::string strAll;

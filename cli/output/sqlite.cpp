@@ -4,8 +4,10 @@
 #include <array>
 #include <map>
 #include <optional>
+#include <set>
 
 #include "app/interrupt.h"
+#include "text/encoding.h"
 
 namespace qrx::cli {
 namespace {
@@ -23,11 +25,23 @@ const char* TypeOf(const Column& column, const CellStyle& style) {
     return "TEXT";
 }
 
+// SQLite takes DIF and dif for one name: a later one gets a number.
+std::vector<Column> DistinctNames(std::vector<Column> vecColumns) {
+    std::set<std::string> taken;
+    for (Column& column : vecColumns) {
+        const std::string strName = column.strName;
+        for (int n = 2; !taken.insert(FoldCase(column.strName)).second; ++n) {
+            column.strName = strName + "_" + std::to_string(n);
+        }
+    }
+    return vecColumns;
+}
+
 class SqliteWriter : public Writer {
 public:
     SqliteWriter(Database& database, const std::string& strTable, std::vector<Column> vecColumns,
                  CellStyle style, const std::string& strZone)
-        : Writer(std::move(vecColumns), style),
+        : Writer(DistinctNames(std::move(vecColumns)), style),
           m_database(database),
           m_strTable(strTable),
           m_vecKeys(KeyColumns(m_vecColumns)),

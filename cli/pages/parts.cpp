@@ -1,22 +1,10 @@
 // The table of commands, taken apart for the pages.
 #include <algorithm>
-#include <sstream>
 
 #include "pages/pages.h"
+#include "text/words.h"
 
 namespace qrx::cli {
-namespace {
-
-std::vector<std::string> Split(const std::string& strText, char chSeparator) {
-    std::vector<std::string> vecParts;
-    std::istringstream stream(strText);
-    for (std::string strPart; std::getline(stream, strPart, chSeparator);) {
-        vecParts.push_back(strPart);
-    }
-    return vecParts;
-}
-
-}  // namespace
 
 std::vector<const Command*> ShownCommands() {
     std::vector<const Command*> vecShown;

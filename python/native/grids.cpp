@@ -41,12 +41,15 @@ __attribute__((visibility("default"))) int QrxGridRow(int nRow, const char** psz
 }
 
 // Date and time of each grid point of a trading day: how many there are, of which at most nMost are
-// written.
+// written. None on a Saturday, a Sunday or no date.
 __attribute__((visibility("default"))) int QrxGridPoints(int nRow, int nTradingDay, int nCycType,
                                                          int nCycDef, int32_t (*pPoints)[2],
                                                          int nMost) {
     const auto rows = qrx::GridRows();
-    if (nRow < 0 || static_cast<size_t>(nRow) >= rows.size()) return 0;
+    const int nWeekDay = BusinessConvertor::GetDayOfWeek(nTradingDay);
+    if (nRow < 0 || static_cast<size_t>(nRow) >= rows.size() || nWeekDay < 1 || nWeekDay > 5) {
+        return 0;
+    }
     int nPoints = 0;
     qrx::GridWalk walk(rows[static_cast<size_t>(nRow)], nCycType, nCycDef);
     walk.TradingDay(nTradingDay, [&](int nDate, int nTime) {

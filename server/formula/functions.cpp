@@ -26,6 +26,12 @@ struct Weighted {
     }
 };
 
+// The mean of both together, from the rows and the mean of each.
+template <class Part>
+double JoinedMean(const Part& a, const Part& b) {
+    return a.fMean + (b.fMean - a.fMean) * (b.fRows / (a.fRows + b.fRows));
+}
+
 // fSquares: of the distances from the mean.
 struct Spread {
     double fRows, fMean, fSquares;
@@ -33,7 +39,7 @@ struct Spread {
     friend Spread Join(const Spread& a, const Spread& b) {
         const double fBoth = a.fRows + b.fRows;
         const double fApart = b.fMean - a.fMean;
-        return {fBoth, a.fMean + fApart * (b.fRows / fBoth),
+        return {fBoth, JoinedMean(a, b),
                 a.fSquares + b.fSquares + fApart * fApart * (a.fRows * b.fRows / fBoth)};
     }
 };
@@ -43,9 +49,8 @@ struct Trend {
     double fRows, fMean, fProducts;
     static Trend Of(double f, size_t) { return {1, f, 0}; }
     friend Trend Join(const Trend& a, const Trend& b) {
-        const double fBoth = a.fRows + b.fRows;
         const double fApart = b.fMean - a.fMean;
-        return {fBoth, a.fMean + fApart * (b.fRows / fBoth),
+        return {a.fRows + b.fRows, JoinedMean(a, b),
                 a.fProducts + b.fProducts + fApart * a.fRows * b.fRows / 2};
     }
 };

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 
+#include <mutex>
+
 #include "cli/market.h"
 #include "cli/run_cli.h"
 #include "codec/integer.h"
@@ -25,6 +27,7 @@ protected:
         m_cli.Unset("NO_COLOR");
     }
     bool Handle(Peer& peer, const Message& request) {
+        const std::lock_guard<std::mutex> guard(m_mutex);
         if (request.head.sDataType == ID_ZPMTELE_FORMULA_CALC) {
             return peer.Answer(request, ID_ZPMTELE_EZFORMULA_CALC_ANSWER_DYN, Calculated());
         }
@@ -63,8 +66,17 @@ protected:
         return Bytes(head) + strStream;
     }
 
+    using Columns = std::vector<std::pair<std::string, std::vector<int>>>;
+    // What the server, which has threads of its own, answers from now on.
+    void Hold(std::vector<ZPMDefine_KData> vecBars, Columns vecColumns = {}) {
+        const std::lock_guard<std::mutex> guard(m_mutex);
+        m_vecBars = std::move(vecBars);
+        m_vecColumns = std::move(vecColumns);
+    }
+
+    std::mutex m_mutex;
     std::vector<ZPMDefine_KData> m_vecBars;
-    std::vector<std::pair<std::string, std::vector<int>>> m_vecColumns;
+    Columns m_vecColumns;
     ScriptedServer m_server{
         Serving([this](Peer& peer, const Message& request) { return Handle(peer, request); },
                 NamedMarkets())};
@@ -73,7 +85,7 @@ protected:
 
 TEST_F(Charts, WideCandlesWithVolumes) {
     m_cli.Set("COLUMNS", "70");
-    m_vecBars = {Bar(kFriday, 0, 11, 16, 10, 14, 400), Bar(kMonday, 0, 17, 17, 12, 13, 1200)};
+    Hold({Bar(kFriday, 0, 11, 16, 10, 14, 400), Bar(kMonday, 0, 17, 17, 12, 13, 1200)});
     ASSERT_EQ(m_cli.Run("bars 600000.SH --from 20240105 --to 20240108 --chart"), 0) << m_cli.Err();
     EXPECT_EQ(m_cli.Out(), R"(600000.SH d  from 2024-01-05 to 2024-01-08  2 bars  ┃ up  █ down
       │ ╷  ███
@@ -95,12 +107,12 @@ TEST_F(Charts, WideCandlesWithVolumes) {
 
 TEST_F(Charts, NarrowCandlesWithLines) {
     m_cli.Set("COLUMNS", "34");
-    m_vecBars = {Bar(20240104, 0, 12, 14, 11, 13, 0), Bar(20240105, 0, 13, 16, 13, 15, 0),
-                 Bar(20240108, 0, 15, 17, 14, 16, 0), Bar(20240109, 0, 16, 16, 12, 13, 0),
-                 Bar(20240110, 0, 13, 13, 10, 11, 0), Bar(20240111, 0, 12, 15, 11, 14, 0),
-                 Bar(20240112, 0, 14, 14, 14, 14, 0), Bar(20240115, 0, 10, 10, 10, 10, 0)};
-    m_vecColumns = {{"A", {0, 120000, 140000, 150000, 140000, 130000, 130000, 130000}},
-                    {"B", {0, 0, -10000, 0, 10000, 20000, 20000, 20000}}};
+    Hold({Bar(20240104, 0, 12, 14, 11, 13, 0), Bar(20240105, 0, 13, 16, 13, 15, 0),
+          Bar(20240108, 0, 15, 17, 14, 16, 0), Bar(20240109, 0, 16, 16, 12, 13, 0),
+          Bar(20240110, 0, 13, 13, 10, 11, 0), Bar(20240111, 0, 12, 15, 11, 14, 0),
+          Bar(20240112, 0, 14, 14, 14, 14, 0), Bar(20240115, 0, 10, 10, 10, 10, 0)},
+         {{"A", {0, 120000, 140000, 150000, 140000, 130000, 130000, 130000}},
+          {"B", {0, 0, -10000, 0, 10000, 20000, 20000, 20000}}});
     const std::string strCalc = "formula calc F 600000.SH --from 20240104 --to 20240115 --chart";
     ASSERT_EQ(m_cli.Run(strCalc), 0) << m_cli.Err();
     EXPECT_EQ(m_cli.Out(), R"(600000.SH d
@@ -127,11 +139,13 @@ from 2024-01-04 to 2024-01-15
 
 TEST_F(Charts, MergedAndPlain) {
     m_cli.Set("COLUMNS", "34");
+    std::vector<ZPMDefine_KData> vecBars;
     for (int i = 0; i < 60; ++i) {
         const int nTime = (i < 30 ? 93000 + i * 100 : 100000 + (i - 30) * 100);
         const int n = i < 30 ? 10 : 17;
-        m_vecBars.push_back(Bar(kFriday, nTime, n, n, n, n, 100));
+        vecBars.push_back(Bar(kFriday, nTime, n, n, n, n, 100));
     }
+    Hold(std::move(vecBars));
     const char* szPicture = R"(600000.SH 1m  on 2024-01-05
 60 bars, 3 to a candle  o up
 # down
@@ -174,7 +188,7 @@ TEST_F(Charts, FitsTheWindow) {
     for (const int nColumns : {34, 60, 181}) {
         for (const size_t nBars : {1U, 7U, 100U, 1000U}) {
             for (const char* szNoColour : {"", "1"}) {
-                m_vecBars.assign(nBars, Bar(kFriday, 93000, 10, 17, 10, 12, 1));
+                Hold(std::vector<ZPMDefine_KData>(nBars, Bar(kFriday, 93000, 10, 17, 10, 12, 1)));
                 m_cli.Set("NO_COLOR", szNoColour);
                 winsize size{};
                 size.ws_col = static_cast<unsigned short>(nColumns);

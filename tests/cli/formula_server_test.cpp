@@ -55,6 +55,11 @@ TEST(FormulaServer, TwoUsersFromAddToDelete) {
          "600000.SH,2024-01-12,107500,0\n600000.SH,2024-01-13,112500,0\n",
          ""},
         {user, strCalc, 3, "", "the server's log says why"},
+        // Names that SQLite takes for one: of columns, and of tables.
+        {user, "formula add TWO --text A=OPEN;a=HIGH", 0, "stored TWO: new; gives A a\n", ""},
+        {user, "formula calc TWO 600000.SH --from 20240110 -o two.sqlite", 0, "", ""},
+        {user, "formula add two --text A=OPEN;a=HIGH", 0, "stored two: new; gives A a\n", ""},
+        {user, "formula calc two 600000.SH --from 20240110 -o two.sqlite", 9, "", "letter case"},
         {user, "formula calc MID 10-C-3500.SH", 2, "", "codes of at most 8 characters, not 10-C"},
         // On a straight line each mean lags behind: 5000 a day, shares of 2/13 and 2/27.
         {user, "formula calc MACD 600000.SH --from 20240110 --to 20240111 -f csv", 0,
