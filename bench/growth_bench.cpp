@@ -4,6 +4,8 @@
 // each), so 1 is flat.
 #include <malloc.h>
 
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 #include "compare.h"
@@ -51,16 +53,87 @@ double Collect(const ReadySession& session, int nAnswer, int nDays, int nTimes, 
     return PerRecord(session, nAnswer, nDays, nTimes, results);
 }
 
+// The request for one record and its answer over a bare socket, received in a thread of its own
+// that wakes the one that asked.
+class RawExchange {
+public:
+    explicit RawExchange(const ReadyServer& server)
+        : m_fd(server.Plain().Connect()),
+          m_vecAnswer(server.Answer(0).strBytes.size()),
+          m_thread([this] { Receive(); }) {
+        m_request.head.sDataType = ID_ZPMTELE_REQ_SAVEDATA;
+        m_request.head.nDataLen = sizeof m_request.body;
+        memcpy(m_request.body.chCode, "600000", 6);
+    }
+    ~RawExchange() {
+        shutdown(m_fd.Get(), SHUT_RDWR);
+        m_thread.join();
+    }
+    RawExchange(const RawExchange&) = delete;
+    RawExchange& operator=(const RawExchange&) = delete;
+
+    void Once() {
+        WriteAll(m_fd.Get(), &m_request, sizeof m_request);
+        std::unique_lock lock(m_mutex);
+        m_arrived.wait(lock, [this] { return m_bArrived; });
+        m_bArrived = false;
+    }
+
+private:
+    void Receive() {
+        while (ReadAll(m_fd.Get(), m_vecAnswer.data(), m_vecAnswer.size())) {
+            const std::lock_guard lock(m_mutex);
+            m_bArrived = true;
+            m_arrived.notify_one();
+        }
+    }
+
+    struct {
+        ZPMDefine_MessageHead head;
+        ZPMDefine_RequestSaveData body;
+    } m_request{};
+    Descriptor m_fd;
+    std::vector<char> m_vecAnswer;
+    std::mutex m_mutex;
+    std::condition_variable m_arrived;
+    bool m_bArrived = false;
+    std::thread m_thread;
+};
+
+// Whether the time of a request counts that of its exchange: a request and an answer of one record.
+enum class Exchange { kCounted, kLeftOut };
+
 // Answers of range(0) records against as many records in answers of a hundred thousand.
-void Records(benchmark::State& state, Results results) {
+void Records(benchmark::State& state, Results results, Exchange exchange) {
     constexpr int kUnit = 100000;
     const auto nRecords = static_cast<int>(state.range(0));
     const int nAll = std::max(nRecords, 10 * kUnit);
-    const ReadyServer server({nRecords, kUnit}, kPerPacket);
+    const ReadyServer server({nRecords, kUnit, 1}, kPerPacket);
     const ReadySession session(server.Port());
+    const auto perRecord = [&](int nAnswer, int nEach) {
+        const double nExchange =
+            exchange == Exchange::kLeftOut ? PerRecord(session, 2, 1, 500) / nEach : 0;
+        return Collect(session, nAnswer, 1, nAll / nEach, nAll, results) - nExchange;
+    };
     CompareTimed(
-        state, [&] { return Collect(session, 0, 1, nAll / nRecords, nAll, results); },
-        [&] { return Collect(session, 1, 1, nAll / kUnit, nAll, results); });
+        state, [&] { return perRecord(0, nRecords); }, [&] { return perRecord(1, kUnit); });
+}
+
+// What must be there for an exchange: a request, an answer, a thread that receives it and one that
+// waits for it. Counter "ratio": time of a request for one record over that of its bytes.
+void OneRecord(benchmark::State& state) {
+    constexpr int kTimes = 2000;
+    const ReadyServer server({1}, kPerPacket);
+    const ReadySession session(server.Port());
+    RawExchange raw(server);
+    CompareTimed(
+        state, [&] { return PerRecord(session, 0, 1, kTimes); },
+        [&] {
+            return Seconds([&] {
+                       for (int i = 0; i < kTimes; ++i) raw.Once();
+                   }) /
+                   kTimes;
+        });
 }
 
 // range(0) days of twenty thousand records each against one day, asked for as often.
@@ -97,17 +170,24 @@ void Sessions(benchmark::State& state) {
     CompareTimed(state, together, alone);
 }
 
-#define QRX_GROWTH(what)                            \
-    BENCHMARK_CAPTURE(Records, what, Results::what) \
-        ->RangeMultiplier(10)                       \
-        ->Range(1000, 10000000)                     \
-        ->UseManualTime()                           \
-        ->Iterations(5);                            \
-    BENCHMARK_CAPTURE(Days, what, Results::what)    \
-        ->Arg(5)                                    \
-        ->Arg(50)                                   \
-        ->Arg(250)                                  \
-        ->UseManualTime()                           \
+#define QRX_RECORDS(name, results, exchange)                               \
+    BENCHMARK_CAPTURE(Records, name, Results::results, Exchange::exchange) \
+        ->RangeMultiplier(10)                                              \
+        ->Range(1000, 10000000)                                            \
+        ->UseManualTime()                                                  \
+        ->Iterations(5)
+QRX_RECORDS(kKept, kKept, kCounted);
+QRX_RECORDS(kFreed, kFreed, kCounted);
+QRX_RECORDS(kKeptBesideExchange, kKept, kLeftOut);
+QRX_RECORDS(kFreedBesideExchange, kFreed, kLeftOut);
+BENCHMARK(OneRecord)->UseManualTime()->Iterations(9);
+
+#define QRX_GROWTH(what)                         \
+    BENCHMARK_CAPTURE(Days, what, Results::what) \
+        ->Arg(5)                                 \
+        ->Arg(50)                                \
+        ->Arg(250)                               \
+        ->UseManualTime()                        \
         ->Iterations(5)
 QRX_GROWTH(kKept);
 QRX_GROWTH(kFreed);
