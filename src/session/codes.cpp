@@ -6,6 +6,7 @@
 
 #include "session/framing.h"
 #include "support/assertion.h"
+#include "support/diagnostics.h"
 #include "support/limits.h"
 #include "support/result_memory.h"
 #include "support/strings.h"
@@ -75,10 +76,12 @@ int MarketDataSource::RetrieveCodeTable(const std::string& strMarket, CodeTables
     const int64_t nHeld = (head.nDataLen - kHeadSize) / kItemSize;
     CodeTable codes;
     codes.nCount = static_cast<int>(nItems < nHeld ? nItems : nHeld);
-    if (codes.nCount > qrx::limits::kMaxCodes) return FailedRetrieve(NetworkError(), pInfo);
-    if (codes.nCount > 0) {
+    if (codes.nCount > 0 && codes.nCount <= qrx::limits::kMaxCodes) {
         codes.pCodes.reset(new (std::nothrow) QRXDefine_Code[static_cast<size_t>(codes.nCount)]);
-        if (!codes.pCodes) return FailedRetrieve(NetworkError(), pInfo);
+    }
+    if (codes.nCount > 0 && !codes.pCodes) {
+        ErrPrint("MarketDataSource: can not take a table of %d codes\n", codes.nCount);
+        return FailedRetrieve(NetworkError(), pInfo);
     }
     for (int i = 0; i < codes.nCount; ++i) {
         const char* pItem = pBody.get() + kHeadSize + i * kItemSize;

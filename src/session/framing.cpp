@@ -10,11 +10,8 @@
 #include <memory>
 #include <new>
 
-#include "support/assertion.h"
 #include "support/diagnostics.h"
 #include "support/limits.h"
-
-using qrx::source::kMarketDataSource;
 
 namespace {
 
@@ -91,8 +88,11 @@ int MarketDataSource::NetworkError() {
 }
 
 // Memory of a body with zeroed bytes behind it, pSpent if that is given; null, with a diagnostic,
-// above the ceiling.
+// above the ceiling. A body of no or negative length breaks the contract: the transport refuses, by
+// assertion, to read it.
 char* MarketDataSource::NewBody(int nLen, char* pSpent) {
+    char chNone;
+    if (nLen <= 0) m_net.RecvN(&chNone, nLen);
     char* pBody = pSpent;
     if (pBody == nullptr && nLen <= qrx::limits::kMaxPacketBody) {
         pBody = new (std::nothrow) char[static_cast<size_t>(nLen) + qrx::limits::kBodyPadding];
@@ -117,9 +117,8 @@ int MarketDataSource::RecvHead(ZPMDefine_MessageHead& head) {
     return nResult < 0 ? nResult : CheckHead(head);
 }
 
-// A body of no or negative length breaks the contract; one above the ceiling is a corrupt stream.
+// A body above the ceiling is a corrupt stream.
 int MarketDataSource::CheckHead(const ZPMDefine_MessageHead& head) {
-    QRX_ASSERT(head.nDataLen > 0, "head.nDataLen>0", kMarketDataSource);
     if (head.nDataLen <= qrx::limits::kMaxPacketBody) return 0;
     ErrPrint("MarketDataSource: can not take a packet of %d bytes\n", head.nDataLen);
     return NetworkError();
@@ -139,11 +138,11 @@ int MarketDataSource::RecvBody(const ZPMDefine_MessageHead& head, void* pDst, in
     return nResult < 0 ? nResult : 0;
 }
 
-// Reads a body away in pieces.
+// Reads a body away in pieces; the transport refuses, by assertion, one of no or negative length.
 int MarketDataSource::DropBody(const ZPMDefine_MessageHead& head, int64_t nBodyLeft) {
     const std::unique_ptr<char[]> pPiece(new (std::nothrow) char[qrx::limits::kDrainPiece]);
     if (!pPiece) return NetworkError();
-    while (nBodyLeft > 0) {
+    do {
         const auto nPiece =
             static_cast<int>(std::min<int64_t>(nBodyLeft, qrx::limits::kDrainPiece));
         const int nResult = RecvBody(head, pPiece.get(), nPiece, static_cast<int>(nBodyLeft));
@@ -152,7 +151,7 @@ int MarketDataSource::DropBody(const ZPMDefine_MessageHead& head, int64_t nBodyL
             return nResult;
         }
         nBodyLeft -= nPiece;
-    }
+    } while (nBodyLeft > 0);
     return 0;
 }
 

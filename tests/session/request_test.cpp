@@ -290,13 +290,23 @@ TEST(RequestDeath, MalformedPackets) {
             GetOrders(session.Get());
         },
         "MarketDataSource:[0-9]+: .*Assertion `vecPacketLen\\[i\\]>=sizeof\\(head\\)' failed\\.");
-    strBody.clear();
-    EXPECT_DEATH(
-        {
-            Session session(server.Port());
-            GetOrders(session.Get());
-        },
-        "Assertion");
+    // Bodies of no or negative length; one that nobody asked for is reported before.
+    const std::string strRefused = "SynNKNetWork:[0-9]+: .*RecvN.*Assertion `pDst && nLen' failed";
+    for (const auto& [nLength, bExpected] :
+         {std::pair(0, true), {0, false}, {-3, true}, {-3, false}}) {
+        ScriptedServer lying(Serving([&](Peer& peer, const Message& r) {
+            std::string strPacket = Packet(ID_ZPMTELE_ORDER_V2, r.head.nRequestID - !bExpected, "");
+            memcpy(&strPacket[offsetof(ZPMDefine_MessageHead, nDataLen)], &nLength, sizeof nLength);
+            return peer.Send(strPacket);
+        }));
+        EXPECT_DEATH(
+            {
+                Session session(lying.Port());
+                GetOrders(session.Get());
+            },
+            (bExpected ? "^[^,]*" : "warnning:.*\n.*") + strRefused)
+            << nLength;
+    }
 }
 
 TEST(Request, OneAtATimeOnAHandle) {
