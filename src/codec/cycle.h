@@ -1,15 +1,26 @@
 // The server's cycle codes for the bar cycles of the API (CYCTYPE), as formulas and bars send them.
-// A value that is no cycle becomes 0, which is the server's code for minutes. Deliberate; the bar
-// request's own mapping sends such a value as seconds.
 #ifndef QRX_CODEC_CYCLE_H
 #define QRX_CODEC_CYCLE_H
 
+#include <iterator>
+
+namespace qrx {
+
+// By CYCTYPE: second, minute, day, week, month, quarter, half year, year.
+inline constexpr int kServerCycles[] = {11, 0, 7, 8, 9, 4, 5, 6};
+
+constexpr bool IsCycle(int nCycType) {
+    return nCycType >= 0 && nCycType < static_cast<int>(std::size(kServerCycles));
+}
+
+}  // namespace qrx
+
 namespace BusinessConvertor {
 
+// The server's code of a cycle; 0, its code for minutes, for a cycle that does not exist. T2HReqK
+// sends such a cycle as seconds: the difference is wanted.
 constexpr int T2HCycType(int nCycType) {
-    constexpr int kServerCode[] = {11, 0, 7, 8, 9, 4, 5, 6};  // seconds, minutes, day and longer
-    constexpr int kCycles = sizeof kServerCode / sizeof kServerCode[0];
-    return nCycType >= 0 && nCycType < kCycles ? kServerCode[nCycType] : 0;
+    return qrx::IsCycle(nCycType) ? qrx::kServerCycles[nCycType] : 0;
 }
 
 }  // namespace BusinessConvertor

@@ -1,7 +1,5 @@
-// The request builders and the server's cycle codes.
+// The request builders.
 #include "kline/converters.h"
-
-#include <iterator>
 
 #include "session/code_table.h"
 #include "support/date_time.h"
@@ -9,12 +7,7 @@
 
 namespace {
 
-// By CYCTYPE: second, minute, day, week, month, quarter, half year, year.
-constexpr int kServerCycles[] = {11, 0, 7, 8, 9, 4, 5, 6};
-
-bool IsCycle(int nCycType) {
-    return nCycType >= 0 && nCycType < static_cast<int>(std::size(kServerCycles));
-}
+using qrx::IsCycle;
 
 int PositiveOr(int nValue, int nOtherwise) {
     return nValue >= 1 ? nValue : nOtherwise;
@@ -37,7 +30,7 @@ void FillReqK(const QRXDefine_ReqKLine* pReq, Request* pOut) {
     pOut->nModeFlag = pReq->nModeFlag == 1 || pReq->nModeFlag == 2 ? pReq->nModeFlag : 0;
     pOut->nModeDate = PositiveOr(pReq->nModeDate, 0);
     pOut->nModeSwitch = pReq->nModeSwitch != 0 ? 1 : 0;
-    pOut->nCycType = kServerCycles[IsCycle(nCycType) ? nCycType : CYC_SECOND];
+    pOut->nCycType = qrx::kServerCycles[IsCycle(nCycType) ? nCycType : CYC_SECOND];
     pOut->nCycDef = PositiveOr(pReq->nCycDef, 1);
     pOut->nBeginDate = RequestBegin(pReq->nBeginDate);
     pOut->nEndDate = PositiveOr(pReq->nEndDate, -1);
@@ -55,10 +48,6 @@ void T2HReqK(const QRXDefine_ReqKLine* pReq, ZPMDefine_RequestKData* pOut, int, 
 
 void T2HReqK(const QRXDefine_ReqKLine* pReq, ZPMDefine_RequestKData_Option* pOut, int, int) {
     FillReqK(pReq, pOut);
-}
-
-int T2HCycType(int nCycType) {
-    return IsCycle(nCycType) ? kServerCycles[nCycType] : 0;
 }
 
 }  // namespace BusinessConvertor

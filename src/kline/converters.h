@@ -5,6 +5,7 @@
 
 #include <qrx/kline.h>
 
+#include "codec/cycle.h"
 #include "codec/kline_records.h"
 #include "kline/filled_bar.h"
 #include "ticks/converters.h"
@@ -32,10 +33,6 @@ QRX_CONVERTER(HKDataIndex2T, ZPMDefine_KData_Index, QRXDefine_KLine)
 // caller cleared them, and ignore the two numbers (callers pass 0 and -1).
 void T2HReqK(const QRXDefine_ReqKLine* pReq, ZPMDefine_RequestKData* pOut, int, int);
 void T2HReqK(const QRXDefine_ReqKLine* pReq, ZPMDefine_RequestKData_Option* pOut, int, int);
-
-// The server's code of a cycle; 0 for a cycle that does not exist. T2HReqK sends such a cycle as
-// seconds: the difference is wanted.
-int T2HCycType(int nCycType);
 
 }  // namespace BusinessConvertor
 

@@ -138,8 +138,10 @@ int MarketDataSource::RecvBody(const ZPMDefine_MessageHead& head, void* pDst, in
     return nResult < 0 ? nResult : 0;
 }
 
-// Reads a body away in pieces; the transport refuses, by assertion, one of no or negative length.
+// Reads the rest of a body away in pieces. The transport refuses, by assertion, to read a body of
+// no or negative length.
 int MarketDataSource::DropBody(const ZPMDefine_MessageHead& head, int64_t nBodyLeft) {
+    if (nBodyLeft == 0 && head.nDataLen > 0) return 0;
     const std::unique_ptr<char[]> pPiece(new (std::nothrow) char[qrx::limits::kDrainPiece]);
     if (!pPiece) return NetworkError();
     do {
