@@ -186,7 +186,8 @@ void MarketDataSource::LockForClose() {
 int MarketDataSource::Close() {
     constexpr int kPollMs = 20;
     m_bQuit = 1;
-    m_net.AbortRead();
+    // The read is aborted only once the status is known: an exchange that fails at once leaves it
+    // as if there had been nothing to close.
     LockForClose();
     if (m_nNetworkStatus == NET_CLOSED || m_nNetworkStatus == NET_SET_SERVER) {
         m_lock.UnLock();
