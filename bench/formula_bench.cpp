@@ -25,7 +25,8 @@ void Windows(benchmark::State& state, const WindowFunction& function) {
     std::vector<double> out(kRows);
     const auto with = [&](size_t nWindow) {
         return [&, nWindow] {
-            benchmark::DoNotOptimize(function.pfn({prices.data(), kRows, 0}, nWindow, out.data()));
+            benchmark::DoNotOptimize(function.pfn({prices.data(), kRows, 0}, nWindow, out.data(),
+                                                  *std::pmr::new_delete_resource()));
         };
     };
     qrx::bench::Compare(state, with(500), with(5));

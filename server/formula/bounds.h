@@ -19,8 +19,8 @@ struct Bounds {
     // Instructions of the interpreter; a function over a column counts an eighth of its rows.
     // About a second.
     uint64_t nSteps = 100'000'000;
-    // Everything the run holds, columns included; on top comes what one function needs while it
-    // works, at most some 64 MB, as kMaxRows bounds it.
+    // Everything the run holds: columns, too, and what a function needs while it works (AVEDEV over
+    // kMaxRows in a window of as many: some 64 MB).
     size_t nBytes = size_t{256} << 20;
     // Processor time of the run's thread, so that a busy machine refuses no more than an idle one.
     int64_t nMilliseconds = 5000;

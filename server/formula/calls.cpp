@@ -4,6 +4,7 @@
 
 #include "formula/functions.h"
 #include "formula/language.h"
+#include "formula/sandbox.h"
 #include "formula/values.h"
 
 namespace qrx::server::formula {
@@ -22,7 +23,7 @@ int FailArgument(lua_State* L, const char* szFunction, int nArgument, const char
                       TypeName(L, nArgument));
 }
 
-// What the kernels throw (there is no memory) becomes an error of the formula.
+// What the kernels throw (there is no memory, or a bound is met) becomes an error of the formula.
 template <class Work>
 void Guarded(lua_State* L, Work work) {
     bool bDone = false;
@@ -31,7 +32,9 @@ void Guarded(lua_State* L, Work work) {
         bDone = true;
     } catch (const std::exception&) {
     }
-    if (!bDone) luaL_error(L, "not enough memory");
+    if (bDone) return;
+    Sandbox::Spend(L, 0);
+    luaL_error(L, "not enough memory");
 }
 
 Column* ColumnArgument(lua_State* L, const char* szFunction, int nArgument) {
@@ -74,7 +77,9 @@ int CallWindow(lua_State* L) {
     Column* pIn = ColumnArgument(L, row.szName, 1);
     const size_t nWindow = WindowArgument(L, row.szName, 2, row.nLeast);
     Column* pOut = NewColumn(L, pIn->nRows, pIn->nRows, row.nCost);
-    Guarded(L, [&] { pOut->nStart = row.pfn(pIn->View(), nWindow, pOut->Cells()); });
+    Guarded(L, [&] {
+        pOut->nStart = row.pfn(pIn->View(), nWindow, pOut->Cells(), Sandbox::Of(L).Memory());
+    });
     return 1;
 }
 

@@ -29,6 +29,7 @@ struct Totals {
 // Totals by rank, in the manner of Fenwick: node i covers the ranks from i - (lowest bit of i) on.
 class RankTree {
 public:
+    explicit RankTree(Scratch& scratch) : m_vecNodes(&scratch) {}
     void Clear(size_t nRanks) { m_vecNodes.assign(nRanks + 1, Totals{}); }
     void Add(size_t nRank, Wide nValue, int nRows) {
         for (size_t i = nRank + 1; i < m_vecNodes.size(); i += i & (~i + 1)) {
@@ -47,11 +48,14 @@ public:
     }
 
 private:
-    std::vector<Totals> m_vecNodes;
+    std::pmr::vector<Totals> m_vecNodes;
 };
 
 class Stretch {
 public:
+    explicit Stretch(Scratch& scratch)
+        : m_tree(scratch), m_vecOrder(&scratch), m_vecSorted(&scratch), m_vecRanks(&scratch) {}
+
     // The deviations of the rows from nFirst to nEnd, in place of their means in pOut.
     void Work(const ColumnView& in, size_t nWindow, size_t nFirst, size_t nEnd, double* pOut) {
         const size_t nBegin = nFirst + 1 - nWindow;
@@ -94,11 +98,13 @@ private:
 
     void Rank(const double* pCells, size_t nRows) {
         m_vecOrder.clear();
+        m_vecOrder.reserve(nRows);
         for (size_t i = 0; i < nRows; ++i) {
             if (std::isfinite(pCells[i])) m_vecOrder.emplace_back(pCells[i], i);
         }
         std::sort(m_vecOrder.begin(), m_vecOrder.end());
         m_vecSorted.clear();
+        m_vecSorted.reserve(nRows);
         m_vecRanks.resize(nRows);
         for (const auto& [f, i] : m_vecOrder) {
             m_vecRanks[i] = m_vecSorted.size();
@@ -117,17 +123,17 @@ private:
     }
 
     RankTree m_tree;
-    std::vector<std::pair<double, size_t>> m_vecOrder;
-    std::vector<double> m_vecSorted;
-    std::vector<size_t> m_vecRanks;
+    std::pmr::vector<std::pair<double, size_t>> m_vecOrder;
+    std::pmr::vector<double> m_vecSorted;
+    std::pmr::vector<size_t> m_vecRanks;
     double m_fScale = 1;  // a power of two
 };
 
 }  // namespace
 
-size_t MeanDeviation(const ColumnView& in, size_t nWindow, double* pOut) {
-    const size_t nStart = Mean(in, nWindow, pOut);
-    Stretch stretch;
+size_t MeanDeviation(const ColumnView& in, size_t nWindow, double* pOut, Scratch& scratch) {
+    const size_t nStart = Mean(in, nWindow, pOut, scratch);
+    Stretch stretch(scratch);
     const size_t nStep = std::max(kStretch, nWindow);
     for (size_t nFirst = nStart; nFirst < in.nRows; nFirst += nStep) {
         stretch.Work(in, nWindow, nFirst, std::min(nFirst + nStep, in.nRows), pOut);

@@ -71,45 +71,48 @@ struct Extreme {
 
 // A window of 0: all rows so far.
 template <class Sum, class Emit>
-size_t SlideOrGrow(const ColumnView& in, size_t nWindow, Emit emit) {
-    return nWindow == 0 ? Grow<Sum>(in, emit) : Slide<Sum>(in, nWindow, emit);
+size_t SlideOrGrow(const ColumnView& in, size_t nWindow, Scratch& scratch, Emit emit) {
+    return nWindow == 0 ? Grow<Sum>(in, emit) : Slide<Sum>(in, nWindow, scratch, emit);
 }
 
-size_t Sum(const ColumnView& in, size_t nWindow, double* pOut) {
-    return SlideOrGrow<Total>(in, nWindow, [=](size_t i, const Total& t) { pOut[i] = t.fSum; });
+size_t Sum(const ColumnView& in, size_t nWindow, double* pOut, Scratch& scratch) {
+    return SlideOrGrow<Total>(in, nWindow, scratch,
+                              [=](size_t i, const Total& t) { pOut[i] = t.fSum; });
 }
 
-size_t WeightedMean(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t WeightedMean(const ColumnView& in, size_t nWindow, double* pOut, Scratch& scratch) {
     const auto n = static_cast<double>(nWindow);
     const double fWeights = n * (n + 1) / 2;
-    return Slide<Weighted>(in, nWindow,
+    return Slide<Weighted>(in, nWindow, scratch,
                            [=](size_t i, const Weighted& w) { pOut[i] = w.fWeighted / fWeights; });
 }
 
-size_t StandardDeviation(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t StandardDeviation(const ColumnView& in, size_t nWindow, double* pOut, Scratch& scratch) {
     const auto fLess = static_cast<double>(nWindow - 1);
-    return Slide<Spread>(
-        in, nWindow, [=](size_t i, const Spread& s) { pOut[i] = std::sqrt(s.fSquares / fLess); });
+    return Slide<Spread>(in, nWindow, scratch, [=](size_t i, const Spread& s) {
+        pOut[i] = std::sqrt(s.fSquares / fLess);
+    });
 }
 
-size_t Slope(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t Slope(const ColumnView& in, size_t nWindow, double* pOut, Scratch& scratch) {
     const auto n = static_cast<double>(nWindow);
     const double fSquares = n * (n * n - 1) / 12;  // of the distances from the middle row
-    return Slide<Trend>(in, nWindow,
+    return Slide<Trend>(in, nWindow, scratch,
                         [=](size_t i, const Trend& t) { pOut[i] = t.fProducts / fSquares; });
 }
 
 template <int nSign>
-size_t Furthest(const ColumnView& in, size_t nWindow, double* pOut) {
-    return SlideOrGrow<Extreme<nSign>>(in, nWindow, [=](size_t i, const Extreme<nSign>& e) {
-        pOut[i] = e.nSpoilt != 0 ? kNoNumber : e.f;
-    });
+size_t Furthest(const ColumnView& in, size_t nWindow, double* pOut, Scratch& scratch) {
+    return SlideOrGrow<Extreme<nSign>>(
+        in, nWindow, scratch,
+        [=](size_t i, const Extreme<nSign>& e) { pOut[i] = e.nSpoilt != 0 ? kNoNumber : e.f; });
 }
 template <int nSign>
-size_t RowsSinceFurthest(const ColumnView& in, size_t nWindow, double* pOut) {
-    return SlideOrGrow<Extreme<nSign>>(in, nWindow, [=](size_t i, const Extreme<nSign>& e) {
-        pOut[i] = e.nSpoilt != 0 ? kNoNumber : static_cast<double>(i - e.nRow);
-    });
+size_t RowsSinceFurthest(const ColumnView& in, size_t nWindow, double* pOut, Scratch& scratch) {
+    return SlideOrGrow<Extreme<nSign>>(
+        in, nWindow, scratch, [=](size_t i, const Extreme<nSign>& e) {
+            pOut[i] = e.nSpoilt != 0 ? kNoNumber : static_cast<double>(i - e.nRow);
+        });
 }
 
 // Whole numbers may be taken out of a running total.
@@ -125,24 +128,24 @@ size_t CountTrue(const ColumnView& in, size_t nWindow, Emit emit) {
     }
     return in.nStart + (nWindow == 0 ? 0 : nWindow - 1);
 }
-size_t Count(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t Count(const ColumnView& in, size_t nWindow, double* pOut, Scratch&) {
     return CountTrue(in, nWindow,
                      [=](size_t i, size_t nTrue) { pOut[i] = static_cast<double>(nTrue); });
 }
-size_t Every(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t Every(const ColumnView& in, size_t nWindow, double* pOut, Scratch&) {
     return CountTrue(in, nWindow, [=](size_t i, size_t nTrue) { pOut[i] = nTrue == nWindow; });
 }
-size_t Exist(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t Exist(const ColumnView& in, size_t nWindow, double* pOut, Scratch&) {
     return CountTrue(in, nWindow, [=](size_t i, size_t nTrue) { pOut[i] = nTrue != 0; });
 }
 
-size_t Back(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t Back(const ColumnView& in, size_t nWindow, double* pOut, Scratch&) {
     if (nWindow >= in.nRows - in.nStart) return in.nRows;
     std::copy(in.pCells + in.nStart, in.pCells + (in.nRows - nWindow), pOut + in.nStart + nWindow);
     return in.nStart + nWindow;
 }
 
-size_t Exponential(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t Exponential(const ColumnView& in, size_t nWindow, double* pOut, Scratch&) {
     return Smooth(in, 2 / (static_cast<double>(nWindow) + 1), pOut);
 }
 
@@ -170,9 +173,10 @@ std::span<const WindowFunction> WindowFunctions() {
     return kWindowFunctions;
 }
 
-size_t Mean(const ColumnView& in, size_t nWindow, double* pOut) {
+size_t Mean(const ColumnView& in, size_t nWindow, double* pOut, Scratch& scratch) {
     const auto n = static_cast<double>(nWindow);
-    return Slide<Total>(in, nWindow, [=](size_t i, const Total& t) { pOut[i] = t.fSum / n; });
+    return Slide<Total>(in, nWindow, scratch,
+                        [=](size_t i, const Total& t) { pOut[i] = t.fSum / n; });
 }
 
 size_t Smooth(const ColumnView& in, double fShare, double* pOut) {

@@ -57,6 +57,23 @@ void* Sandbox::Allocate(void* pOwner, void* p, size_t nOld, size_t nNew) {
     return pNew;
 }
 
+void* Sandbox::CountedMemory::do_allocate(size_t nBytes, size_t nAlignment) {
+    void* p =
+        nAlignment > alignof(std::max_align_t) ? nullptr : Allocate(&m_sandbox, nullptr, 0, nBytes);
+    if (p == nullptr && m_sandbox.m_met == Bound::None) {
+        // As the interpreter does: what nobody holds any more goes before anything is refused.
+        lua_gc(m_sandbox.State(), LUA_GCCOLLECT);
+        p = Allocate(&m_sandbox, nullptr, 0, nBytes);
+        if (p == nullptr && m_sandbox.m_met == Bound::None) m_sandbox.m_met = Bound::Memory;
+    }
+    if (p == nullptr) throw std::bad_alloc();
+    return p;
+}
+
+void Sandbox::CountedMemory::do_deallocate(void* p, size_t nBytes, size_t) {
+    Allocate(&m_sandbox, p, nBytes, 0);
+}
+
 bool Sandbox::IsLate() {
     if (m_met == Bound::None && ThreadMilliseconds() > m_nEnd) m_met = Bound::Time;
     return m_met != Bound::None;

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <memory_resource>
 #include <string>
 
 #include "formula/bounds.h"
@@ -29,6 +30,10 @@ public:
     // Calls pfn(pArgument) protected, with every bound in force. Throws FormulaError.
     void Run(lua_CFunction pfn, void* pArgument);
 
+    // For what a function needs while it works: counts like what the state holds. Beyond a bound
+    // it throws bad_alloc; Spend raises the error then.
+    std::pmr::memory_resource& Memory() { return m_memory; }
+
     // For functions that work without the interpreter's steps. Raises an error when a bound is met.
     static void Spend(lua_State* L, uint64_t nSteps);
 
@@ -41,6 +46,20 @@ private:
     bool IsLate();
     std::string BoundText() const;
 
+    class CountedMemory final : public std::pmr::memory_resource {
+    public:
+        explicit CountedMemory(Sandbox& sandbox) : m_sandbox(sandbox) {}
+
+    private:
+        void* do_allocate(size_t nBytes, size_t nAlignment) override;
+        void do_deallocate(void* p, size_t nBytes, size_t nAlignment) override;
+        bool do_is_equal(const memory_resource& other) const noexcept override {
+            return this == &other;
+        }
+
+        Sandbox& m_sandbox;
+    };
+
     struct Closer {
         void operator()(lua_State* L) const { lua_close(L); }
     };
@@ -50,6 +69,7 @@ private:
     uint64_t m_nSteps = 0;
     int64_t m_nEnd;  // processor time of the thread, ms
     size_t m_nBytes = 0;
+    CountedMemory m_memory{*this};
     std::unique_ptr<lua_State, Closer> m_pState;  // goes first: it frees through the allocator
 };
 

@@ -10,6 +10,7 @@
 #define QRX_SERVER_FORMULA_WINDOWS_H
 
 #include <algorithm>
+#include <memory_resource>
 #include <vector>
 
 #include "formula/column.h"
@@ -19,10 +20,11 @@ namespace qrx::server::formula {
 // Calls emit(row, sum of the nWindow rows that end there) for each row that has so many; returns
 // the first such row, or nRows.
 template <class Sum, class Emit>
-size_t Slide(const ColumnView& in, size_t nWindow, Emit emit) {
+size_t Slide(const ColumnView& in, size_t nWindow, std::pmr::memory_resource& scratch, Emit emit) {
     if (nWindow > in.nRows - in.nStart) return in.nRows;
-    std::vector<Sum> vecEnds(nWindow);  // [j]: rows j and later of the block before
-    std::vector<Sum> vecNextEnds(nWindow);
+    // [j]: rows j and later of the block before
+    std::pmr::vector<Sum> vecEnds(nWindow, &scratch);
+    std::pmr::vector<Sum> vecNextEnds(nWindow, &scratch);
     for (size_t nBlock = in.nStart; nBlock < in.nRows; nBlock += nWindow) {
         const size_t nBlockRows = std::min(nWindow, in.nRows - nBlock);
         const bool bMore = nBlock + nBlockRows < in.nRows;

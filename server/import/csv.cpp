@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <set>
 
@@ -43,6 +44,7 @@ double LineReader::Progress() const {
 }
 
 bool LineReader::Fill() {
+    if (!m_pFile) return false;
     m_strBuffer.erase(0, m_nBegin);
     m_nBegin = 0;
     const size_t nHeld = m_strBuffer.size();
@@ -73,7 +75,7 @@ bool LineReader::Next(std::string_view& strLine) {
             nScanned = nHeld;
             if (Fill()) continue;
             if (nHeld == 0) return false;
-            pBegin = m_strBuffer.data();  // the last line lacks its end
+            pBegin = m_strBuffer.data() + m_nBegin;  // the last line lacks its end
             nLine = nHeld;
             m_nBegin = m_strBuffer.size();
         }
@@ -84,10 +86,58 @@ bool LineReader::Next(std::string_view& strLine) {
     }
 }
 
+bool LineReader::NextLines(std::string& strLines) {
+    size_t nEnd = m_strBuffer.rfind('\n');
+    while (nEnd == std::string::npos || nEnd < m_nBegin) {
+        if (!Fill()) {
+            if (m_nBegin == m_strBuffer.size()) return false;
+            nEnd = m_strBuffer.size() - 1;  // the last line lacks its end
+            ++m_nLine;
+            break;
+        }
+        nEnd = m_strBuffer.rfind('\n');
+    }
+    std::string strRest = m_strBuffer.substr(nEnd + 1);
+    m_strBuffer.resize(nEnd + 1);
+    m_strBuffer.erase(0, std::exchange(m_nBegin, 0));
+    strLines = std::exchange(m_strBuffer, std::move(strRest));
+    m_nLine += std::count(strLines.begin(), strLines.end(), '\n');
+    return true;
+}
+
+namespace {
+
+// A line without quotes: eight characters at a time, as fields are too short for a search each.
+void SplitAtCommas(std::string_view strLine, std::vector<std::string_view>& vecFields) {
+    constexpr uint64_t kLow = 0x7F7F7F7F7F7F7F7F;
+    const char* pField = strLine.data();
+    const auto endField = [&](const char* pEnd) {
+        while (pField != pEnd && *pField == ' ') ++pField;
+        vecFields.emplace_back(pField, static_cast<size_t>(pEnd - pField));
+        pField = pEnd + 1;
+    };
+    size_t i = 0;
+    for (; i + 8 <= strLine.size(); i += 8) {
+        uint64_t nBytes;
+        memcpy(&nBytes, strLine.data() + i, sizeof nBytes);
+        nBytes ^= 0x2C2C2C2C2C2C2C2C;  // a comma is 0 then, and its high bit is set below
+        for (uint64_t n = ~(((nBytes & kLow) + kLow) | nBytes | kLow); n != 0; n &= n - 1) {
+            endField(strLine.data() + i + std::countr_zero(n) / 8);
+        }
+    }
+    for (; i < strLine.size(); ++i) {
+        if (strLine[i] == ',') endField(strLine.data() + i);
+    }
+    endField(strLine.data() + strLine.size());
+}
+
+}  // namespace
+
 void SplitFields(std::string_view strLine, std::vector<std::string_view>& vecFields,
                  std::vector<std::unique_ptr<std::string>>& vecScratch) {
     vecFields.clear();
     vecScratch.clear();
+    if (strLine.find('"') == std::string_view::npos) return SplitAtCommas(strLine, vecFields);
     size_t i = 0;
     while (true) {
         while (i < strLine.size() && strLine[i] == ' ') ++i;
@@ -199,6 +249,7 @@ void Columns::Split(std::string_view strLine, int64_t nLine) {
         throw ImportError(nLine, std::to_string(m_vecFields.size()) + " fields where at least " +
                                      std::to_string(m_nNeeded) + " are needed");
     }
+    if (m_vecFields.size() == m_nFileColumns && m_vecConstants.empty()) return;
     m_vecFields.resize(m_nFileColumns);
     m_vecFields.insert(m_vecFields.end(), m_vecConstants.begin(), m_vecConstants.end());
 }

@@ -29,9 +29,14 @@ struct ImportError : std::runtime_error {
 class LineReader {
 public:
     explicit LineReader(const std::string& strPath);
+    // Over lines of a file behind its first nBefore ones.
+    LineReader(std::string strLines, int64_t nBefore)
+        : m_strBuffer(std::move(strLines)), m_nLine(nBefore) {}
 
     // The next line without its end; valid until the next call.
     bool Next(std::string_view& strLine);
+    // The next lines, whole, about as many as are read from the file at a time.
+    bool NextLines(std::string& strLines);
     int64_t Line() const { return m_nLine; }
     double Progress() const;  // 0 to 1, by what is read of the file on disk
 
@@ -48,7 +53,7 @@ private:
     double m_fBytes = 0;  // of the file on disk
 };
 
-// Splits a line at its commas. Quoted fields may hold commas and doubled quotes; strScratch keeps
+// Splits a line at its commas. Quoted fields may hold commas and doubled quotes; vecScratch keeps
 // the few that had to be rewritten.
 void SplitFields(std::string_view strLine, std::vector<std::string_view>& vecFields,
                  std::vector<std::unique_ptr<std::string>>& vecScratch);
@@ -64,6 +69,13 @@ public:
     // vecOurs: every name that this import knows.
     Columns(std::string_view strHeader, const NamePairs& vecMap, const NamePairs& vecSet,
             const std::vector<std::string>& vecOurs);
+    // The same columns, for other rows of the file.
+    Columns(const Columns& other)
+        : m_mapPlaces(other.m_mapPlaces),
+          m_vecConstants(other.m_vecConstants),
+          m_nFileColumns(other.m_nFileColumns),
+          m_nNeeded(other.m_nNeeded) {}
+    Columns& operator=(const Columns&) = delete;
 
     // Splits a row; throws ImportError when it has fewer fields than the columns that are used
     // need.

@@ -17,8 +17,10 @@ namespace qrx::server {
 template <class Row>
 void DateRows(std::vector<Row>& vecRows, NightForm nightForm) {
     TradingDays days;
+    int nLastDate = 0;
     for (const Row& row : vecRows) {
-        if (!IsNight(row.nTime)) days.AddDayRow(row.nDate);
+        if (IsNight(row.nTime) || row.nDate == nLastDate) continue;
+        days.AddDayRow(nLastDate = row.nDate);
     }
     for (Row& row : vecRows) {
         if (row.nDay != 0) continue;

@@ -1,22 +1,25 @@
-// Files of records that are stored by trading day, row by row: one template for all kinds. Rows are
-// gathered by security and dated (a night belongs to the day that follows); what is special to a
-// record stands in import/day_records.h, how days are written in import/day_writer.h.
+// Files of records that are stored by trading day: one template for all kinds. Blocks of lines are
+// parsed ahead by other threads, and taken up in the order of the file. Rows are gathered by
+// security and dated (a night belongs to the day that follows); what is special to a record stands
+// in import/day_records.h, how lines are parsed in import/day_parser.h, how days are written in
+// import/day_writer.h.
 #include "import/importers.h"
 
+#include <algorithm>
+#include <list>
 #include <map>
-#include <optional>
 #include <set>
 #include <utility>
 
+#include "import/ahead.h"
 #include "import/date_rows.h"
+#include "import/day_parser.h"
 #include "import/day_writer.h"
 #include "import/progress.h"
 #include "import/row_reader.h"
 
 namespace qrx::server {
 namespace {
-
-using G = FieldGroup;
 
 template <class Record>
 class DayImporter final : public Importer {
@@ -25,24 +28,25 @@ public:
 
     ImportResult ImportFile(const std::string& strPath) override {
         m_mapSecurities.clear();
-        m_pLast = nullptr;
+        m_listRecords.clear();
         ImportResult result;
         LineReader lines(strPath);
         ProgressBar progress(strPath, m_options.bProgress);
-        RowReader rows(lines, m_options, ColumnNames());
-        Bind(rows);
-        while (rows.Next()) {
-            ReadRow(rows, lines.Line(), result);
-            if ((++result.nRows & 0xFFF) == 0) progress.Show(lines.Progress(), result.nRows);
-        }
+        const RowReader header(lines, m_options, DayParser<Record>::ColumnNames());
+        const DayParser<Record> parser(header.GetColumns(), m_options.bCumulative);
+        ReadAhead(lines, header, parser, [&](ParsedLines<Record>& parsed) {
+            TakeUp(parsed, result);
+            progress.Show(lines.Progress(), result.nRows);
+        });
         Store::Batch batch(m_store);
         std::set<std::string> setWritten;
-        DayWriter<Record> writer(m_store, m_options.bAppend, m_setWritten, *m_volume, *m_turnover,
-                                 m_vecLayouts[0].bIndex);
+        DayWriter<Record> writer(m_store, m_options.bAppend, m_setWritten, parser.Volume(),
+                                 parser.Turnover(), parser.HasIndex());
         for (auto& [strKey, security] : m_mapSecurities) {
             DateRows(security.vecRows, m_options.nightForm);
             writer.WriteDays(security, setWritten, result);
         }
+        writer.Finish();
         batch.Commit();
         m_setWritten.merge(setWritten);
         return result;
@@ -51,129 +55,84 @@ public:
 private:
     using Security = DayRows<Record>;
 
-    std::vector<std::string> ColumnNames() const {
-        std::vector<std::string> vec;
-        for (const auto& layout : Traits<Record>::Layouts()) {
-            for (const auto& field : layout.vecFields) {
-                vec.push_back(layout.strPrefix + field.strColumn);
+    // Calls take with what the lines say, block by block. A file that cannot be read on is refused
+    // behind whatever is to be refused of the lines before.
+    template <class Take>
+    static void ReadAhead(LineReader& lines, const RowReader& header,
+                          const DayParser<Record>& parser, Take take) {
+        Ahead<ParsedLines<Record>> ahead;
+        std::optional<ImportError> unreadable;
+        for (bool bMore = true; bMore || !ahead.IsEmpty();) {
+            if (!bMore || ahead.IsFull()) {
+                ParsedLines<Record> parsed = ahead.Take();
+                take(parsed);
+                continue;
+            }
+            std::string strLines;
+            const int64_t nBefore = lines.Line();
+            try {
+                bMore = lines.NextLines(strLines);
+            } catch (const ImportError& error) {
+                unreadable = error;
+                bMore = false;
+            }
+            if (!bMore) continue;
+            const auto nLines = static_cast<size_t>(lines.Line() - nBefore);
+            ahead.Give(
+                [&header, &parser, nBefore, nLines, strLines = std::move(strLines)]() mutable {
+                    LineReader block(std::move(strLines), nBefore);
+                    RowReader rows(header, block);
+                    return parser.Parse(rows, nLines);
+                });
+        }
+        if (unreadable) throw *unreadable;
+    }
+
+    // Puts rows to those of their securities.
+    void TakeUp(ParsedLines<Record>& parsed, ImportResult& result) {
+        for (size_t i = 0; i < parsed.vecRuns.size(); ++i) {
+            const SecurityRun& run = parsed.vecRuns[i];
+            Security& security = FindSecurity(run);
+            const bool bLast = i + 1 == parsed.vecRuns.size();
+            const auto end = bLast ? parsed.vecRows.end()
+                                   : parsed.vecRows.begin() +
+                                         static_cast<ptrdiff_t>(parsed.vecRuns[i + 1].nFirst);
+            const auto begin = parsed.vecRows.begin() + static_cast<ptrdiff_t>(run.nFirst);
+            for (auto it = begin; it != end; ++it) FitToType(*it->pRecord, security.code.nType);
+            security.vecRows.insert(security.vecRows.end(), begin, end);
+            const size_t nEnd =
+                bLast ? parsed.vecReferences.size() : parsed.vecRuns[i + 1].nReference;
+            for (size_t k = run.nReference; k < nEnd; ++k) {
+                const auto& [nDay, reference] = parsed.vecReferences[k];
+                security.mapReferences[nDay] = reference;
             }
         }
-        if constexpr (HasVolume<Record>) vec.insert(vec.end(), {"acc_volume", "acc_turnover"});
-        for (const auto& field : ReferenceFields()) vec.push_back(field.strColumn);
-        return vec;
+        if (parsed.refusal) throw *parsed.refusal;
+        result.nRows += parsed.nRows;
+        result.nRecords += static_cast<int64_t>(parsed.vecRows.size());
+        m_listRecords.push_back(std::move(parsed.vecRecords));
     }
 
-    static std::vector<Field> ReferenceFields() {
-        if constexpr (kKindOf<Record> == DayKind::Snapshot) return FieldsOf({G::FutureDay});
-        return {};
-    }
-
-    void Bind(const RowReader& rows) {
-        const Columns& columns = rows.GetColumns();
-        m_volume.emplace(columns, "volume", m_options.bCumulative);
-        m_turnover.emplace(columns, "turnover", m_options.bCumulative);
-        m_vecLayouts.clear();
-        for (const auto& layout : Traits<Record>::Layouts()) {
-            if (columns.Find(layout.strPrefix + "price") < 0) continue;
-            BoundLayout bound{{},
-                              layout.nSide,
-                              columns.Find(layout.strPrefix + "items") >= 0,
-                              columns.Find("index") >= 0};
-            for (const auto& field : layout.vecFields) {
-                if (field.kind == FieldKind::Date || field.kind == FieldKind::Time) continue;
-                if (HasVolume<Record> && IsQuantity(field.strColumn)) continue;
-                const int nColumn = columns.Find(layout.strPrefix + field.strColumn);
-                if (nColumn >= 0) bound.vecFields.push_back({field, nColumn});
-            }
-            m_vecLayouts.push_back(std::move(bound));
-        }
-        if (m_vecLayouts.empty() || m_vecLayouts[0].nSide == 0) {
-            for (const char* sz : Traits<Record>::kRequired) columns.Require(sz);
-        }
-        m_vecReference.clear();
-        for (const auto& field : ReferenceFields()) {
-            m_vecReference.push_back({field, columns.Find(field.strColumn)});
-        }
-    }
-
-    static bool IsQuantity(const std::string& str) {
-        return str == "volume" || str == "turnover" || str == "acc_volume" || str == "acc_turnover";
-    }
-
-    void ReadRow(const RowReader& rows, int64_t nLine, ImportResult& result) {
-        rows.ReadStamp(m_stamp);
-        Security& security = FindSecurity(rows);
-        Row<Record> row{nLine, m_stamp.nDay, m_stamp.nDate, m_stamp.nTime, {}, {}, {}};
-        if constexpr (HasVolume<Record>) {
-            ReadQuantity(rows, *m_volume, FieldKind::Volume, "volume", row.volume);
-            ReadQuantity(rows, *m_turnover, FieldKind::Amount, "turnover", row.turnover);
-        }
-        for (const auto& layout : m_vecLayouts) {
-            row.record = {};
-            row.record.nTime = row.nTime;
-            for (const auto& [field, nColumn] : layout.vecFields) {
-                const int64_t nValue = rows.Value(field, nColumn);
-                // Little-endian: the low bytes come first.
-                memcpy(reinterpret_cast<char*>(&row.record) + field.nOffset, &nValue, field.nWidth);
-            }
-            if (!FinishRecord(row.record, layout, security.code.nType)) continue;
-            security.vecRows.push_back(row);
-            ++result.nRecords;
-        }
-        if (!m_vecReference.empty()) ReadReference(rows, security, row.nDay);
-    }
-
-    void ReadQuantity(const RowReader& rows, const QuantityColumns& columns, FieldKind kind,
-                      const char* szName, Quantity& quantity) const {
-        const Field field{G::Tick, szName, kind, 0, 8};
-        if (columns.nRow >= 0) quantity.nRow = rows.Value(field, columns.nRow);
-        if (columns.nSum >= 0) quantity.nSum = rows.Value(field, columns.nSum);
-    }
-
-    void ReadReference(const RowReader& rows, Security& security, int nDay) const {
-        int values[3] = {};
-        bool bAny = false;
-        for (size_t i = 0; i < 3; ++i) {
-            const auto& [field, nColumn] = m_vecReference[i];
-            if (nColumn < 0) continue;
-            values[i] = static_cast<int>(rows.Value(field, nColumn));
-            bAny = true;
-        }
-        // Day 0 stands for rows whose trading day is found later: the last ones hold for all.
-        if (bAny) security.mapReferences[nDay] = {values[0], values[1], values[2]};
-    }
-
-    Security& FindSecurity(const RowReader& rows) {
-        if (m_pLast != nullptr && m_stamp.strCode == m_strLastCode &&
-            m_stamp.strMarket == m_strLastMarket) {
-            return *m_pLast;
-        }
-        const std::string strKey = m_stamp.strMarket + "\n" + m_stamp.strCode;
+    Security& FindSecurity(const SecurityRun& run) {
+        const std::string strKey = run.strMarket + "\n" + run.strCode;
         auto it = m_mapSecurities.find(strKey);
         if (it == m_mapSecurities.end()) {
-            const auto code = m_store.FindCode(m_stamp.strMarket, m_stamp.strCode);
+            const auto code = m_store.FindCode(run.strMarket, run.strCode);
             if (!code) {
-                rows.Refuse(m_stamp.strCode + "." + m_stamp.strMarket +
-                            " is in no code table (import codes first)");
+                throw ImportError(run.nLine, run.strCode + "." + run.strMarket +
+                                                 " is in no code table (import codes first)");
             }
-            it = m_mapSecurities.emplace(strKey, Security{m_stamp.strMarket, *code, {}, {}}).first;
+            it = m_mapSecurities.emplace(strKey, Security{run.strMarket, *code, {}, {}}).first;
         }
-        m_strLastCode = m_stamp.strCode;
-        m_strLastMarket = m_stamp.strMarket;
-        m_pLast = &it->second;
-        return *m_pLast;
+        return it->second;
     }
 
     Store& m_store;
     ImportOptions m_options;
-    std::map<std::string, Security> m_mapSecurities;  // of the file that is read
-    std::set<std::string> m_setWritten;               // days that earlier files have begun
-    std::vector<BoundLayout> m_vecLayouts;
-    std::vector<Bound> m_vecReference;
-    std::optional<QuantityColumns> m_volume, m_turnover;
-    RowStamp m_stamp;
-    Security* m_pLast = nullptr;
-    std::string m_strLastCode, m_strLastMarket;
+    // Of the file that is read.
+    std::map<std::string, Security> m_mapSecurities;
+    std::list<std::vector<Record>> m_listRecords;  // to which their rows point
+    std::set<std::string> m_setWritten;            // days that earlier files have begun
 };
 
 }  // namespace

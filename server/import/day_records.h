@@ -3,6 +3,7 @@
 #ifndef QRX_SERVER_IMPORT_DAY_RECORDS_H
 #define QRX_SERVER_IMPORT_DAY_RECORDS_H
 
+#include <cstddef>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -65,7 +66,6 @@ struct BoundLayout {
     std::vector<Bound> vecFields;
     int nSide;
     bool bItems;  // the number of queue items is given
-    bool bIndex;
 };
 
 template <class Record>
@@ -73,6 +73,7 @@ constexpr bool HasVolume = requires(Record r) {
     r.iVolume;
 };
 
+// A row as it is dated and put in order; its record lies elsewhere and stays there.
 template <class Record>
 struct Row {
     int64_t nLine;  // 0: was stored before
@@ -80,12 +81,12 @@ struct Row {
     int nDate;
     int nTime;
     Quantity volume, turnover;
-    Record record;
+    Record* pRecord;
 };
 
 // What a record's own rules add; false: there is no record.
 template <class Record>
-bool FinishRecord(Record& record, const BoundLayout& layout, int nCodeType) {
+bool FinishRecord(Record& record, const BoundLayout& layout) {
     if constexpr (kKindOf<Record> == DayKind::OrderQueue) {
         if (layout.nSide != 0) record.nQueueField[1] = layout.nSide;
         int nItems = 50;
@@ -93,6 +94,12 @@ bool FinishRecord(Record& record, const BoundLayout& layout, int nCodeType) {
         if (!layout.bItems) record.nQueueField[3] = nItems;
         return layout.nSide == 0 || record.nQueueField[0] != 0 || nItems != 0;
     }
+    return true;
+}
+
+// And what they say about the security's type.
+template <class Record>
+void FitToType(Record& record, int nCodeType) {
     if constexpr (kKindOf<Record> == DayKind::TickLevels) {
         if (nCodeType < 16) {  // an index has no levels
             // Levels and their sums stand together; packed, so by bytes.
@@ -100,7 +107,6 @@ bool FinishRecord(Record& record, const BoundLayout& layout, int nCodeType) {
             memset(reinterpret_cast<char*>(&record) + nFirst, 0, offsetof(Record, nExt) - nFirst);
         }
     }
-    return true;
 }
 
 }  // namespace qrx::server

@@ -1,16 +1,19 @@
 // The rows of one security into its days: joined with what is stored where that is wanted, volumes
-// made whole, and each day written.
+// made whole, encoded by other threads, and each day written.
 #ifndef QRX_SERVER_IMPORT_DAY_WRITER_H
 #define QRX_SERVER_IMPORT_DAY_WRITER_H
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
+#include "import/ahead.h"
 #include "import/day_records.h"
 #include "import/importer.h"
 
@@ -38,7 +41,7 @@ public:
           m_turnover(turnover),
           m_bIndex(bIndex) {}
 
-    // Rows in the order of days. Adds the days to setWritten.
+    // Rows in the order of days; they stay until Finish. Adds the days to setWritten.
     void WriteDays(DayRows<Record>& security, std::set<std::string>& setWritten,
                    ImportResult& result) {
         auto& vecRows = security.vecRows;
@@ -48,39 +51,66 @@ public:
             const DayKey key{security.strMarket, security.code.strCode, vecRows[i].nDay};
             const std::string strDay =
                 key.strMarket + "\n" + key.strCode + "\n" + std::to_string(key.nDay);
-            std::span<Row<Record>> day(vecRows.data() + i, j - i);
-            std::vector<Row<Record>> vecJoined;
-            if (m_bAppend || m_setBegun.count(strDay) != 0) {
-                vecJoined = JoinStored(key, day);
-                day = vecJoined;
-            }
+            const std::span<Row<Record>> day(vecRows.data() + i, j - i);
+            Joined joined;
+            if (m_bAppend || m_setBegun.count(strDay) != 0) joined = JoinStored(key, day);
             setWritten.insert(strDay);
-            CompleteRows(day);
-            WriteDay(key, security, day);
+            if (m_ahead.IsFull()) PutNext();
+            m_ahead.Give([this, key, day, reference = ReferenceOf(security, key.nDay),
+                          joined = std::move(joined)]() mutable {
+                const auto rows = joined.vecRows.empty() ? day : std::span(joined.vecRows);
+                CompleteRows(rows);
+                return Encode(key, rows, reference);
+            });
             ++result.nDays;
             i = j;
         }
     }
+    void Finish() {
+        while (!m_ahead.IsEmpty()) PutNext();
+    }
 
 private:
+    struct Joined {
+        std::vector<Row<Record>> vecRows;
+        std::vector<DayPart<Record>> vecParts;  // with the records that were stored
+    };
+    struct EncodedDay {
+        DayKey key;
+        std::vector<std::pair<DayKind, std::vector<StreamChunk>>> vecKinds;
+        std::optional<DayReference> reference;
+    };
+
     // What is stored and what comes, in the order of time.
-    std::vector<Row<Record>> JoinStored(const DayKey& key, std::span<const Row<Record>> day) {
-        std::vector<Row<Record>> vecAll;
+    Joined JoinStored(const DayKey& key, std::span<const Row<Record>> day) {
+        Joined joined{{}, ReadRecords<Record>(m_store, key)};
         Quantity volume, turnover;
-        for (const auto& part : ReadRecords<Record>(m_store, key)) {
-            for (const Record& record : part.vecRecords) {
+        for (auto& part : joined.vecParts) {
+            for (Record& record : part.vecRecords) {
                 if constexpr (HasVolume<Record>) {
                     volume = {record.iVolume, volume.nSum + record.iVolume};
                     turnover = {record.iTurnover, turnover.nSum + record.iTurnover};
                 }
-                vecAll.push_back({0, key.nDay, part.nDate, record.nTime, volume, turnover, record});
+                joined.vecRows.push_back(
+                    {0, key.nDay, part.nDate, record.nTime, volume, turnover, &record});
             }
         }
-        vecAll.insert(vecAll.end(), day.begin(), day.end());
-        std::stable_sort(vecAll.begin(), vecAll.end(), [](const auto& a, const auto& b) {
-            return std::tie(a.nDate, a.nTime) < std::tie(b.nDate, b.nTime);
-        });
-        return vecAll;
+        joined.vecRows.insert(joined.vecRows.end(), day.begin(), day.end());
+        std::stable_sort(joined.vecRows.begin(), joined.vecRows.end(),
+                         [](const auto& a, const auto& b) {
+                             return std::tie(a.nDate, a.nTime) < std::tie(b.nDate, b.nTime);
+                         });
+        return joined;
+    }
+
+    // What the file says of the day; nothing leaves what is stored.
+    static std::optional<DayReference> ReferenceOf(const DayRows<Record>& security, int nDay) {
+        std::optional<DayReference> reference;
+        for (const int nOf : {0, nDay}) {
+            const auto it = security.mapReferences.find(nOf);
+            if (it != security.mapReferences.end()) reference = it->second;
+        }
+        return reference;
     }
 
     void CompleteRows(std::span<Row<Record>> day) const {
@@ -89,9 +119,9 @@ private:
         int nIndex = 0;
         for (auto& row : day) {
             ++nIndex;
-            if constexpr (requires { row.record.nDate; }) row.record.nDate = row.nDate;
-            if constexpr (requires { row.record.nIndex; }) {
-                if (!m_bIndex) row.record.nIndex = nIndex;
+            if constexpr (requires { row.pRecord->nDate; }) row.pRecord->nDate = row.nDate;
+            if constexpr (requires { row.pRecord->nIndex; }) {
+                if (!m_bIndex) row.pRecord->nIndex = nIndex;
             }
             if constexpr (HasVolume<Record>) {
                 if (!m_volume.Complete(row.volume, nVolume) ||
@@ -100,41 +130,38 @@ private:
                 }
                 nVolume = row.volume.nSum;
                 nTurnover = row.turnover.nSum;
-                row.record.iVolume = row.volume.nRow;
-                row.record.iTurnover = row.turnover.nRow;
+                row.pRecord->iVolume = row.volume.nRow;
+                row.pRecord->iTurnover = row.turnover.nRow;
             }
-            if constexpr (requires { row.record.iAccVolume; }) {
-                row.record.iAccVolume = nVolume;
-                row.record.iAccTurnover = nTurnover;
+            if constexpr (requires { row.pRecord->iAccVolume; }) {
+                row.pRecord->iAccVolume = nVolume;
+                row.pRecord->iAccTurnover = nTurnover;
             }
         }
     }
 
-    void WriteDay(const DayKey& key, const DayRows<Record>& security,
-                  std::span<const Row<Record>> day) {
-        if constexpr (Dated<Record>) {
-            std::vector<Record> vecRecords;
-            vecRecords.reserve(day.size());
-            for (const auto& row : day) vecRecords.push_back(row.record);
-            if constexpr (kKindOf<Record> == DayKind::Snapshot) {
-                DayReference reference = m_store.GetDayReference(key);
-                for (const int nDay : {0, key.nDay}) {
-                    const auto it = security.mapReferences.find(nDay);
-                    if (it != security.mapReferences.end()) reference = it->second;
-                }
-                PutRecords(m_store, key, vecRecords, reference);
-            } else {
-                PutRecords(m_store, key, vecRecords);
-            }
-        } else {
-            std::vector<DayPart<Record>> vecParts;
-            for (const auto& row : day) {
-                if (vecParts.empty() || vecParts.back().nDate != row.nDate) {
-                    vecParts.push_back({row.nDate, {}});
-                }
-                vecParts.back().vecRecords.push_back(row.record);
-            }
-            PutRecords(m_store, key, vecParts);
+    static EncodedDay Encode(const DayKey& key, std::span<const Row<Record>> day,
+                             const std::optional<DayReference>& reference) {
+        const auto all = [](const Row<Record>& row) -> auto& {
+            return *row.pRecord;
+        };
+        EncodedDay encoded{key, {}, reference};
+        encoded.vecKinds.emplace_back(kKindOf<Record>, EncodeItems(day, all));
+        if constexpr (kKindOf<Record> == DayKind::TickLevels) {
+            encoded.vecKinds.emplace_back(DayKind::Tick,
+                                          EncodeItems(day, [](const Row<Record>& row) {
+                                              return WithoutLevels(*row.pRecord);
+                                          }));
+        }
+        return encoded;
+    }
+
+    void PutNext() {
+        const EncodedDay day = m_ahead.Take();
+        for (const auto& [kind, vecChunks] : day.vecKinds) m_store.PutDay(kind, day.key, vecChunks);
+        if constexpr (kKindOf<Record> == DayKind::Snapshot) {
+            m_store.PutDayReference(
+                day.key, day.reference ? *day.reference : m_store.GetDayReference(day.key));
         }
     }
 
@@ -143,6 +170,7 @@ private:
     const std::set<std::string>& m_setBegun;
     QuantityColumns m_volume, m_turnover;
     bool m_bIndex;  // the file numbers its records itself
+    Ahead<EncodedDay> m_ahead;
 };
 
 }  // namespace qrx::server

@@ -51,6 +51,18 @@ RowReader::RowReader(LineReader& lines, const ImportOptions& options,
     }
 }
 
+RowReader::RowReader(const RowReader& other, LineReader& lines)
+    : m_lines(lines),
+      m_options(other.m_options),
+      m_columns(other.m_columns),
+      m_nMarket(other.m_nMarket),
+      m_nCode(other.m_nCode),
+      m_nDate(other.m_nDate),
+      m_nTime(other.m_nTime),
+      m_nDateTime(other.m_nDateTime),
+      m_nDay(other.m_nDay),
+      m_nMillisecond(other.m_nMillisecond) {}
+
 void RowReader::Refuse(const std::string& strText) const {
     throw ImportError(m_lines.Line(), strText);
 }
@@ -71,8 +83,12 @@ bool RowReader::Next() {
 }
 
 void RowReader::ReadStamp(RowStamp& stamp) const {
-    SplitCode(std::string(m_columns[m_nCode]),
-              m_nMarket < 0 ? std::string() : std::string(m_columns[m_nMarket]), stamp);
+    const std::string_view strMarket = m_nMarket < 0 ? std::string_view() : m_columns[m_nMarket];
+    if (m_columns[m_nCode] != stamp.strCodeText || strMarket != stamp.strMarketText) {
+        stamp.strCodeText = m_columns[m_nCode];
+        stamp.strMarketText = strMarket;
+        SplitCode(stamp.strCodeText, stamp.strMarketText, stamp);
+    }
     if (stamp.strMarket.empty()) Refuse("no market is given (see --set market=...)");
     const auto bad = [&](const char* szWhat, int nColumn) {
         Refuse(std::string("bad ") + szWhat + " \"" + std::string(m_columns[nColumn]) + "\"");
@@ -82,12 +98,15 @@ void RowReader::ReadStamp(RowStamp& stamp) const {
             bad("date and time", m_nDateTime);
         }
     } else {
-        const auto nDate = ParseDate(m_columns[m_nDate]);
+        if (stamp.strDateText.empty() || m_columns[m_nDate] != stamp.strDateText) {
+            const auto nDate = ParseDate(m_columns[m_nDate]);
+            if (!nDate) bad("date", m_nDate);
+            stamp.nDate = *nDate;
+            stamp.strDateText = m_columns[m_nDate];
+        }
         const auto nTime =
             m_nTime < 0 ? std::optional<int>(0) : ParseTime(m_columns[m_nTime], m_options.timeForm);
-        if (!nDate) bad("date", m_nDate);
         if (!nTime) bad("time", m_nTime);
-        stamp.nDate = *nDate;
         stamp.nTime = *nTime;
     }
     if (m_nMillisecond >= 0) {

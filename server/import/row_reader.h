@@ -17,6 +17,9 @@ struct RowStamp {
     int nDate = 0;
     int nTime = 0;
     int nDay = 0;  // 0: the row does not say
+
+    // What was read last: most rows repeat their security and date.
+    std::string strCodeText, strMarketText, strDateText;
 };
 
 class RowReader {
@@ -24,8 +27,11 @@ public:
     // vecColumns: the names beyond those of the stamp that the import knows.
     RowReader(LineReader& lines, const ImportOptions& options,
               const std::vector<std::string>& vecColumns, bool bNeedsTime = true);
+    // The same for other lines of the file; both must outlive the reader.
+    RowReader(const RowReader& other, LineReader& lines);
 
     const Columns& GetColumns() const { return m_columns; }
+    int64_t Line() const { return m_lines.Line(); }
 
     // The next row that is not empty. Throws ImportError for a row that cannot be understood.
     bool Next();

@@ -3,6 +3,7 @@
 
 #include <strings.h>
 
+#include <array>
 #include <charconv>
 
 namespace qrx::server {
@@ -36,9 +37,57 @@ std::optional<int> ClockTime(int nHour, int nMinute, int nSecond, int nMs) {
     return ((nHour * 100 + nMinute) * 100 + nSecond) * 1000 + nMs;
 }
 
+constexpr auto kPowersOfTen = [] {
+    std::array<int64_t, 19> powers{1};
+    for (size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
+    return powers;
+}();
+
+// Digits with a point or without that need no rounding, as nearly all values are; false: look
+// closer. (An optional is written in halves and read whole, which costs more than the digits.)
+bool ParsePlainDecimal(std::string_view str, int nShift, int64_t& nValue) {
+    if (str.empty() || str.size() >= kPowersOfTen.size()) return false;
+    nValue = 0;
+    const char* p = str.data();
+    const char* const pEnd = p + str.size();
+    const auto digits = [&] {
+        const char* const pBegin = p;
+        for (; p != pEnd && IsDigit(*p); ++p) nValue = nValue * 10 + (*p - '0');
+        return static_cast<int>(p - pBegin);
+    };
+    int nDigits = digits();
+    if (p != pEnd && *p == '.') {
+        ++p;
+        const int nDecimals = digits();
+        nDigits += nDecimals;
+        nShift -= nDecimals;
+    }
+    if (p != pEnd || nDigits == 0) return false;
+    return nShift >= 0 && nShift < static_cast<int>(kPowersOfTen.size()) &&
+           !__builtin_mul_overflow(nValue, kPowersOfTen[static_cast<size_t>(nShift)], &nValue);
+}
+
+// HH:MM:SS and HH:MM:SS.mmm.
+std::optional<int> ParsePlainTime(std::string_view str) {
+    const auto digits = [&](size_t i) {
+        return IsDigit(str[i]) && IsDigit(str[i + 1]) ? (str[i] - '0') * 10 + (str[i + 1] - '0')
+                                                      : 100;
+    };
+    if ((str.size() != 8 && str.size() != 12) || str[2] != ':' || str[5] != ':') {
+        return std::nullopt;
+    }
+    int nMs = 0;
+    if (str.size() == 12) {
+        if (str[8] != '.' || digits(9) == 100 || !IsDigit(str[11])) return std::nullopt;
+        nMs = digits(9) * 10 + (str[11] - '0');
+    }
+    return ClockTime(digits(0), digits(3), digits(6), nMs);
+}
+
 }  // namespace
 
 std::optional<int64_t> ParseDecimal(std::string_view strText, int nShift) {
+    if (int64_t nValue; ParsePlainDecimal(strText, nShift, nValue)) return nValue;
     std::string_view str = Trim(strText);
     if (str.empty() || str == "-" || Is(str, "N/A") || Is(str, "nan") || Is(str, "null")) return 0;
     bool bNegative = false;
@@ -137,6 +186,7 @@ std::optional<int> ParseDate(std::string_view strText) {
 }
 
 std::optional<int> ParseTime(std::string_view strText, TimeForm form) {
+    if (const auto time = ParsePlainTime(strText)) return time;
     std::string_view str = Trim(strText);
     const size_t nFirst = str.find(':');
     if (nFirst == std::string_view::npos) {

@@ -1,6 +1,8 @@
 // The life of a connection as one coroutine.
 #include "serve/connection.h"
 
+#include <poll.h>
+
 #include <cstring>
 
 #include "serve/log.h"
@@ -16,6 +18,12 @@ std::string PeerName(const asio::ip::tcp::socket& socket) {
     const auto peer = socket.remote_endpoint(error);
     if (error) return "unknown peer";
     return peer.address().to_string() + ":" + std::to_string(peer.port());
+}
+
+// Whether the peer has closed its side, with requests of its own unread or without.
+bool HasLeft(asio::ip::tcp::socket& socket) {
+    pollfd look{socket.native_handle(), POLLRDHUP, 0};
+    return poll(&look, 1, 0) > 0;
 }
 
 }  // namespace
@@ -97,10 +105,26 @@ asio::awaitable<std::unique_ptr<Answer>> Connection::Answered(const ZPMDefine_Me
                                                               const std::string& strBody) {
     if (!IsSlow(head)) co_return MakeAnswer(m_store, m_user, head, strBody);
     m_deadline.cancel();  // whoever makes it has bounds of his own
+    struct Wake {
+        asio::steady_timer timer;
+        bool bBegun = false;
+    };
+    const auto pWake = std::make_shared<Wake>(Wake{asio::steady_timer(m_socket.get_executor())});
+    const Turns::Turn turn(m_pools.turns, m_user.strName, [pWake] {
+        asio::post(pWake->timer.get_executor(), [pWake] {
+            pWake->bBegun = true;
+            pWake->timer.cancel();
+        });
+    });
+    while (!pWake->bBegun) {
+        pWake->timer.expires_after(std::chrono::seconds(1));
+        asio::error_code ignored;
+        co_await pWake->timer.async_wait(asio::redirect_error(asio::use_awaitable, ignored));
+        if (HasLeft(m_socket)) throw asio::system_error(asio::error::eof);
+    }
     co_return co_await asio::co_spawn(
         m_pools.formulas,
         [&]() -> asio::awaitable<std::unique_ptr<Answer>> {
-            if (m_pools.bStopping) throw std::runtime_error("the server stops");
             co_return MakeAnswer(m_store, m_user, head, strBody);
         },
         asio::use_awaitable);

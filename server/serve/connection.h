@@ -4,21 +4,23 @@
 #define QRX_SERVER_SERVE_CONNECTION_H
 
 #include <asio.hpp>
-#include <atomic>
 #include <memory>
 #include <string>
 
 #include "codec/wire.h"
 #include "serve/answers.h"
 #include "serve/server.h"
+#include "serve/turns.h"
 
 namespace qrx::server {
 
-// What takes longer than a network thread may be held. Logins do not wait for formulas.
+// What takes longer than a network thread may be held. Logins do not wait for formulas, and a
+// user's formulas not for all of another's.
 struct ServePools {
+    static constexpr int kFormulas = 2;
     asio::thread_pool passwords{2};
-    asio::thread_pool formulas{2};
-    std::atomic<bool> bStopping{false};
+    asio::thread_pool formulas{kFormulas};
+    Turns turns{kFormulas};
 };
 
 class Connection : public std::enable_shared_from_this<Connection> {

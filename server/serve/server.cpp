@@ -87,7 +87,7 @@ void Serve(Store& store, const ServeOptions& options) {
     context.run();
     for (auto& thread : vecThreads) thread.join();
     // What is running still refers to its connection; formulas that wait are given up.
-    pools.bStopping = true;
+    pools.turns.Stop();
     pools.passwords.join();
     pools.formulas.join();
     Log("stopped");

@@ -1,9 +1,10 @@
 // What one instrument's simulated trading day consists of, as server records.
 //
 // Every number agrees with every other: the trades' volume, turnover and count are those of the
-// ticks or snapshots, of the minute bars together and of the daily bar. A tick or snapshot stamped
+// ticks or snapshots, of the minute bars together and of the daily bar. A tick or snapshot taken at
 // T covers what happened before T; a trade at T itself belongs to the next one, and to the bar that
-// begins at T. The records' field meanings are those of the shared table of fields.
+// begins at T. It is stamped T, or with the second that T is in where the market's snapshots have
+// whole seconds. The records' field meanings are those of the shared table of fields.
 #ifndef QRX_SERVER_SIMULATE_DAY_H
 #define QRX_SERVER_SIMULATE_DAY_H
 
@@ -33,7 +34,7 @@ struct Day {
     int nSettle = 0;
 
     std::vector<ZPMDefine_Tick_AB_Night> vecTicks;        // stocks and indexes, every 3 s
-    std::vector<ZPMDefine_Future_AB_Night> vecSnapshots;  // contracts, on the half second
+    std::vector<ZPMDefine_Future_AB_Night> vecSnapshots;  // contracts, every half second
     std::vector<ZPMDefine_OrderQueue> vecQueues;          // stocks: ask and bid at every tick
     std::vector<ZPMDefine_KData> vecMinutes;              // minutes with trades, in order
     ZPMDefine_KData daily = {};                           // nDate is the trading day

@@ -38,6 +38,9 @@ struct Instrument {
     bool IsStock() const { return nType == kStockType; }
     // Futures and options: half-second snapshots instead of ticks.
     bool IsContract() const { return !IsIndex() && !IsStock(); }
+    // Snapshots carry the second in which they are taken, as the pairs of slots of this market's
+    // grid want it: up to two share a stamp.
+    bool StampsWholeSeconds() const { return strMarket == "DCE"; }
 };
 
 // All instruments, market by market. Contracts carry as delivery month the first of March, June,

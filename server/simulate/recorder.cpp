@@ -154,7 +154,8 @@ void Recorder::EmitQueue(int nMs, Side side) {
 }
 
 void Recorder::EmitSnapshot(int nMs, int nSettle) {
-    const Stamp stamp = StampOf(m_segment, nMs);
+    const Stamp stamp =
+        StampOf(m_segment, m_instrument.StampsWholeSeconds() ? nMs / 1000 * 1000 : nMs);
     const ZPMDefine_KData& total = m_tally.Total();
     ZPMDefine_Future_AB_Night record = {};
     record.nDate = stamp.nDate;

@@ -44,11 +44,10 @@ ZPMDefine_Future_Night WithoutLevels(const ZPMDefine_Future_AB_Night& from) {
 #undef COPY
 
 void PutRecords(Store& store, const DayKey& key, std::span<const ZPMDefine_Tick_AB_Night> ticks) {
-    std::vector<ZPMDefine_Tick_Night> vecPlain;
-    vecPlain.reserve(ticks.size());
-    for (const auto& tick : ticks) vecPlain.push_back(WithoutLevels(tick));
     store.PutDay(DayKind::TickLevels, key, EncodeDay(ticks));
-    store.PutDay(DayKind::Tick, key, EncodeDay(std::span<const ZPMDefine_Tick_Night>(vecPlain)));
+    store.PutDay(DayKind::Tick, key, EncodeItems(ticks, [](const ZPMDefine_Tick_AB_Night& tick) {
+                     return WithoutLevels(tick);
+                 }));
 }
 
 void PutRecords(Store& store, const DayKey& key,

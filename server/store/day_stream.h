@@ -54,36 +54,49 @@ concept Dated = requires(Record r) {
     r.nDate;
 };
 
-// Appends records of one calendar date. Throws when a value has no encoding.
-template <class Record>
-void AppendChunks(std::vector<StreamChunk>& vecChunks, int nDate, std::span<const Record> records) {
-    std::string strRecord;
+// Appends records of one calendar date: what get makes of each item. Throws when a value has no
+// encoding.
+template <class Item, class Get>
+void AppendChunks(std::vector<StreamChunk>& vecChunks, int nDate, std::span<const Item> items,
+                  Get get) {
+    using Record = std::remove_cvref_t<decltype(get(items[0]))>;
+    char bytes[codec::kMaxRecordBytes<Record>];
     bool bNew = true;
-    for (const Record& record : records) {
-        strRecord.clear();
-        if (!codec::EncodeRecord(record, strRecord)) {
-            throw StoreError("a value of 2^56 or more cannot be sent");
-        }
-        if (bNew || vecChunks.back().strStream.size() + strRecord.size() > kStreamBytes) {
+    for (const Item& item : items) {
+        const size_t nBytes = codec::EncodeBytes(get(item), bytes);
+        if (nBytes == 0) throw StoreError("a value of 2^56 or more cannot be sent");
+        if (bNew || vecChunks.back().strStream.size() + nBytes > kStreamBytes) {
             vecChunks.push_back({nDate, 0, {}});
             bNew = false;
         }
-        vecChunks.back().strStream += strRecord;
+        vecChunks.back().strStream.append(bytes, nBytes);
         ++vecChunks.back().nItems;
     }
 }
+template <class Record>
+void AppendChunks(std::vector<StreamChunk>& vecChunks, int nDate, std::span<const Record> records) {
+    AppendChunks(
+        vecChunks, nDate, records, [](const Record& record) -> auto& { return record; });
+}
 
-// The chunks of records that carry their date, cut where it changes.
-template <Dated Record>
-std::vector<StreamChunk> EncodeDay(std::span<const Record> records) {
+// The chunks of items that know their date, cut where it changes.
+template <class Item, class Get>
+std::vector<StreamChunk> EncodeItems(std::span<const Item> items, Get get) {
     std::vector<StreamChunk> vecChunks;
-    for (size_t i = 0; i < records.size();) {
+    for (size_t i = 0; i < items.size();) {
         size_t j = i + 1;
-        while (j < records.size() && records[j].nDate == records[i].nDate) ++j;
-        AppendChunks(vecChunks, records[i].nDate, records.subspan(i, j - i));
+        while (j < items.size() && items[j].nDate == items[i].nDate) ++j;
+        AppendChunks(vecChunks, items[i].nDate, items.subspan(i, j - i), get);
         i = j;
     }
     return vecChunks;
+}
+
+// The chunks of records that carry their date.
+template <Dated Record>
+std::vector<StreamChunk> EncodeDay(std::span<const Record> records) {
+    return EncodeItems(
+        records, [](const Record& record) -> auto& { return record; });
 }
 
 template <class Record>

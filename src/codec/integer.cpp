@@ -2,29 +2,10 @@
 #include "codec/integer.h"
 
 int compressData(long long value, char* p) {
-    const unsigned nSign = value < 0 ? 0x80U : 0U;
-    uint64_t nMagnitude =
-        value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
-    unsigned nScale = 0;
-    while (nScale < 3 && nMagnitude != 0 && nMagnitude % 10 == 0) {
-        nMagnitude /= 10;
-        ++nScale;
-    }
-    if (nMagnitude == 0) {
-        *p = 0;
-        return 1;
-    }
-    if (nMagnitude <= 3) {
-        *p = static_cast<char>(nSign | static_cast<unsigned>(nMagnitude) << 2 | nScale);
-        return 1;
-    }
-    if (nMagnitude >> 56 != 0) return 0;
-    int nBytes = 0;
-    for (uint64_t n = nMagnitude; n != 0; n >>= 8) {
-        p[1 + nBytes++] = static_cast<char>(n & 0xFF);
-    }
-    *p = static_cast<char>(nSign | static_cast<unsigned>(nBytes) << 4 | nScale);
-    return 1 + nBytes;
+    char bytes[8];
+    const int n = EncodeScaled(value, bytes);
+    memcpy(p, bytes, static_cast<size_t>(n));
+    return n;
 }
 
 int compressData32(char* p, int value) {

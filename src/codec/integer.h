@@ -54,9 +54,33 @@ inline int decompressData32(const char* p, int& value) {
 }
 
 // The encoders (server and tests). Both choose the shortest form of a value.
-// Scaled: magnitudes up to 2^56 - 1 and multiples of them by the scales; returns the bytes written
-// (at most 8), 0 for a value that has no encoding.
+// Scaled: magnitudes up to 2^56 - 1 and multiples of them by the scales; returns the bytes
+// written (at most 8), 0 for a value that has no encoding.
 int compressData(long long value, char* p);
+// The same where eight bytes may be written whatever their number is.
+inline int EncodeScaled(long long value, char* p) {
+    const unsigned nSign = value < 0 ? 0x80U : 0U;
+    const uint64_t nWhole =
+        value < 0 ? 0 - static_cast<uint64_t>(value) : static_cast<uint64_t>(value);
+    if (nWhole == 0) {
+        *p = 0;
+        return 1;
+    }
+    // How many noughts a value ends with, no branch foretells: all quotients, and one of them.
+    const unsigned nScale = (nWhole % 10 == 0 ? 1U : 0U) + (nWhole % 100 == 0 ? 1U : 0U) +
+                            (nWhole % 1000 == 0 ? 1U : 0U);
+    const uint64_t quotients[4] = {nWhole, nWhole / 10, nWhole / 100, nWhole / 1000};
+    const uint64_t nMagnitude = quotients[nScale];
+    if (nMagnitude <= 3) {
+        *p = static_cast<char>(nSign | static_cast<unsigned>(nMagnitude) << 2 | nScale);
+        return 1;
+    }
+    if (nMagnitude >> 56 != 0) return 0;
+    const int nBytes = (static_cast<int>(std::bit_width(nMagnitude)) + 7) / 8;
+    memcpy(p + 1, &nMagnitude, 7);
+    *p = static_cast<char>(nSign | static_cast<unsigned>(nBytes) << 4 | nScale);
+    return 1 + nBytes;
+}
 // Packed: magnitudes up to 2^29 - 1; at most 4 bytes, 0 for a value that has no encoding.
 int compressData32(char* p, int value);
 

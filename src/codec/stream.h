@@ -64,17 +64,29 @@ int DecodeStream(const char* pSrc, int nSrcLen, Record* pDst, int nMaxCount) {
     return static_cast<int>(p - pSrc);
 }
 
+template <class Record>
+inline constexpr size_t kMaxRecordBytes = 8 * kStream<Record>.size();
+
+// Writes one record and returns its bytes; 0 when a value has no encoding.
+template <class Record>
+size_t EncodeBytes(const Record& record, char (&bytes)[kMaxRecordBytes<Record>]) {
+    char* p = bytes;
+    for (const StreamField& field : kStream<Record>) {
+        const int n = EncodeScaled(LoadField(reinterpret_cast<const char*>(&record), field), p);
+        if (n == 0) return 0;
+        p += n;
+    }
+    return static_cast<size_t>(p - bytes);
+}
+
 // Appends one record to anything with push_back and insert (std::string, std::vector<char>).
 // False when a value has no encoding (a 64-bit one of 2^56 and more that no scale helps).
 template <class Record, class Buffer>
 bool EncodeRecord(const Record& record, Buffer& out) {
-    for (const StreamField& field : kStream<Record>) {
-        char bytes[8];
-        const int n = compressData(LoadField(reinterpret_cast<const char*>(&record), field), bytes);
-        if (n == 0) return false;
-        out.insert(out.end(), bytes, bytes + n);
-    }
-    return true;
+    char bytes[kMaxRecordBytes<Record>];
+    const size_t n = EncodeBytes(record, bytes);
+    out.insert(out.end(), bytes, bytes + n);
+    return n != 0;
 }
 
 }  // namespace qrx::codec

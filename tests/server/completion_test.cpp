@@ -1,5 +1,5 @@
-// Bars of the real server through the library: completing them loses no volume, whatever the
-// multiple, since the server places them on the very grid of completion.
+// Bars and snapshots of the real server through the library: completing them loses no volume, bars
+// whatever the multiple, since the server places them on the very grid of completion.
 #include <gtest/gtest.h>
 
 #include "support/scripted_server.h"
@@ -43,7 +43,23 @@ Sum Fetch(void* h, const char* szCode, int nCycType, int nCycDef, bool bComplete
     return sum;
 }
 
-TEST(CompletionTest, NoVolumeIsLostForAnyMultiple) {
+// What a day's snapshots from the pre-open on traded: a contract is completed onto its day grid.
+Sum FetchSnapshots(void* h, const char* szCode, bool bComplete) {
+    auto request = RequestFor<QRXDefine_ReqFuture>(szCode, kLastDay, kLastDay);
+    request.nAutoComplete = bComplete ? 1 : 0;
+    QRXDefine_Future* pSnapshots = nullptr;
+    Sum sum;
+    EXPECT_EQ(QRX_GetFuture(h, &request, &pSnapshots, &sum.nBars), 0) << szCode;
+    for (int i = 0; i < sum.nBars; ++i) {
+        if (pSnapshots[i].nDate != kLastDay || pSnapshots[i].nTime < 85000000) continue;
+        sum.iVolume += pSnapshots[i].iVolume;
+        sum.iTurnover += pSnapshots[i].iTurnover;
+    }
+    QRX_Free(pSnapshots);
+    return sum;
+}
+
+TEST(CompletionTest, NoVolumeIsLost) {
     if (!HaveServer()) GTEST_SKIP() << "qrx-server is not built here";
     const ScratchFolder folder;
     const std::string strDb = folder.Path("s.db");
@@ -73,6 +89,10 @@ TEST(CompletionTest, NoVolumeIsLostForAnyMultiple) {
                       Fetch(session.Get(), szCode, CYC_SECOND, nSeconds, false))
                 << szCode << " " << nSeconds << " s";
         }
+        if (pCodes[i].nType < 112) continue;  // neither a contract nor an option
+        const Sum snapshots = FetchSnapshots(session.Get(), szCode, false);
+        EXPECT_GT(snapshots.iVolume, 0) << szCode;
+        EXPECT_EQ(FetchSnapshots(session.Get(), szCode, true), snapshots) << szCode;
     }
     QRX_Free(pCodes);
 }

@@ -87,12 +87,17 @@ const WindowFunction& Find(std::string_view name) {
     throw std::out_of_range(std::string(name));
 }
 
+Scratch& Memory() {
+    return *std::pmr::new_delete_resource();
+}
+
 // Rows of the result from nFirst on, every nStep-th, against the plain loop over their windows.
 void ExpectPlain(const Case& test, const Rows& in, size_t nStart, size_t nWindow, size_t nFirst,
                  size_t nStep) {
     Rows out(in.size());
     const size_t nRows = nWindow + test.nMore;  // of a window
-    const size_t nFrom = Find(test.szName).pfn({in.data(), in.size(), nStart}, nWindow, out.data());
+    const size_t nFrom =
+        Find(test.szName).pfn({in.data(), in.size(), nStart}, nWindow, out.data(), Memory());
     ASSERT_EQ(nFrom, nStart + nRows > in.size() ? in.size() : nStart + nRows - 1);
     for (size_t i = std::max(nFrom, nFirst); i < in.size(); i += nStep) {
         const auto end = in.begin() + static_cast<long>(i) + 1;
@@ -128,7 +133,8 @@ TEST(FormulaFunctions, AgreeWithAPlainLoop) {
         // A window of 0 are all rows so far.
         if (Find(test.szName).nLeast > 0 || test.nMore > 0) continue;
         Rows out(400);
-        EXPECT_EQ(Find(test.szName).pfn({columns[0].data(), 400, 13}, 0, out.data()), 13U);
+        EXPECT_EQ(Find(test.szName).pfn({columns[0].data(), 400, 13}, 0, out.data(), Memory()),
+                  13U);
         const double fPlain = test.pfnPlain(Rows(columns[0].begin() + 13, columns[0].end()));
         EXPECT_NEAR(out[399], fPlain, 1e-9 * (1 + std::fabs(fPlain))) << test.szName;
     }

@@ -226,6 +226,19 @@ TEST(FormulaSandbox, HasBounds) {
               std::string::npos);
     EXPECT_NE(why(szWork, {~uint64_t{0}, size_t{64} << 20, 100}).find("too long, more than 100 ms"),
               std::string::npos);
+    // So does what a window needs while it slides, besides two columns of 1.6 MB: two rows of sums
+    // of 24 bytes for HHV; for AVEDEV 64 bytes a row, of which all rows are at work at a time.
+    // What earlier calls have left behind goes before anything is refused.
+    for (const auto& [szText, nEnough] :
+         {std::pair("A = HHV(CLOSE, 100000)", 9), std::pair("A = AVEDEV(CLOSE, 100000)", 17),
+          std::pair("for i = 1, 20 do local x = HHV(CLOSE, 100000) end A = CLOSE", 9)}) {
+        const auto with = [](int nMegabytes) {
+            return Bounds{~uint64_t{0}, size_t(nMegabytes) << 20, 60000};
+        };
+        EXPECT_EQ(why(szText, with(nEnough)), "") << szText;
+        const std::string strWant = "line 1: takes too much memory, more than ";
+        EXPECT_EQ(why(szText, with(nEnough - 2)), strWant + std::to_string(nEnough - 2) + " MB");
+    }
     EXPECT_NE(why("A = CLOSE + OPEN", {1000000, size_t{2} << 20, 1000}).find("too much memory"),
               std::string::npos);
     std::string strCells;

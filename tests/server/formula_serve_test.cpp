@@ -1,5 +1,9 @@
 // Formulas over the wire: stored for one user alone, and evaluated over the server's bars. Expected
 // bytes are worked by hand.
+#include <algorithm>
+#include <sstream>
+
+#include "serve/turns.h"
 #include "server/server_client.h"
 
 namespace qrx::test {
@@ -224,6 +228,67 @@ TEST_F(FormulaServeTest, AnswersWithoutRowsAndSaysWhyInTheLog) {
         EXPECT_NE(strLog.find(test.szWhy), std::string::npos) << strLog;
     }
     EXPECT_EQ(Calc(Bob(), CalcRequest("F", 0)).size(), 81U);
+}
+
+TEST(TurnsTest, GoRoundAmongUsers) {
+    using server::Turns;
+    Turns turns(2);
+    std::string strBegun;
+    std::map<std::string, std::unique_ptr<Turns::Turn>> mapTurns;
+    const auto want = [&](const std::string& strName) {
+        mapTurns[strName] = std::make_unique<Turns::Turn>(
+            turns, strName.substr(0, 1), [&strBegun, strName] { strBegun += strName + " "; });
+    };
+    const auto begunBy = [&](auto act) {
+        strBegun.clear();
+        act();
+        return strBegun;
+    };
+    for (const char* sz : {"a1", "a2", "a3", "a4", "b1", "b2", "c1"}) want(sz);
+    EXPECT_EQ(strBegun, "a1 a2 ");
+    EXPECT_EQ(begunBy([&] { mapTurns.erase("a1"); }), "b1 ");  // a2 lasts, so no other of a
+    EXPECT_EQ(begunBy([&] { mapTurns.erase("a2"); }), "c1 ");  // never had one
+    EXPECT_EQ(begunBy([&] { mapTurns.erase("a3"); }), "");     // is withdrawn
+    EXPECT_EQ(begunBy([&] { mapTurns.erase("b1"); }), "a4 ");  // had none for longest
+    EXPECT_EQ(begunBy([&] { want("a5"), want("c2"), mapTurns.erase("c1"); }), "b2 ");
+    EXPECT_EQ(begunBy([&] { mapTurns.erase("b2"); }), "c2 ");
+    EXPECT_EQ(begunBy([&] { mapTurns.erase("c2"); }), "a5 ");  // beside a4: nobody else waits
+    EXPECT_EQ(begunBy([&] { want("b3"), turns.Stop(), mapTurns.clear(); }), "");
+}
+
+TEST_F(FormulaServeTest, ManyOfOneUserDoNotHoldUpAnother) {
+    Add(Alice(), "F", "for i = 1, N do end A = 1 / (CLOSE - 110000)");
+    Add(Bob(), "F", "A = 1 / (CLOSE - 110000)");
+    constexpr size_t kMany = 8, kLeave = 2;
+    std::vector<std::unique_ptr<ServerClient>> clients;
+    while (clients.size() < kMany + kLeave) {
+        clients.push_back(std::make_unique<ServerClient>(*m_pServer));
+        clients.back()->LogIn("alice", "secret");
+    }
+    auto request = CalcRequest("F", 0);
+    strcpy(request.szParam, "N=20000000");
+    for (const auto& pClient : clients) pClient->SendBody(6056, 10, request);
+    clients.resize(kMany);  // the others leave while their formulas wait
+    Calc(Bob(), CalcRequest("F", 0));
+    for (const auto& pClient : clients) EXPECT_TRUE(pClient->Receive());
+
+    // Each of these calculations fails and leaves a line in the log.
+    const auto lines = [&](const char* szPart) {
+        std::istringstream log(m_pServer->Log());
+        std::vector<std::string> vec;
+        for (std::string strLine; std::getline(log, strLine);) {
+            if (strLine.find(szPart) != std::string::npos) vec.push_back(strLine);
+        }
+        return vec;
+    };
+    for (int i = 0; i < 500 && lines(" left").size() < kLeave; ++i) usleep(20000);
+    EXPECT_EQ(lines(" left").size(), kLeave);
+    const auto vecDone = lines("A is inf");
+    EXPECT_EQ(vecDone.size(), kMany + 1);
+    const auto itBob = std::find_if(vecDone.begin(), vecDone.end(), [](const std::string& str) {
+        return str.find("user \"bob\"") != std::string::npos;
+    });
+    EXPECT_GE(vecDone.end() - itBob, 4);
 }
 
 // Malformed requests end their connection; whatever a formula is, the server goes on.

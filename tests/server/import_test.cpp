@@ -1,5 +1,6 @@
 // Imports: what files may look like, what they become, and how they are refused. The days are read
 // back through a server, as a client would.
+#include <sys/stat.h>
 #include <zlib.h>
 
 #include "server/server_client.h"
@@ -290,21 +291,51 @@ TEST_F(ImportTest, FilesOfOneCommandAreJoinedToTradingDays) {
     }
 }
 
-TEST_F(ImportTest, CompressedFilesAreReadAndDamagedOnesRefused) {
-    std::string strText = "code,date,time,price,volume\n";
-    for (int i = 0; i < 5000; ++i) {
-        strText += "600000.SH,20240102,93000000,1," + std::to_string(i * 7919 % 10007) + "\n";
-    }
+// Files of several blocks, which are parsed at the same time, compressed and not.
+TEST_F(ImportTest, LongFilesKeepTheirOrderAndAreRefusedAtTheirFirstFault) {
+    constexpr int kRows = 100000;
+    const auto volume = [](int i) { return i * 7919 % 10007; };
     const std::string strPath = m_folder.Path("t.csv.gz");
-    gzFile file = gzopen(strPath.c_str(), "wb");
-    gzwrite(file, strText.data(), static_cast<unsigned>(strText.size()));
-    gzclose(file);
-    Must({"import", "trades", "--db", m_strDb, strPath});
-    EXPECT_EQ(5000U, Saved<ZPMDefine_Transaction_v2>(20240102, 0).size());
-    ASSERT_EQ(0, truncate(strPath.c_str(), 5000));
-    const auto result = RunServerCommand({"import", "trades", "--db", m_strDb, strPath});
-    EXPECT_EQ(1, result.nExit);
-    EXPECT_NE(std::string::npos, result.strOutput.find("damaged")) << result.strOutput;
+    // Two rows are of another price; the file ends early when nBytes says so.
+    const auto import = [&](const char* szPrice, off_t nBytes) {
+        std::string strText = "code,date,time,price,volume\n";
+        for (int i = 0; i < kRows; ++i) {
+            strText += std::string("600000.SH,20240102,93000000,") +
+                       (i == 60000 || i == 90000 ? szPrice : "1") + "," +
+                       std::to_string(volume(i)) + "\n";
+        }
+        gzFile file = gzopen(strPath.c_str(), nBytes == 0 ? "wbT" : "wb");  // T: as it is
+        gzwrite(file, strText.data(), static_cast<unsigned>(strText.size()));
+        gzclose(file);
+        if (nBytes > 0) EXPECT_EQ(0, truncate(strPath.c_str(), nBytes));
+        return RunServerCommand({"import", "trades", "--db", m_strDb, strPath});
+    };
+    for (const off_t nBytes : {0, -1}) {
+        const auto result = import("2", nBytes);
+        ASSERT_EQ(0, result.nExit) << result.strOutput;
+        const auto trades = Saved<ZPMDefine_Transaction_v2>(20240102, 0);
+        ASSERT_EQ(size_t{kRows}, trades.size());
+        for (int i = 0; i < kRows; ++i) {
+            ASSERT_EQ(volume(i), +trades[static_cast<size_t>(i)].nTradeValue[1]) << i;
+        }
+    }
+    struct stat info {};
+    ASSERT_EQ(0, stat(strPath.c_str(), &info));
+    const struct {
+        const char* szPrice;
+        off_t nBytes;
+        const char* szText;
+    } kFaults[] = {
+        {"x", 0, ":60002: bad value \"x\""},
+        {"x", info.st_size - 10, ":60002: bad value \"x\""},  // the end is missing, too
+        {"2", info.st_size - 10, ": the file is damaged"},
+        {"2", 5000, ": the file is damaged"},
+    };
+    for (const auto& fault : kFaults) {
+        const auto result = import(fault.szPrice, fault.nBytes);
+        EXPECT_EQ(1, result.nExit);
+        EXPECT_NE(std::string::npos, result.strOutput.find(fault.szText)) << result.strOutput;
+    }
 }
 
 TEST_F(ImportTest, GbkNamesAndReplacedCodes) {

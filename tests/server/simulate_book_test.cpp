@@ -153,19 +153,21 @@ TEST(Simulate, AReplayOfTheOrdersGivesTradesAndBooks) {
                 ASSERT_NO_FATAL_FAILURE(book.CheckQueue(*itQueue));
             }
         }
-        for (const auto& snapshot : day.vecSnapshots) {
-            ASSERT_NO_FATAL_FAILURE(replayTo(snapshot.nTime)) << +snapshot.nTime;
-            ASSERT_NO_FATAL_FAILURE(book.CheckBook(snapshot)) << +snapshot.nTime;
+        const std::vector<int> vecTaken = TakenAt(instrument, day);
+        for (size_t i = 0; i < vecTaken.size(); i++) {
+            ASSERT_NO_FATAL_FAILURE(replayTo(vecTaken[i])) << vecTaken[i];
+            ASSERT_NO_FATAL_FAILURE(book.CheckBook(day.vecSnapshots[i])) << vecTaken[i];
         }
         if (instrument.IsContract()) {  // whatever happens shows at the end of its half second
-            std::set<int> setDue, setStamps;
+            std::set<int> setDue;
+            const std::set<int> setTaken(vecTaken.begin(), vecTaken.end());
             for (const auto& order : day.vecOrders) {
                 setDue.insert(BusinessConvertor::GetDiffTime(order.nTime, 500) / 500 * 500);
             }
-            for (const auto& snapshot : day.vecSnapshots) setStamps.insert(+snapshot.nTime);
             setDue.erase(240000000);  // midnight
+            EXPECT_EQ(setTaken.size(), vecTaken.size());
             EXPECT_TRUE(
-                std::includes(setStamps.begin(), setStamps.end(), setDue.begin(), setDue.end()));
+                std::includes(setTaken.begin(), setTaken.end(), setDue.begin(), setDue.end()));
         }
         EXPECT_EQ(itOrder, day.vecOrders.end());
         EXPECT_EQ(itTrade, day.vecTrades.end());

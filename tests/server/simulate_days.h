@@ -38,6 +38,27 @@ inline int64_t Axis(int nTime) {
     return nTime >= 200000000 ? nTime : int64_t{nTime} + 240000000;
 }
 
+// When each snapshot was taken, by what its market's stamps say: half seconds, or on DCE seconds.
+// Of two with one such second the later one was taken in its middle; so was a single one when the
+// second's first half has messages for it to show.
+inline std::vector<int> TakenAt(const Instrument& instrument, const Day& day) {
+    std::vector<int> vecTaken;
+    auto itOrder = day.vecOrders.begin();
+    for (size_t i = 0; i < day.vecSnapshots.size(); i++) {
+        const int nTime = day.vecSnapshots[i].nTime;
+        const auto shares = [&](size_t j) {
+            return j < day.vecSnapshots.size() && day.vecSnapshots[j].nTime == nTime;
+        };
+        const auto isBefore = [&](int nMs) {
+            return itOrder != day.vecOrders.end() && Axis(itOrder->nTime) < Axis(nTime) + nMs;
+        };
+        while (isBefore(0)) ++itOrder;
+        const bool bMiddle = shares(i - 1) || (!shares(i + 1) && isBefore(500));
+        vecTaken.push_back(nTime + (instrument.strMarket == "DCE" && bMiddle ? 500 : 0));
+    }
+    return vecTaken;
+}
+
 }  // namespace qrx::test
 
 #endif

@@ -1,0 +1,168 @@
+// Lines of a file into records, without the store: lines are independent of each other here, so
+// that several threads may parse different ones.
+#ifndef QRX_SERVER_IMPORT_DAY_PARSER_H
+#define QRX_SERVER_IMPORT_DAY_PARSER_H
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "import/day_records.h"
+#include "import/row_reader.h"
+
+namespace qrx::server {
+
+// Successive rows of one security; the number of the first one's line, for a refusal.
+struct SecurityRun {
+    std::string strMarket;
+    std::string strCode;
+    int64_t nLine;
+    size_t nFirst;      // of vecRows
+    size_t nReference;  // of vecReferences
+};
+
+template <class Record>
+struct ParsedLines {
+    std::vector<SecurityRun> vecRuns;
+    std::vector<Row<Record>> vecRows;
+    std::vector<Record> vecRecords;                           // one a row
+    std::vector<std::pair<int, DayReference>> vecReferences;  // by trading day, later ones hold
+    int64_t nRows = 0;                                        // of the file
+    std::optional<ImportError> refusal;                       // of the line behind these
+};
+
+template <class Record>
+class DayParser {
+public:
+    static std::vector<std::string> ColumnNames() {
+        std::vector<std::string> vec;
+        for (const auto& layout : Traits<Record>::Layouts()) {
+            for (const auto& field : layout.vecFields) {
+                vec.push_back(layout.strPrefix + field.strColumn);
+            }
+        }
+        if constexpr (HasVolume<Record>) vec.insert(vec.end(), {"acc_volume", "acc_turnover"});
+        for (const auto& field : ReferenceFields()) vec.push_back(field.strColumn);
+        return vec;
+    }
+
+    DayParser(const Columns& columns, bool bCumulative)
+        : m_volume(columns, "volume", bCumulative),
+          m_turnover(columns, "turnover", bCumulative),
+          m_bIndex(columns.Find("index") >= 0) {
+        for (const auto& layout : Traits<Record>::Layouts()) {
+            if (columns.Find(layout.strPrefix + "price") < 0) continue;
+            BoundLayout bound{{}, layout.nSide, columns.Find(layout.strPrefix + "items") >= 0};
+            for (const auto& field : layout.vecFields) {
+                if (field.kind == FieldKind::Date || field.kind == FieldKind::Time) continue;
+                if (HasVolume<Record> && IsQuantity(field.strColumn)) continue;
+                const int nColumn = columns.Find(layout.strPrefix + field.strColumn);
+                if (nColumn >= 0) bound.vecFields.push_back({field, nColumn});
+            }
+            m_vecLayouts.push_back(std::move(bound));
+        }
+        if (m_vecLayouts.empty() || m_vecLayouts[0].nSide == 0) {
+            for (const char* sz : Traits<Record>::kRequired) columns.Require(sz);
+        }
+        for (const auto& field : ReferenceFields()) {
+            const int nColumn = columns.Find(field.strColumn);
+            if (nColumn >= 0) m_bReference = true;
+            m_vecReference.push_back({field, nColumn});
+        }
+    }
+
+    const QuantityColumns& Volume() const { return m_volume; }
+    const QuantityColumns& Turnover() const { return m_turnover; }
+    bool HasIndex() const { return m_bIndex; }  // the file numbers its records itself
+
+    // nLines: about how many there are.
+    ParsedLines<Record> Parse(RowReader& rows, size_t nLines) const {
+        ParsedLines<Record> parsed;
+        parsed.vecRows.reserve(nLines * m_vecLayouts.size());
+        parsed.vecRecords.reserve(nLines * m_vecLayouts.size());
+        RowStamp stamp;
+        try {
+            while (rows.Next()) {
+                ReadRow(rows, stamp, parsed);
+                ++parsed.nRows;
+            }
+        } catch (const ImportError& error) {
+            parsed.refusal = error;
+        }
+        for (size_t i = 0; i < parsed.vecRows.size(); ++i) {
+            parsed.vecRows[i].pRecord = &parsed.vecRecords[i];
+        }
+        return parsed;
+    }
+
+private:
+    static std::vector<Field> ReferenceFields() {
+        if constexpr (kKindOf<Record> == DayKind::Snapshot)
+            return FieldsOf({FieldGroup::FutureDay});
+        return {};
+    }
+
+    static bool IsQuantity(const std::string& str) {
+        return str == "volume" || str == "turnover" || str == "acc_volume" || str == "acc_turnover";
+    }
+
+    void ReadRow(const RowReader& rows, RowStamp& stamp, ParsedLines<Record>& parsed) const {
+        rows.ReadStamp(stamp);
+        auto& vecRuns = parsed.vecRuns;
+        if (vecRuns.empty() || vecRuns.back().strCode != stamp.strCode ||
+            vecRuns.back().strMarket != stamp.strMarket) {
+            vecRuns.push_back({stamp.strMarket, stamp.strCode, rows.Line(), parsed.vecRows.size(),
+                               parsed.vecReferences.size()});
+        }
+        Row<Record> row{rows.Line(), stamp.nDay, stamp.nDate, stamp.nTime, {}, {}, nullptr};
+        if constexpr (HasVolume<Record>) {
+            ReadQuantity(rows, m_volume, m_volumeField, row.volume);
+            ReadQuantity(rows, m_turnover, m_turnoverField, row.turnover);
+        }
+        for (const auto& layout : m_vecLayouts) {
+            Record& record = parsed.vecRecords.emplace_back();
+            record.nTime = row.nTime;
+            for (const auto& [field, nColumn] : layout.vecFields) {
+                const codec::StreamField at{static_cast<uint16_t>(field.nOffset),
+                                            static_cast<uint8_t>(field.nWidth)};
+                codec::StoreField(reinterpret_cast<char*>(&record), at, rows.Value(field, nColumn));
+            }
+            if (FinishRecord(record, layout)) {
+                parsed.vecRows.push_back(row);
+            } else {
+                parsed.vecRecords.pop_back();
+            }
+        }
+        if (m_bReference) ReadReference(rows, row.nDay, parsed);
+    }
+
+    void ReadQuantity(const RowReader& rows, const QuantityColumns& columns, const Field& field,
+                      Quantity& quantity) const {
+        if (columns.nRow >= 0) quantity.nRow = rows.Value(field, columns.nRow);
+        if (columns.nSum >= 0) quantity.nSum = rows.Value(field, columns.nSum);
+    }
+
+    // Day 0 stands for rows whose trading day is found later: the last ones hold for all.
+    void ReadReference(const RowReader& rows, int nDay, ParsedLines<Record>& parsed) const {
+        int values[3] = {};
+        for (size_t i = 0; i < 3; ++i) {
+            const auto& [field, nColumn] = m_vecReference[i];
+            if (nColumn >= 0) values[i] = static_cast<int>(rows.Value(field, nColumn));
+        }
+        parsed.vecReferences.push_back({nDay, {values[0], values[1], values[2]}});
+    }
+
+    std::vector<BoundLayout> m_vecLayouts;
+    std::vector<Bound> m_vecReference;
+    bool m_bReference = false;
+    QuantityColumns m_volume, m_turnover;
+    bool m_bIndex;
+    const Field m_volumeField{FieldGroup::Tick, "volume", FieldKind::Volume, 0, 8};
+    const Field m_turnoverField{FieldGroup::Tick, "turnover", FieldKind::Amount, 0, 8};
+};
+
+}  // namespace qrx::server
+
+#endif
