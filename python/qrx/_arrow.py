@@ -111,11 +111,14 @@ def _leaf(length: int, *buffers: Array) -> CArray:
     return array
 
 
-def _texts(texts: Any) -> CArray:
-    raw = [text.encode("utf-8", "replace") for text in texts]
+def _texts(texts: Array) -> CArray:
+    raw = np.char.encode(texts.astype(np.str_), "utf-8", "replace")
+    lengths = np.char.str_len(raw)
     offsets = np.zeros(len(raw) + 1, np.int32)
-    np.cumsum([len(r) for r in raw], out=offsets[1:])
-    return _leaf(len(raw), offsets, np.frombuffer(b"".join(raw) or b"\0", np.uint8))
+    np.cumsum(lengths, out=offsets[1:])
+    letters = raw.view(np.uint8).reshape(len(raw), raw.dtype.itemsize)
+    used = letters[np.arange(raw.dtype.itemsize) < lengths[:, np.newaxis]]
+    return _leaf(len(raw), offsets, used if len(used) else np.zeros(1, np.uint8))
 
 
 def _codes(codes: list[str], places: Array) -> CArray:

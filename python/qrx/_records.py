@@ -12,7 +12,7 @@ from typing import Any
 import numpy as np
 
 from ._generated import FIELDS
-from ._library import DTYPES, CalcColumns, text_of
+from ._library import DTYPES, CalcColumns, text_of, texts_of
 from ._table import Array, Column, Options, Table, moments
 
 # Of every record the groups of columns that it consists of.
@@ -31,12 +31,9 @@ CODE_COLUMNS = [Column("code", "Text", "S32", "szVelaCode"), Column("name", "Tex
                 Column("kind", "Text", "S32")]
 
 
-def kind_of_type(number: int) -> str:
-    if number < 16:
-        return "index"
-    if 112 <= number <= 125:
-        return "future"
-    return "option" if number & 0xF0 == 0x90 else "security"
+def kinds_of_types(numbers: Array) -> Array:
+    kinds = [numbers < 16, (112 <= numbers) & (numbers <= 125), numbers & 0xF0 == 0x90]
+    return np.select(kinds, ["index", "future", "option"], "security").astype(object)
 
 
 @lru_cache(maxsize=None)
@@ -91,10 +88,9 @@ class Records(Table, np.ndarray[Any, np.dtype[np.void]]):
         if column.kind == "Moment":
             return moments(rows["nDate"], rows["nTime"])
         if column.name == "kind" and self._record == "QRXDefine_Code":
-            return np.array([kind_of_type(n) for n in rows["nType"].tolist()], object)
+            return kinds_of_types(rows["nType"])
         if column.kind == "Text":
-            texts = [text_of(raw, self._options.encoding) for raw in rows[column.member].tolist()]
-            return np.array(texts, object)
+            return texts_of(rows[column.member], self._options.encoding)
         values: Array = rows[column.member]
         return values if column.place is None else values[:, column.place]
 
