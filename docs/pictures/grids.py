@@ -11,7 +11,7 @@ import numpy as np
 
 import qrx
 from qrx._grids import grid_rows
-from qrx._table import moments
+from qrx._fill import moments
 
 DAY = 20240105
 # A quiet security of each market, to be shown as it came and as it was completed.

@@ -14,7 +14,8 @@ from typing import Any
 
 import numpy as np
 
-from ._table import Array, Column, Price, Table
+from ._fill import Array
+from ._table import Column, Price, Table
 
 BATCH_ROWS = 1 << 20
 Pointer = ctypes.c_void_p
@@ -138,7 +139,7 @@ def _fill_batch(out: CArray, table: Table, columns: list[Column], price: Price,
         if column.kind == "Code":
             children.append(_codes(codes, next(filled)))
         elif column.kind == "Text":
-            children.append(_texts(table._run(column, start, stop)))
+            children.append(_texts(table._texts(column, start, stop)))
         else:
             children.append(_leaf(stop - start, next(filled)))
     places = (Pointer * 1)(None)

@@ -11,8 +11,8 @@ from typing import Any
 
 import numpy as np
 
+from ._fill import Array
 from ._records import Calculation, Records
-from ._table import Array
 from .errors import BadArgument
 
 UP, DOWN = "#c23b22", "#2a7f62"  # red is up, as at these exchanges

@@ -16,7 +16,8 @@ from conftest import PASSWORD
 import qrx
 import qrx.aio
 import qrx.plot
-from qrx import _library, _progress
+from qrx import _fill, _library, _progress
+from qrx._records import GROUPS
 
 DAY = "2024-01-05"
 KINDS = [
@@ -91,6 +92,36 @@ def test_moments(date, time, moment):
         assert np.array_equal(records.column("time")[-1], expected, equal_nan=True) or \
             (np.isnat(records.column("time")[-1]) and np.isnat(expected))
         assert pd.isna(records.to_pandas().time.iloc[-1]) == np.isnat(expected)
+
+
+@pytest.mark.parametrize("record, codes", [*zip(GROUPS, [1, 3] * 4), ("QRXDefine_Tick", 300)])
+def test_runs_and_threads_give_each_row_its_own(record, codes, monkeypatch):
+    monkeypatch.setattr(_fill, "RUN_BYTES", 40_000)
+    monkeypatch.setattr(_fill, "ROWS_A_THREAD", 1000)
+    monkeypatch.setattr(_fill.os, "cpu_count", lambda: 3)
+    random = np.random.default_rng(7)
+    made = np.zeros(5001, _library.DTYPES[record])
+    made.view(np.uint8)[:] = random.integers(0, 256, made.nbytes)
+    names = sorted(str(number) for number in random.integers(0, codes, len(made)))
+    made["chVelaCode"] = names
+    offset = made.dtype.fields["chVelaCode"][1]
+    made.view(np.uint8).reshape(len(made), -1)[::2, offset + 31] = 7  # behind the NUL
+    made["nDate"] = 20240105 + np.arange(len(made)) // 2000
+    clock = np.sort(random.integers(0, 86_400_000, len(made)))
+    made["nTime"] = [int(f"{ms // 3600000}{ms // 60000 % 60:02}{ms % 60000:05}") for ms in clock]
+    when = (np.datetime64("2024-01-05") + np.arange(len(made)) // 2000) + clock.astype("m8[ms]")
+    for some in (slice(None), slice(3, 4000), slice(None, None, -3), slice(7, 7)):
+        rows = made[some]
+        records = qrx._records.wrap(rows, record, qrx._table.Options(price_unit=100))
+        frame = records.to_pandas(price="float")
+        assert frame.code.astype(str).tolist() == names[some]
+        assert np.array_equal(frame.time, when[some])
+        for column in qrx._records.columns_of(record)[2:]:
+            sent = rows[column.member]
+            sent = sent if column.place is None else sent[:, column.place]
+            money = column.kind in ("Price", "Amount")
+            assert np.array_equal(frame[column.name], sent / 100 if money else sent), column
+            assert np.array_equal(records.column(column.name), sent), column
 
 
 def test_no_copy_and_one_release(session, monkeypatch):
