@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "app/failure.h"
-#include "output/sqlite.h"
 #include "text/nearest.h"
 #include "text/words.h"
 
@@ -70,10 +69,27 @@ void Results::Select() {
     }
 }
 
+void Results::AskedFor(const std::string& strCode, const DayRange& range) {
+    constexpr int kEndOfDate = 235959999;
+    m_asked = {strCode, {range.nFrom, 0}, {range.nTo, kEndOfDate}};
+    if (!m_shape.bInstants || KeyColumns(m_shape.vecColumns).size() < 3) return;
+    const auto moments = MomentsOf(range);
+    if (!moments) return m_asked.reset();
+    m_asked->first = {moments->first.first, moments->first.second};
+    m_asked->last = {moments->last.first, moments->last.second};
+    if (m_vecStamp.empty()) return;
+    m_choice.zone->Shift(m_asked->first[0], m_asked->first[1]);
+    m_choice.zone->Shift(m_asked->last[0], m_asked->last[1]);
+}
+
+void Results::OpenTable() {
+    m_pWriter = MakeSqliteWriter(*m_pDatabase, m_shape.strTable, m_vecColumns, m_choice.style,
+                                 m_vecStamp.empty() ? "" : m_choice.zone->Name(), m_asked);
+}
+
 void Results::WriteRow() {
     if (!m_pWriter && ToDatabase()) {
-        m_pWriter = MakeSqliteWriter(*m_pDatabase, m_shape.strTable, m_vecColumns, m_choice.style,
-                                     m_vecStamp.empty() ? "" : m_choice.zone->Name());
+        OpenTable();
     } else if (!m_pWriter) {
         m_pWriter = MakeTextWriter(m_choice.strFormat, *m_pSink, m_vecColumns, m_choice.style);
     }
@@ -120,6 +136,10 @@ void Results::Flush() {
 }
 
 void Results::Finish() {
+    // Without a row, former ones may have to go.
+    if (!m_pWriter && m_asked && ToDatabase() && m_pDatabase->HasTable(m_shape.strTable)) {
+        OpenTable();
+    }
     if (m_pWriter) m_pWriter->End();
     if (m_pOwn) m_pOwn->Commit();
     if (m_pSink) m_pSink->Finish();
