@@ -47,11 +47,6 @@ OutputChoice ReadOutputChoice(const Arguments& arguments, int nPriceDigits) {
     if (choice.strFormat == "sqlite" && choice.strFile.empty()) {
         RefuseUsage("-f sqlite goes with a file, such as -o market.sqlite");
     }
-    if (choice.strFormat == "sqlite" && arguments.Has("--limit")) {
-        RefuseUsage(
-            "--limit may cut between rows of one moment, and a table would stay so; leave "
-            "it out, or take --begin and --end");
-    }
     if (arguments.Has("--tz")) {
         if (choice.style.bRaw) {
             RefuseUsage("--tz changes what --raw leaves as it was sent; give one of them");

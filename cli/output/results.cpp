@@ -43,6 +43,12 @@ Results::Results(OutputChoice choice, Shape shape)
     if (ToDatabase()) {
         m_pOwn = std::make_unique<Database>(m_choice.strFile, Database::Creation::Beside);
         m_pDatabase = m_pOwn.get();
+        if (m_choice.nLimit != INT64_MAX && m_pOwn->HasTable(m_shape.strTable)) {
+            RefuseUsage(
+                "--limit would put some rows in the place of all that the table \"" +
+                m_shape.strTable + "\" of " + m_choice.strFile +
+                " may hold; leave it out, take --begin and --end, or write to another file");
+        }
     } else {
         m_pSink = std::make_unique<Sink>(m_choice.strFile);
     }

@@ -78,7 +78,6 @@ TEST_F(Ending, CodesAndSentences) {
         {"ticks 600000.SH --limit 0", 2, "--limit"},
         {"ticks 600000.SH -f xml", 2, "table|csv|jsonl|sqlite"},
         {"ticks 600000.SH -f sqlite", 2, "-o market.sqlite"},
-        {"ticks 600000.SH -o x.db --limit 5", 2, "--begin and --end"},
         {"ticks 600000.SH --tz new_yrok", 2, "the nearest is \"America/New_York\""},
         {"ticks 600000.SH --tz ../../etc/passwd", 2, "--tz: there is no zone"},
         {"ticks 600000.SH --tz UTC --raw", 2, "give one of them"},

@@ -133,5 +133,13 @@ TEST_F(Tables, RefusedWithoutAChange) {
     EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
 }
 
+TEST_F(Tables, TakeALimitWhenTheyAreNew) {
+    const std::string strLimited = "orders 600000.SH --from 20240105 --to 20240108 --limit 1";
+    Run(strLimited);
+    EXPECT_EQ(m_cli.Run(strLimited + " -o m.sqlite"), 2);
+    EXPECT_NE(m_cli.Err().find("--limit would put some rows"), std::string::npos) << m_cli.Err();
+    EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
+}
+
 }  // namespace
 }  // namespace qrx::test
