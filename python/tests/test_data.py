@@ -298,6 +298,8 @@ def test_pictures(session, tmp_path):
     upper, lower = qrx.plot.candles(bars)
     assert len(upper.patches) == len(lower.patches) == len(bars)
     assert sum(p.get_height() for p in lower.patches) == bars["iVolume"].sum()
+    lowest = min(p.get_y() for p in upper.patches)
+    assert upper.get_ylim()[0] < lowest and len(upper.get_xticks()) > 3
     tops = sorted(s[1][1] for c in upper.collections for s in c.get_segments())
     np.testing.assert_allclose(tops, np.sort(bars["nHigh"]) / 10000)
     axes = qrx.plot.depth(session.ticks("600000.SH", DAY, book=True))
@@ -308,6 +310,10 @@ def test_pictures(session, tmp_path):
     axes.figure.canvas.draw()
     assert [label.get_text() for label in axes.get_xticklabels()] == [
         "09:30", "10:00", "10:30", "11:00", "13:00", "13:30", "14:00", "14:30", "15:00"]
+    # 21:00 to 02:30, 09:00 to 15:00: a label of 02:00 would touch that of the morning.
+    night = np.r_[np.arange(1260, 1591), np.arange(1980, 2340)].astype("M8[m]")
+    assert [str(t)[11:] for t in night[qrx.plot.label_places(night)]] == [
+        "21:00", "22:00", "00:00", "09:00", "10:00", "12:00", "14:00"]
     # A stock of which a tick of the price is less than a line: lines are shared, nothing is lost.
     dear = session.ticks("600519.SH", DAY, book=True)
     asks = qrx.plot.depth(dear, steps=100).images[0].get_array()
