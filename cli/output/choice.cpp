@@ -22,6 +22,11 @@ std::string FormatOf(const Arguments& arguments) {
                               {".db", "sqlite"}}) {
         if (strFile.ends_with(row.szEnding)) return row.szFormat;
     }
+    for (const char* szEnding : {".json", ".xlsx", ".xls", ".parquet", ".feather", ".tsv"}) {
+        if (!strFile.ends_with(szEnding)) continue;
+        RefuseUsage(std::string("-o: no rows are written as ") + szEnding +
+                    "; name the file such as x.csv, x.jsonl or x.sqlite, or give --format");
+    }
     return "table";
 }
 

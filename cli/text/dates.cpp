@@ -105,7 +105,9 @@ DayRange ReadDayRange(const Arguments& arguments) {
 }
 
 std::string DayRange::Text() const {
-    if (nFrom == nTo) return "on " + DateText(nFrom);
+    if (nFrom == nTo) {
+        return "on " + DateText(nFrom) + (nFrom == TodayAtExchange() ? " (today)" : "");
+    }
     return "from " + DateText(nFrom) + " to " + DateText(nTo);
 }
 

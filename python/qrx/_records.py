@@ -64,6 +64,9 @@ class Records(Table, np.ndarray[Any, np.dtype[np.void]]):
         self._record = getattr(source, "_record", "")
 
     def __getitem__(self, key: Any) -> Any:
+        if isinstance(key, str) and key not in (self.dtype.names or ()):
+            raise ValueError(f'no field "{key}": those have the names of C, such as '
+                           f'{(self.dtype.names or ("none",))[-1]}; write .column("{key}")')
         item = super().__getitem__(key)
         if isinstance(item, Records) and item.dtype != self.dtype:
             return item.view(np.ndarray)  # a field

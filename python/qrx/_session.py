@@ -152,6 +152,8 @@ class Session:
                     return np.frombuffer(raw, DTYPES["QRXDefine_Code"])[0]
         self._open_handle()
         sentence = f"code: there is no security {text}" if dot else f'code: "{text}" lacks its market'
+        if dot and market.upper() not in (known.upper() for known in self.markets):
+            sentence += f": you have no market {market}, only {', '.join(self.markets)}"
         kind = UnknownCode if dot else BadArgument
         raise kind(sentence, advice=self._candidates(text))
 

@@ -138,6 +138,8 @@ def test_no_copy_and_one_release(session, monkeypatch):
         freed.append(block.address), _library.lib.QRX_Free(block.address))[0])
     ticks = session.ticks("600000.SH", DAY)
     assert ticks.ctypes.data == given[0] and ticks.dtype == _library.DTYPES["QRXDefine_Tick"]
+    with pytest.raises(ValueError, match=r'no field "price": .*write .column\("price"\)'):
+        ticks["price"]
     view = ticks[5:10]["nPrice"]
     assert type(view) is np.ndarray and type(ticks[5:10]) is qrx.Records
     price = view[0]
@@ -223,6 +225,8 @@ def test_days_one_by_one(session, capsys, monkeypatch):
     (lambda s: s.ticks("600000.SH", "2023-01-05"), qrx.NoData, "no ticks of 600000.SH on 2023-01-05"),
     (lambda s: s.ticks("600001.SH", DAY), qrx.UnknownCode, "no security 600001.SH; did you mean 60"),
     (lambda s: s.ticks("600000", DAY), qrx.BadArgument, "lacks its market; did you mean 600000.SH"),
+    (lambda s: s.ticks("600000.SS", DAY), qrx.UnknownCode,
+     "security 600000.SS: you have no market SS, only SH, SZ, .*; did you mean 600000.SH"),
     (lambda s: s.ticks("600000.SZ", DAY), qrx.UnknownCode, "did you mean 600000.SH"),
     (lambda s: s.ticks(600000, DAY), qrx.BadArgument, "code: 600000 is no such text"),
     (lambda s: s.ticks("", DAY), qrx.BadArgument, "code"),
