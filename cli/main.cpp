@@ -1,5 +1,6 @@
 // qrx, the command line of the client library: parses, runs one command, and turns what ended it
 // into a sentence on the standard error and an exit code.
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <new>
@@ -23,7 +24,16 @@ int Run(int argc, char** argv) {
     }
     Context context(parsed.arguments);
     if ((parsed.pCommand->nTraits & Command::OwnSettings) == 0) context.GetSettings();
-    parsed.pCommand->pfnRun(context);
+    try {
+        parsed.pCommand->pfnRun(context);
+    } catch (const Failure& failure) {
+        const auto& vecOptions = parsed.pCommand->vecOptions;
+        const bool bOfDays = std::any_of(vecOptions.begin(), vecOptions.end(), [](const auto& row) {
+            return std::string("--from") == row.Key();
+        });
+        if (failure.Code() != EXIT_NO_DATA || !bOfDays || parsed.arguments.Has("--from")) throw;
+        throw Failure(EXIT_NO_DATA, failure.Sentence() + "; give another day with --from");
+    }
     return EXIT_OK;
 }
 

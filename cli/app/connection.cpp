@@ -87,9 +87,20 @@ QRXDefine_Code Connection::FindCode(const std::string& strCode) {
         if (const QRXDefine_Code* pCode = m_session.CodeInfo(strCode.c_str())) return *pCode;
     }
     interrupt::Check();
-    std::string strSentence = strCode.rfind('.') == std::string::npos
+    const size_t nDot = strCode.rfind('.');
+    std::string strSentence = nDot == std::string::npos
                                   ? "CODE: \"" + strCode + "\" lacks its market, such as 600000.SH"
                                   : "CODE: there is no security " + strCode;
+    if (nDot != std::string::npos) {
+        const std::string strMarket = strCode.substr(nDot + 1);
+        std::string strMarkets;
+        bool bOpen = false;
+        for (const std::string& strOne : m_vecMarkets) {
+            bOpen = bOpen || FoldCase(strOne) == FoldCase(strMarket);
+            strMarkets += (strMarkets.empty() ? "" : ", ") + strOne;
+        }
+        if (!bOpen) strSentence += ": you have no market " + strMarket + ", only " + strMarkets;
+    }
     throw Failure(EXIT_UNKNOWN_CODE, strSentence + Candidates(strCode));
 }
 

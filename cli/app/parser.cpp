@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "app/failure.h"
+#include "text/nearest.h"
 #include "text/words.h"
 
 namespace qrx::cli {
@@ -95,6 +96,47 @@ std::string Footer(const Command& command) {
     return strText + "Options of output and connection, and exit codes: qrx --help\n";
 }
 
+// With the nearest name, if it is near at all.
+std::string Lacks(const std::string& strWho, const char* szWhat, const std::string& strWord,
+                  const std::vector<std::string>& vecNames) {
+    const std::string strNearest = Nearest(strWord, vecNames);
+    const bool bNear = 2 * EditDistance(strWord, strNearest) <= static_cast<int>(strWord.size());
+    return strWho + " has no " + szWhat + " \"" + strWord + "\"" +
+           (bNear ? "; the nearest is \"" + strNearest + "\"" : "");
+}
+
+// A word that is no command of the line's, or an option that its command lacks, or ""
+// when it is something else that is wrong.
+std::string Unknown(const CLI::App& app) {
+    std::string strCommand = app.get_name();
+    std::vector<std::string> vecCommands;
+    std::vector<std::string> vecOptions;  // those of the command before those of all
+    for (const CLI::App* pApp = &app; pApp != nullptr;) {
+        for (const CLI::Option* pOption : pApp->get_options()) {
+            for (const std::string& strLong : pOption->get_lnames()) {
+                vecOptions.insert(vecOptions.begin(), "--" + strLong);
+            }
+        }
+        vecCommands.clear();
+        for (const CLI::App* pNext : pApp->get_subcommands([](const CLI::App*) { return true; })) {
+            if (!pNext->get_group().empty()) vecCommands.push_back(pNext->get_name());
+        }
+        const auto vecGiven = pApp->get_subcommands();
+        pApp = vecGiven.empty() ? nullptr : vecGiven.front();
+        if (pApp != nullptr) strCommand += " " + pApp->get_name();
+    }
+    for (const std::string& strWord : app.remaining(true)) {
+        if (strWord.starts_with("--")) {
+            return Lacks(strCommand, "option", strWord.substr(0, strWord.find('=')), vecOptions);
+        }
+        if (!strWord.starts_with("-") && !vecCommands.empty()) {
+            return Lacks(strCommand, "command", strWord, vecCommands);
+        }
+    }
+    if (vecCommands.empty()) return {};
+    return "a command is needed, such as " + strCommand + " " + vecCommands.front();
+}
+
 }  // namespace
 
 Parsed Parse(int argc, char** argv) {
@@ -146,7 +188,13 @@ Parsed Parse(int argc, char** argv) {
         parsed.strText = text.str();
         return parsed;
     } catch (const CLI::ParseError& error) {
-        std::string strText = error.what();
+        std::string strText;
+        const int nCode = error.get_exit_code();
+        if (nCode == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
+            nCode == static_cast<int>(CLI::ExitCodes::RequiredError)) {
+            strText = Unknown(app);
+        }
+        if (strText.empty()) strText = error.what();
         if (const size_t nEnd = strText.find('\n'); nEnd != std::string::npos) strText.resize(nEnd);
         RefuseUsage(strText + "; see qrx --help");
     }

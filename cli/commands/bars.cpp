@@ -48,6 +48,7 @@ void RunBars(Context& context) {
              range.Text()},
             {bars.value.data(), bars.value.size()}, cycle.Intraday());
     }
+    pResults->AskedFor(std::string(FieldView(code.szVelaCode)), range);
     pResults->Records(ColumnsOf<QRXDefine_KLine>(), bars.value.data(), bars.value.size(),
                       sizeof(QRXDefine_KLine));
     pResults->Finish();

@@ -52,12 +52,13 @@ OutputChoice ReadChoice(const Context& context) {
     return choice;
 }
 
-ExportRequest RequestOf(const OutputChoice& choice) {
+ExportRequest RequestOf(const OutputChoice& choice, const Address& server) {
     return {{"--format", choice.strFormat},  // first: the files' ending
             {"--columns", choice.strColumns},
             {"--raw", choice.style.bRaw ? "yes" : "no"},
             {"--tz", choice.zone ? choice.zone->Name() : ""},
-            {"--price-unit", "1e" + std::to_string(choice.style.nPriceDigits)}};
+            {"--price-unit", "1e" + std::to_string(choice.style.nPriceDigits)},
+            {kServerOfExport, FoldCase(server.Text())}};
 }
 
 // A market's name stands for all of its securities. Each security once.
@@ -155,7 +156,8 @@ void RunExport(Context& context) {
 
     // Nothing is made or removed for a request that cannot be met.
     const std::deque<QRXDefine_Code> codes = FindCodes(context.Connect(), vecCodes);
-    Manifest manifest(strFolder, RequestOf(choice), args.Has("--restart"));
+    Manifest manifest(strFolder, RequestOf(choice, context.GetSettings().server),
+                      args.Has("--restart"), args.Has("--server-moved"));
     Exporter exporter(context, choice, manifest);
     const ExportTally tally = exporter.Run(Plan(kinds, codes, range));
     const std::string strWhat = args.Get("--kinds") + " of these securities " + range.Text();

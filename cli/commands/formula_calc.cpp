@@ -134,6 +134,7 @@ void RunFormulaCalc(Context& context) {
     if (args.Has("--param")) strTable += "_" + args.Get("--param");
     const auto pResults =
         context.OpenResults({std::move(strTable), std::move(vecColumns), cycle.Intraday()});
+    pResults->AskedFor(std::string(vecCells[0].text), range);
     for (int nRow = 0; nRow < calculation.Rows(); ++nRow) {
         for (int i = 0; i < calculation.Columns(); ++i) {
             const int32_t* pColumn = calculation.Column(i);

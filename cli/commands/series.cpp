@@ -13,6 +13,7 @@ Series::Series(Context& context, const RecordKind& kind)
       m_vecDays(Weekdays(m_range.nFrom, m_range.nTo)),
       m_pResults(context.OpenResults(kind.GetShape())),
       m_code(context.Connect().FindCode(context.Args().Get("CODE"))) {
+    m_pResults->AskedFor(std::string(FieldView(m_code.szVelaCode)), m_range);
     m_progress.emplace(static_cast<int>(m_vecDays.size()), "days");
 }
 

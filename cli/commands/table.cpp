@@ -162,7 +162,9 @@ const std::vector<Command>& Commands() {
           kAdjustDate,
           kAdjustVolume,
           kComplete,
-          {"--restart", nullptr, "remove what the folder holds and begin anew", nullptr}},
+          {"--restart", nullptr, "remove what the folder holds and begin anew", nullptr},
+          {"--server-moved", nullptr, "the folder's server is this one, at a new address",
+           nullptr}},
          RunExport,
          "The folder (-o) gets a file a security, kind and trading day (a file a security of bars "
          "of days and longer), as csv or jsonl, or one database data.sqlite with -f sqlite. Its "
@@ -171,8 +173,9 @@ const std::vector<Command>& Commands() {
          "data are remembered as such once they are a week old. A day that is not over at the "
          "exchange is written and asked for again the next time. Kinds that a security does not "
          "have are passed over. Adjusted and completed bars stand in folders of their own, such "
-         "as bars_5m_complete. What --format, --columns, --raw, --tz and --price-unit say must "
-         "stay the same; --restart removes what was exported and begins anew.",
+         "as bars_5m_complete. What --server, --format, --columns, --raw, --tz and --price-unit "
+         "say "
+         "must stay the same; --restart removes what was exported and begins anew.",
          "qrx export SH SZ --kinds ticks,bars_1m --from 20240102 --to 20240131 "
          "-o market\n"
          "qrx export --codes-from codes.txt --kinds bars_d --from 20200101 --to today -f sqlite "
@@ -218,8 +221,8 @@ std::span<const char* const> AboutOutput() {
     static constexpr const char* kParagraphs[] = {
         "A file appears when it is complete, or keeps what it was. In SQLite each kind of record "
         "is a table (ticks, ticks_book, bars_5m, ...) that is made or extended in one transaction; "
-        "rows of the same security between the first and the last new row are replaced, so that "
-        "a command may be repeated.",
+        "new rows take the place of all that the security had on the days that were asked for, so "
+        "that a command may be repeated.",
         "Times are the exchange's. With --tz, dates and times of rows are shown in another zone, "
         "and the date follows the time over midnight; bars of days and longer keep their day. "
         "--from, --to, --begin and --end stay the exchange's."};

@@ -102,12 +102,12 @@ void Exporter::Take(const PlannedPart& part) {
         done.state = Part::Empty;
         std::error_code none;
         if (!m_database) fs::remove(m_manifest.PartPath(part.Name()), none);
+        if (m_database) Write(part, {});
     } else {
-        const DayRange range = {part.slice.nFrom, part.slice.nTo, 0, 0};
         connection.Check(fetched.code,
                          part.pKind->szPlural +
                              (" of " + std::string(FieldView(part.pCode->szVelaCode))) + " " +
-                             range.Text());
+                             part.Days().Text());
         done = Write(part, fetched);
         ++m_tally.nWritten;
         m_tally.bAnyRow = true;
@@ -130,6 +130,7 @@ Part Exporter::Write(const PlannedPart& part, const Fetched& fetched) {
         m_database->Run("SAVEPOINT part");
         try {
             Results results(m_choice, kind.GetShape(), *m_database);
+            results.AskedFor(std::string(FieldView(part.pCode->szVelaCode)), part.Days());
             results.Records(*kind.pColumns, fetched.pRecords, fetched.nCount, kind.nRecordBytes);
             results.Finish();
         } catch (...) {

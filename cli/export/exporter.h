@@ -23,6 +23,7 @@ struct PlannedPart {
     const QRXDefine_Code* pCode;
     Slice slice;
     std::string Name() const;
+    DayRange Days() const { return {slice.nFrom, slice.nTo, 0, 0}; }
 };
 
 // Parts by what became of them.

@@ -73,7 +73,8 @@ std::string PathStep(const std::string& strText) {
     return strOut;
 }
 
-Manifest::Manifest(const std::string& strFolder, const ExportRequest& request, bool bRestart)
+Manifest::Manifest(const std::string& strFolder, const ExportRequest& request, bool bRestart,
+                   bool bMoved)
     : m_strFolder(strFolder), m_request(request) {
     std::error_code error;
     fs::create_directories(strFolder, error);
@@ -84,7 +85,7 @@ Manifest::Manifest(const std::string& strFolder, const ExportRequest& request, b
     if (file) {
         std::ostringstream text;
         text << file.rdbuf();
-        Read(text.str(), bRestart);
+        Read(text.str(), bRestart, bMoved);
     } else if (!fs::is_empty(strFolder, error)) {
         throw Failure(EXIT_OUTPUT, strFolder + " holds other things than an export; name a new " +
                                        "or an empty folder");
@@ -104,7 +105,7 @@ void Manifest::Lock() {
     throw Failure(EXIT_OUTPUT, "another export is writing to " + m_strFolder);
 }
 
-void Manifest::Read(const std::string& strText, bool bRestart) {
+void Manifest::Read(const std::string& strText, bool bRestart, bool bMoved) {
     std::map<std::string, std::string> former;
     try {
         const Json json = Json::parse(strText);
@@ -129,14 +130,22 @@ void Manifest::Read(const std::string& strText, bool bRestart) {
         m_parts.clear();
         return;
     }
+    Compare(former, bMoved);
+}
+
+void Manifest::Compare(const std::map<std::string, std::string>& former, bool bMoved) const {
+    const auto shown = [](const std::string& strAny) {
+        return strAny.empty() ? std::string("none") : strAny;
+    };
     for (const auto& [strOption, strValue] : m_request) {
-        if (former[strOption] == strValue) continue;
-        const auto shown = [](const std::string& strAny) {
-            return strAny.empty() ? std::string("none") : strAny;
-        };
-        RefuseUsage(m_strFolder + " was begun with " + strOption + " " + shown(former[strOption]) +
-                    ", not " + shown(strValue) +
-                    "; go on as it was begun, start anew with --restart, or name another folder");
+        const auto it = former.find(strOption);
+        const std::string strFormer = it != former.end() ? it->second : "";
+        const bool bServer = strOption == kServerOfExport;
+        if (strFormer == strValue || (bServer && (bMoved || strFormer.empty()))) continue;
+        RefuseUsage(m_strFolder + " was begun with " + strOption + " " + shown(strFormer) +
+                    ", not " + shown(strValue) + "; go on as it was begun, " +
+                    (bServer ? "say --server-moved if both are the same server, " : "") +
+                    "start anew with --restart, or name another folder");
     }
 }
 

@@ -26,15 +26,19 @@ struct Part {
     int nTo = 0;
 };
 
-// What must not change while parts are added: option and value.
+// What must not change while parts are added: option and value. The format comes first.
 using ExportRequest = std::vector<std::pair<std::string, std::string>>;
+// The server's address among them, which folders of the first exports do not have.
+inline constexpr const char* kServerOfExport = "--server";
 
 class Manifest {
 public:
     // Makes the folder, keeps other exports out of it, and reads what is there. Throws Failure when
     // another export works there, when the folder is not one of an export, or when it was begun
-    // with another request; bRestart removes the files of the former export instead.
-    Manifest(const std::string& strFolder, const ExportRequest& request, bool bRestart);
+    // with another request; bRestart removes the files of the former export instead. With bMoved
+    // another server is the same one, at a new address.
+    Manifest(const std::string& strFolder, const ExportRequest& request, bool bRestart,
+             bool bMoved);
     ~Manifest();
     Manifest(const Manifest&) = delete;
     Manifest& operator=(const Manifest&) = delete;
@@ -52,7 +56,8 @@ public:
 private:
     std::string Path() const { return m_strFolder + "/manifest.json"; }
     void Lock();
-    void Read(const std::string& strText, bool bRestart);
+    void Read(const std::string& strText, bool bRestart, bool bMoved);
+    void Compare(const std::map<std::string, std::string>& former, bool bMoved) const;
     void Remove(const std::string& strFormat) const;
 
     const std::string m_strFolder;

@@ -22,6 +22,11 @@ std::string FormatOf(const Arguments& arguments) {
                               {".db", "sqlite"}}) {
         if (strFile.ends_with(row.szEnding)) return row.szFormat;
     }
+    for (const char* szEnding : {".json", ".xlsx", ".xls", ".parquet", ".feather", ".tsv"}) {
+        if (!strFile.ends_with(szEnding)) continue;
+        RefuseUsage(std::string("-o: no rows are written as ") + szEnding +
+                    "; name the file such as x.csv, x.jsonl or x.sqlite, or give --format");
+    }
     return "table";
 }
 
@@ -46,11 +51,6 @@ OutputChoice ReadOutputChoice(const Arguments& arguments, int nPriceDigits) {
     choice.style.nPriceDigits = nPriceDigits;
     if (choice.strFormat == "sqlite" && choice.strFile.empty()) {
         RefuseUsage("-f sqlite goes with a file, such as -o market.sqlite");
-    }
-    if (choice.strFormat == "sqlite" && arguments.Has("--limit")) {
-        RefuseUsage(
-            "--limit may cut between rows of one moment, and a table would stay so; leave "
-            "it out, or take --begin and --end");
     }
     if (arguments.Has("--tz")) {
         if (choice.style.bRaw) {

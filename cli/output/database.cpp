@@ -51,7 +51,7 @@ void Database::Run(const std::string& strSql) {
     Check(sqlite3_exec(m_pDb.get(), strSql.c_str(), nullptr, nullptr, nullptr));
 }
 
-bool Database::Exists(const std::string& strTable) {
+bool Database::HasTable(const std::string& strTable) {
     Statement find(*this, "SELECT 1 FROM sqlite_master WHERE name = ? COLLATE NOCASE");
     find.Bind(1, strTable);
     return find.Step();
@@ -59,7 +59,7 @@ bool Database::Exists(const std::string& strTable) {
 
 void Database::OpenTable(const std::string& strTable, const TableLayout& layout) {
     const std::string* const kParts[] = {&layout.strValues, &layout.strTimes, &layout.strColumns};
-    if (!Exists(strTable)) {
+    if (!HasTable(strTable)) {
         Run("CREATE TABLE " + Quoted(strTable) + " (" + layout.strColumns + ")");
         Statement remember(*this, "INSERT OR REPLACE INTO qrx_tables VALUES (?, ?, ?, ?)");
         remember.Bind(1, strTable);

@@ -38,6 +38,7 @@ public:
     void Run(const std::string& strSql);
     // Makes the table, or holds the one that is there against the layout.
     void OpenTable(const std::string& strTable, const TableLayout& layout);
+    bool HasTable(const std::string& strTable);
     void Commit();
 
     sqlite3* Handle() const { return m_pDb.get(); }
@@ -45,7 +46,6 @@ public:
 
 private:
     void Open(const std::string& strOpened);
-    bool Exists(const std::string& strTable);
 
     struct Closer {
         void operator()(sqlite3* p) const { sqlite3_close_v2(p); }

@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "app/failure.h"
-#include "output/sqlite.h"
 #include "text/nearest.h"
 #include "text/words.h"
 
@@ -44,6 +43,12 @@ Results::Results(OutputChoice choice, Shape shape)
     if (ToDatabase()) {
         m_pOwn = std::make_unique<Database>(m_choice.strFile, Database::Creation::Beside);
         m_pDatabase = m_pOwn.get();
+        if (m_choice.nLimit != INT64_MAX && m_pOwn->HasTable(m_shape.strTable)) {
+            RefuseUsage(
+                "--limit would put some rows in the place of all that the table \"" +
+                m_shape.strTable + "\" of " + m_choice.strFile +
+                " may hold; leave it out, take --begin and --end, or write to another file");
+        }
     } else {
         m_pSink = std::make_unique<Sink>(m_choice.strFile);
     }
@@ -70,10 +75,27 @@ void Results::Select() {
     }
 }
 
+void Results::AskedFor(const std::string& strCode, const DayRange& range) {
+    constexpr int kEndOfDate = 235959999;
+    m_asked = {strCode, {range.nFrom, 0}, {range.nTo, kEndOfDate}};
+    if (!m_shape.bInstants || KeyColumns(m_shape.vecColumns).size() < 3) return;
+    const auto moments = MomentsOf(range);
+    if (!moments) return m_asked.reset();
+    m_asked->first = {moments->first.first, moments->first.second};
+    m_asked->last = {moments->last.first, moments->last.second};
+    if (m_vecStamp.empty()) return;
+    m_choice.zone->Shift(m_asked->first[0], m_asked->first[1]);
+    m_choice.zone->Shift(m_asked->last[0], m_asked->last[1]);
+}
+
+void Results::OpenTable() {
+    m_pWriter = MakeSqliteWriter(*m_pDatabase, m_shape.strTable, m_vecColumns, m_choice.style,
+                                 m_vecStamp.empty() ? "" : m_choice.zone->Name(), m_asked);
+}
+
 void Results::WriteRow() {
     if (!m_pWriter && ToDatabase()) {
-        m_pWriter = MakeSqliteWriter(*m_pDatabase, m_shape.strTable, m_vecColumns, m_choice.style,
-                                     m_vecStamp.empty() ? "" : m_choice.zone->Name());
+        OpenTable();
     } else if (!m_pWriter) {
         m_pWriter = MakeTextWriter(m_choice.strFormat, *m_pSink, m_vecColumns, m_choice.style);
     }
@@ -120,6 +142,10 @@ void Results::Flush() {
 }
 
 void Results::Finish() {
+    // Without a row, former ones may have to go.
+    if (!m_pWriter && m_asked && ToDatabase() && m_pDatabase->HasTable(m_shape.strTable)) {
+        OpenTable();
+    }
     if (m_pWriter) m_pWriter->End();
     if (m_pOwn) m_pOwn->Commit();
     if (m_pSink) m_pSink->Finish();

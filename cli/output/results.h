@@ -13,7 +13,9 @@
 #include "output/columns.h"
 #include "output/database.h"
 #include "output/sink.h"
+#include "output/sqlite.h"
 #include "output/writer.h"
+#include "text/dates.h"
 
 namespace qrx::cli {
 
@@ -33,6 +35,9 @@ public:
     // Into a database that the caller commits.
     Results(OutputChoice choice, Shape shape, Database& database);
 
+    // What the rows that are to come were asked for as. A table holds just them afterwards.
+    void AskedFor(const std::string& strCode, const DayRange& range);
+
     // Cells of all columns, those included that are not wanted.
     void Row(std::span<const Cell> cells);
     void Records(const std::vector<RecordColumn>& vecColumns, const void* pRecords, size_t nCount,
@@ -47,6 +52,7 @@ private:
     void Select();
     void Shift();
     void WriteRow();
+    void OpenTable();
     bool ToDatabase() const { return m_choice.strFormat == "sqlite"; }
 
     OutputChoice m_choice;
@@ -59,6 +65,7 @@ private:
     std::vector<Cell> m_vecCells;       // of the selected columns
     std::vector<Cell> m_vecAll;         // of all columns, where a zone needs more
     std::vector<size_t> m_vecStamp;     // places of date and time, where a zone moves them
+    std::optional<Asked> m_asked;
     std::unique_ptr<Writer> m_pWriter;
     int64_t m_nRows = 0;
 };

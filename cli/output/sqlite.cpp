@@ -1,9 +1,7 @@
 // See the header.
 #include "output/sqlite.h"
 
-#include <array>
 #include <map>
-#include <optional>
 #include <set>
 
 #include "app/interrupt.h"
@@ -40,13 +38,14 @@ std::vector<Column> DistinctNames(std::vector<Column> vecColumns) {
 class SqliteWriter : public Writer {
 public:
     SqliteWriter(Database& database, const std::string& strTable, std::vector<Column> vecColumns,
-                 CellStyle style, const std::string& strZone)
+                 CellStyle style, const std::string& strZone, const std::optional<Asked>& asked)
         : Writer(DistinctNames(std::move(vecColumns)), style),
           m_database(database),
           m_strTable(strTable),
           m_vecKeys(KeyColumns(m_vecColumns)),
           m_vecTexts(m_vecColumns.size()) {
         for (int i = 0; i < style.nPriceDigits; ++i) m_dUnit *= 10;
+        if (asked) m_ranges.try_emplace(asked->strCode, asked->first, asked->last);
         std::string strColumns;
         std::string strPlaces;
         for (const Column& column : m_vecColumns) {
@@ -113,8 +112,6 @@ public:
     }
 
 private:
-    using Stamp = std::array<int64_t, 2>;
-
     std::string KeyNames(size_t nFirst, size_t nCount = SIZE_MAX) const {
         std::string strNames;
         for (size_t n = nFirst; n < m_vecKeys.size() && n - nFirst < nCount; ++n) {
@@ -149,7 +146,7 @@ private:
     int64_t m_nRows = 0;
     int64_t m_nLastOld = 0;  // the last row that was there before
     std::optional<Statement> m_insert;
-    std::map<std::string, std::pair<Stamp, Stamp>> m_ranges;  // first and last new row, by code
+    std::map<std::string, std::pair<Stamp, Stamp>> m_ranges;  // that make place, by code
     std::string m_strCode;
     std::pair<Stamp, Stamp>* m_pRange = nullptr;  // that of m_strCode
 };
@@ -168,9 +165,10 @@ std::vector<size_t> KeyColumns(const std::vector<Column>& vecColumns) {
 
 std::unique_ptr<Writer> MakeSqliteWriter(Database& database, const std::string& strTable,
                                          std::vector<Column> vecColumns, CellStyle style,
-                                         const std::string& strZone) {
-    return std::make_unique<SqliteWriter>(database, strTable, std::move(vecColumns), style,
-                                          strZone);
+                                         const std::string& strZone,
+                                         const std::optional<Asked>& asked) {
+    return std::make_unique<SqliteWriter>(database, strTable, std::move(vecColumns), style, strZone,
+                                          asked);
 }
 
 }  // namespace qrx::cli

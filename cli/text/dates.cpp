@@ -105,8 +105,25 @@ DayRange ReadDayRange(const Arguments& arguments) {
 }
 
 std::string DayRange::Text() const {
-    if (nFrom == nTo) return "on " + DateText(nFrom);
+    if (nFrom == nTo) {
+        return "on " + DateText(nFrom) + (nFrom == TodayAtExchange() ? " (today)" : "");
+    }
     return "from " + DateText(nFrom) + " to " + DateText(nTo);
+}
+
+std::optional<Moments> MomentsOf(const DayRange& range) {
+    constexpr int kEndOfDay = 160000000;
+    const std::vector<int> vecDays = Weekdays(range.nFrom, range.nTo);
+    if (vecDays.empty()) return std::nullopt;
+    Moments moments = {{range.nFrom, range.nBegin}, {range.nTo, range.nEnd}};
+    if (range.nBegin == 0) {
+        constexpr int kWeekend = 3;  // Monday's evening before is Friday's
+        const int nDay = vecDays.front();
+        moments.first = {Weekdays(AddDays(nDay, -kWeekend), AddDays(nDay, -1)).back(),
+                         kEndOfDay + 1};
+    }
+    if (range.nEnd == 0) moments.last = {vecDays.back(), kEndOfDay};
+    return moments;
 }
 
 std::vector<int> Weekdays(int nFrom, int nTo) {

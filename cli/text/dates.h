@@ -2,7 +2,9 @@
 #ifndef QRX_CLI_TEXT_DATES_H
 #define QRX_CLI_TEXT_DATES_H
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/arguments.h"
@@ -26,6 +28,15 @@ struct DayRange {
     std::string Text() const;  // "on 2024-01-05", "from 2024-01-05 to 2024-01-12"
 };
 DayRange ReadDayRange(const Arguments& arguments);
+
+// Date and time of the first and the last moment that the range can hold. A trading day goes from
+// the evening of the weekday before, after 16:00, to its own afternoon; --begin and --end leave the
+// evening out. Nothing for a range without a weekday.
+struct Moments {
+    std::pair<int, int> first;
+    std::pair<int, int> last;
+};
+std::optional<Moments> MomentsOf(const DayRange& range);
 
 // Mondays to Fridays of the range: exchanges do not trade on the other days.
 std::vector<int> Weekdays(int nFrom, int nTo);

@@ -10,8 +10,8 @@ import matplotlib.pyplot as plt
 import numpy as np
 
 import qrx
+from qrx._fill import moments
 from qrx._grids import grid_rows
-from qrx._table import moments
 
 DAY = 20240105
 # A quiet security of each market, to be shown as it came and as it was completed.
@@ -61,7 +61,8 @@ def sessions(axes_pair, market, slots):
         points = row.points(DAY)
         band(axes_pair, len(labels), moments(points[:, 0], points[:, 1]).astype("M8[ms]"), minute,
              BAR)
-        since = f"\nnights from {row.first_night}" if row.first_night else ""
+        night = str(row.first_night)
+        since = f"\nnights from {night[:4]}-{night[4:6]}-{night[6:]}" if row.first_night else ""
         labels.append(f"bars: {names(row)}{since}")
     if slots is not None:
         steps = np.timedelta64(1000, "ms")
@@ -91,7 +92,7 @@ def came_and_completed(axes, plain, full, first, last, what):
         axes.text(-0.01, line, name, transform=axes.get_yaxis_transform(), ha="right", va="center",
                   fontsize=8)
     axes.set_ylim(1.6, -0.5)
-    axes.set_xlim(first - np.timedelta64(150, "ms"), last)
+    axes.set_xlim(first - (last - first).astype("m8[ms]") / 66, last)
     step = np.timedelta64(1 if last - first < np.timedelta64(20, "s") else 10, "s")
     ticks = np.arange(first, last, step)
     axes.set_xticks(ticks, [str(t)[11:19] for t in ticks], fontsize=8)

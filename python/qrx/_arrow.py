@@ -14,7 +14,8 @@ from typing import Any
 
 import numpy as np
 
-from ._table import Array, Column, Price, Table
+from ._fill import Array
+from ._table import Column, Price, Table
 
 BATCH_ROWS = 1 << 20
 Pointer = ctypes.c_void_p
@@ -111,11 +112,14 @@ def _leaf(length: int, *buffers: Array) -> CArray:
     return array
 
 
-def _texts(texts: Any) -> CArray:
-    raw = [text.encode("utf-8", "replace") for text in texts]
+def _texts(texts: Array) -> CArray:
+    raw = np.char.encode(texts.astype(np.str_), "utf-8", "replace")
+    lengths = np.char.str_len(raw)
     offsets = np.zeros(len(raw) + 1, np.int32)
-    np.cumsum([len(r) for r in raw], out=offsets[1:])
-    return _leaf(len(raw), offsets, np.frombuffer(b"".join(raw) or b"\0", np.uint8))
+    np.cumsum(lengths, out=offsets[1:])
+    letters = raw.view(np.uint8).reshape(len(raw), raw.dtype.itemsize)
+    used = letters[np.arange(raw.dtype.itemsize) < lengths[:, np.newaxis]]
+    return _leaf(len(raw), offsets, used if len(used) else np.zeros(1, np.uint8))
 
 
 def _codes(codes: list[str], places: Array) -> CArray:
@@ -135,7 +139,7 @@ def _fill_batch(out: CArray, table: Table, columns: list[Column], price: Price,
         if column.kind == "Code":
             children.append(_codes(codes, next(filled)))
         elif column.kind == "Text":
-            children.append(_texts(table._run(column, start, stop)))
+            children.append(_texts(table._texts(column, start, stop)))
         else:
             children.append(_leaf(stop - start, next(filled)))
     places = (Pointer * 1)(None)

@@ -13,7 +13,7 @@ import numpy as np
 from . import _worker
 from ._dates import DayRange
 from ._generated import CYCLES
-from ._library import DTYPES, CalcColumns, Record, lib, text_of
+from ._library import CalcColumns, Record, before_nul, lib, text_of, texts_of
 from ._records import Calculation
 from .errors import BadArgument, FormulaRefused, NoData
 
@@ -103,10 +103,9 @@ class Formulas:
         rows = self._session._call("QRX_GetFormula", "QRXDefine_FormulaItem",
                                    ctypes.create_string_buffer(raw_name), what)
         encoding = self._session._target.options.encoding
-        width = DTYPES["QRXDefine_FormulaItem"]["szFormulaText"].itemsize
-        return [Formula(text_of(row["szFormulaName"], encoding),
-                        text_of(row["szFormulaText"], encoding),
-                        len(row["szFormulaText"].split(b"\0", 1)[0]) == width) for row in rows]
+        names, texts = (texts_of(rows[m], encoding) for m in ("szFormulaName", "szFormulaText"))
+        raw = before_nul(rows["szFormulaText"])
+        return list(map(Formula, names, texts, (np.char.str_len(raw) == raw.itemsize).tolist()))
 
     def list(self) -> list[Formula]:
         """All formulas; an empty list if there are none."""

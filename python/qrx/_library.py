@@ -130,3 +130,16 @@ class _CalcColumn:
 def text_of(raw: bytes, encoding: str) -> str:
     """A text field without what stands behind its NUL; what is no text shows as a mark."""
     return raw.split(b"\0", 1)[0].decode(encoding, "replace")
+
+
+def before_nul(column: np.ndarray[Any, Any]) -> np.ndarray[Any, Any]:
+    """A column of text fields, packed, without what stands behind a NUL."""
+    raw = np.array(column)
+    letters = raw.view(np.uint8).reshape(len(raw), raw.dtype.itemsize)
+    letters[np.logical_or.accumulate(letters == 0, axis=1)] = 0
+    return raw
+
+
+def texts_of(column: np.ndarray[Any, Any], encoding: str) -> np.ndarray[Any, Any]:
+    """text_of of every field of a column."""
+    return np.char.decode(before_nul(column), encoding, "replace").astype(object)

@@ -11,9 +11,10 @@ from typing import Any
 
 import numpy as np
 
+from ._fill import Array
 from ._generated import FIELDS
-from ._library import DTYPES, CalcColumns, text_of
-from ._table import Array, Column, Options, Table, moments
+from ._library import DTYPES, CalcColumns, text_of, texts_of
+from ._table import Column, Options, Table
 
 # Of every record the groups of columns that it consists of.
 GROUPS = {
@@ -31,12 +32,9 @@ CODE_COLUMNS = [Column("code", "Text", "S32", "szVelaCode"), Column("name", "Tex
                 Column("kind", "Text", "S32")]
 
 
-def kind_of_type(number: int) -> str:
-    if number < 16:
-        return "index"
-    if 112 <= number <= 125:
-        return "future"
-    return "option" if number & 0xF0 == 0x90 else "security"
+def kinds_of_types(numbers: Array) -> Array:
+    kinds = [numbers < 16, (112 <= numbers) & (numbers <= 125), numbers & 0xF0 == 0x90]
+    return np.select(kinds, ["index", "future", "option"], "security").astype(object)
 
 
 @lru_cache(maxsize=None)
@@ -66,6 +64,9 @@ class Records(Table, np.ndarray[Any, np.dtype[np.void]]):
         self._record = getattr(source, "_record", "")
 
     def __getitem__(self, key: Any) -> Any:
+        if isinstance(key, str) and key not in (self.dtype.names or ()):
+            raise ValueError(f'no field "{key}": those have the names of C, such as '
+                           f'{(self.dtype.names or ("none",))[-1]}; write .column("{key}")')
         item = super().__getitem__(key)
         if isinstance(item, Records) and item.dtype != self.dtype:
             return item.view(np.ndarray)  # a field
@@ -83,20 +84,19 @@ class Records(Table, np.ndarray[Any, np.dtype[np.void]]):
     def _count(self) -> int:
         return len(self)
 
-    def _row_bytes(self) -> int:
-        return int(self.dtype.itemsize)
+    def _layout(self) -> np.dtype[Any]:
+        return self.dtype
 
-    def _run(self, column: Column, start: int, stop: int) -> Array:
+    def _load(self, records: Array, begin: int) -> None:
+        # As bytes: records would be copied member by member.
+        raw = f"V{self.dtype.itemsize}"
+        np.copyto(records.view(raw), self.view(np.ndarray)[begin:begin + len(records)].view(raw))
+
+    def _texts(self, column: Column, start: int = 0, stop: int | None = None) -> Array:
         rows = self.view(np.ndarray)[start:stop]
-        if column.kind == "Moment":
-            return moments(rows["nDate"], rows["nTime"])
-        if column.name == "kind" and self._record == "QRXDefine_Code":
-            return np.array([kind_of_type(n) for n in rows["nType"].tolist()], object)
-        if column.kind == "Text":
-            texts = [text_of(raw, self._options.encoding) for raw in rows[column.member].tolist()]
-            return np.array(texts, object)
-        values: Array = rows[column.member]
-        return values if column.place is None else values[:, column.place]
+        if not column.member:
+            return kinds_of_types(rows["nType"])
+        return texts_of(rows[column.member], self._options.encoding)
 
 
 def wrap(rows: np.ndarray[Any, np.dtype[np.void]], record: str, options: Options) -> Records:
@@ -128,21 +128,22 @@ class Calculation(Table):
         return f"<calculation of {len(self)} rows for {self._code}: {', '.join(self.names)}>"
 
     def _all_columns(self) -> list[Column]:
-        found = [Column("code", "Code", "S32"), Column("time", "Moment", "<i8")]
+        found = [Column("code", "Code", "S32", "chVelaCode"), Column("time", "Moment", "<i8")]
         skipped = 2 if self._has_time else 1
-        return found + [Column(name, "Number", "<i4", place=place)
+        return found + [Column(name, "Number", "<i4", f"n{place}")
                         for place, name in enumerate(self.names) if place >= skipped]
 
     def _count(self) -> int:
         return int(self._columns.record["nRecordCount"])
 
-    def _run(self, column: Column, start: int, stop: int) -> Array:
-        if column.kind == "Moment":
-            dates = self._columns.column(0)[start:stop]
-            times = (self._columns.column(1)[start:stop] if self._has_time
-                     else np.zeros(len(dates), np.int32))
-            return moments(dates, times)
-        if column.kind == "Code":
-            return np.full(stop - start, self._code.encode(), "S32")
-        assert column.place is not None
-        return self._columns.column(column.place)[start:stop]
+    def _layout(self) -> np.dtype[Any]:
+        return np.dtype([("chVelaCode", "S32"), ("nDate", "<i4"), ("nTime", "<i4")]
+                        + [(f"n{place}", "<i4") for place in range(len(self.names))])
+
+    def _load(self, records: Array, begin: int) -> None:
+        end = begin + len(records)
+        records["chVelaCode"] = self._code.encode()
+        records["nDate"] = self._columns.column(0)[begin:end]
+        records["nTime"] = self._columns.column(1)[begin:end] if self._has_time else 0
+        for place in range(len(self.names)):
+            records[f"n{place}"] = self._columns.column(place)[begin:end]

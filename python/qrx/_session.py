@@ -15,9 +15,9 @@ import numpy as np
 from . import _connection, _grids, _worker
 from ._dates import DayRange, parse_moment, read_range
 from ._formulas import Cycle, Formulas, calculate, parse_cycle
-from ._library import DTYPES, Record, lib, own, text_of
+from ._library import DTYPES, Record, lib, own, text_of, texts_of
 from ._progress import bar
-from ._records import Calculation, Records, kind_of_type, wrap
+from ._records import Calculation, Records, kinds_of_types, wrap
 from .errors import BadArgument, Disconnected, NoData, SessionClosed, UnknownCode, from_code
 
 Adjust = Literal["none", "forward", "backward"]
@@ -139,7 +139,7 @@ class Session:
         encoding = self._target.options.encoding
         return Code(text_of(row["szVelaCode"], "ascii"), text_of(row["szName"], encoding),
                     text_of(row["szMarket"], "ascii"), int(row["nType"]),
-                    kind_of_type(int(row["nType"])))
+                    str(kinds_of_types(row["nType"])))
 
     def _find(self, code: str) -> Any:
         text = _text(code, "code", ONE_CODE)
@@ -152,6 +152,8 @@ class Session:
                     return np.frombuffer(raw, DTYPES["QRXDefine_Code"])[0]
         self._open_handle()
         sentence = f"code: there is no security {text}" if dot else f'code: "{text}" lacks its market'
+        if dot and market.upper() not in (known.upper() for known in self.markets):
+            sentence += f": you have no market {market}, only {', '.join(self.markets)}"
         kind = UnknownCode if dot else BadArgument
         raise kind(sentence, advice=self._candidates(text))
 
@@ -161,7 +163,7 @@ class Session:
         except NoData:
             return ONE_CODE
         plain = code.partition(".")[0].upper()
-        known = [text_of(raw, "ascii") for raw in rows["szVelaCode"].tolist()]
+        known = texts_of(rows["szVelaCode"], "ascii").tolist()
         alike = [k for k in known if k.upper().startswith(f"{plain}.")]
         alike += [k for k in known if plain and k.upper().startswith(plain) and k not in alike]
         alike = alike or difflib.get_close_matches(code.upper(), known, 3, 0.5)

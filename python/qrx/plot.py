@@ -11,11 +11,12 @@ from typing import Any
 
 import numpy as np
 
+from ._fill import Array
 from ._records import Calculation, Records
-from ._table import Array
 from .errors import BadArgument
 
 UP, DOWN = "#c23b22", "#2a7f62"  # red is up, as at these exchanges
+LEAST_BARS = 8  # that a picture has room for
 MOST_LINES = 240  # of a picture of depth
 
 
@@ -34,6 +35,7 @@ def _axes(axes: Any, rows: int = 1) -> Any:
 
 
 MOST_LABELS = 10
+LEAST_BETWEEN = 1 / 22  # of the width, from one label to the next
 STEPS = np.array([1, 5, 10, 15, 30, 60, 120, 240, 1440], "timedelta64[m]")
 
 
@@ -44,7 +46,12 @@ def label_places(times: Array) -> Array:
         places = np.flatnonzero(np.diff(whole, prepend=whole[:1] - 1))
         if len(places) <= MOST_LABELS:
             break
-    return places[::-(-len(places) // MOST_LABELS)]
+    places = places[::-(-len(places) // MOST_LABELS)]
+    # Before a break, one that would touch the next gives way, but not one that begins a day.
+    days = times[places].astype("datetime64[D]")
+    begins = np.diff(days, prepend=days[:1] - 1) > np.timedelta64(0)
+    close = np.diff(places, append=2 * len(times)) < len(times) * LEAST_BETWEEN
+    return places[begins | ~close]
 
 
 def _label_times(axes: Any, times: Array) -> None:
@@ -83,6 +90,20 @@ def _thousands(axes: Any) -> None:
     axes.yaxis.set_major_formatter(FuncFormatter(lambda value, _: f"{value:,.0f}"))
 
 
+CHINESE = ["Noto Sans CJK SC", "Source Han Sans SC", "WenQuanYi Micro Hei", "WenQuanYi Zen Hei",
+           "Microsoft YaHei", "PingFang SC", "Heiti SC", "SimHei"]
+
+
+def _say(*texts: Any) -> None:
+    """Gives texts the fonts with Chinese letters that there are, for what the usual one lacks."""
+    from matplotlib import rcParams
+    from matplotlib.font_manager import fontManager
+
+    there = {font.name for font in fontManager.ttflist}
+    for text in texts:
+        text.set_family([*rcParams["font.family"], *(name for name in CHINESE if name in there)])
+
+
 def _title(records: Records, times: Array) -> str:
     first, last = str(times[0].astype("datetime64[D]")), str(times[-1].astype("datetime64[D]"))
     return f"{records.column('code')[0]}  {first}" + (f" to {last}" if last != first else "")
@@ -119,9 +140,13 @@ def candles(bars: Records, *, axes: Any = None, title: str | None = None) -> Any
     upper.set_ylabel("price")
     lower.set_ylabel("volume")
     _thousands(lower)
-    upper.set_title(_title(bars, times) if title is None else title)
+    _say(upper.set_title(_title(bars, times) if title is None else title))
+    for patch in upper.patches:
+        patch.sticky_edges.y.clear()  # else the lowest body would stand on the axis
+    middle, half = (len(bars) - 1) / 2, max(len(bars), LEAST_BARS) / 2
     for one in (upper, lower):
-        one.margins(x=0.01)
+        one.set_xlim(middle - 1.02 * half, middle + 1.02 * half)
+    upper.autoscale_view(scalex=False)
     _label_times(lower, times)
     return upper, lower
 
@@ -166,7 +191,7 @@ def depth(ticks: Records, *, axes: Any = None, title: str | None = None,
     [line] = axes.plot(np.where(last > 0, last, np.nan), color="black", linewidth=1)
     axes.figure.colorbar(ScalarMappable(norm, "Greys"), ax=axes, label="volume", pad=0.01)
     axes.set_ylabel("price")
-    axes.set_title(_title(ticks, ticks.column("time")) if title is None else title)
+    _say(axes.set_title(_title(ticks, ticks.column("time")) if title is None else title))
     axes.legend([Patch(color="#f16913"), line, Patch(color="#4292c6")],
                 ["asks", "last price", "bids"], loc="best")
     _label_times(axes, rows.column("time"))
@@ -191,9 +216,9 @@ def formula(calc: Calculation, columns: Sequence[str] | None = None, *, axes: An
         values = calc.column(column.name) / (calc._options.price_unit if price else 1)
         values[:int(np.argmax(values != 0))] = np.nan
         axes.plot(values, linewidth=1.2, label=column.name)
-    axes.legend(loc="best")
+    _say(*axes.legend(loc="best").get_texts())
     if own:
-        axes.set_title(calc._code if title is None else title)
+        _say(axes.set_title(calc._code if title is None else title))
         axes.margins(x=0.01)
         _label_times(axes, calc.column("time"))
     return axes

@@ -7,10 +7,14 @@ import sys
 import weakref
 from pathlib import Path
 
+import numpy as np
 import pytest
 
 import qrx
 from qrx import _arrow
+from qrx._library import DTYPES
+from qrx._records import wrap
+from qrx._table import Options
 
 DAY = "2024-01-05"
 
@@ -67,6 +71,25 @@ def test_texts(session, read):
                      "600519.SH,贵州茅台,SH,16,security", "601398.SH,工商银行,SH,16,security",
                      "moved 601398.SH"]
     assert read(session.codes("SH")[:0]) == lines[:1]
+
+
+NAMES = [(b"", ""), (b"\xc6\xd6\xb7\xa2", "浦发"), (b"\0PF", ""), (b"PF\0\xff\xfeold", "PF"),
+         (b"\xd2\xf8" * 16, "银" * 16), (b"A" + b"\xd2\xf8" * 16, "A" + "银" * 15 + "\ufffd"),
+         (b"PF" + b"\0" + b"x" * 29, "PF"), (b" PF ", " PF "), (b"\xff\xffA", "\ufffd\ufffdA"),
+         (b"A\x81", "A\ufffd"), (b"\x95\x32\x82\x36", "\U00020000")]
+TYPES = {1: "index", 15: "index", 16: "security", 112: "future", 125: "future", 126: "security",
+         144: "option", 159: "option", 160: "security", 400: "option", 111: "security"}
+
+
+def test_texts_of_any_bytes(read):
+    rows = np.zeros(len(NAMES), DTYPES["QRXDefine_Code"])
+    rows["szName"], rows["nType"] = [raw for raw, _ in NAMES], list(TYPES)
+    codes = wrap(rows, "QRXDefine_Code", Options())
+    texts = [text for _, text in NAMES]
+    assert codes.column("name").tolist() == texts == codes.to_pandas().name.tolist()
+    assert codes.column("kind").tolist() == list(TYPES.values())
+    assert [line.split(",")[1] for line in read(codes)[2:-1]] == texts
+    assert codes[:0].column("name").tolist() == codes[:0].column("kind").tolist() == []
 
 
 def test_failing_source_says_why(session, read, monkeypatch):

@@ -16,7 +16,8 @@ from conftest import PASSWORD
 import qrx
 import qrx.aio
 import qrx.plot
-from qrx import _library, _progress
+from qrx import _fill, _library, _progress
+from qrx._records import GROUPS
 
 DAY = "2024-01-05"
 KINDS = [
@@ -93,6 +94,36 @@ def test_moments(date, time, moment):
         assert pd.isna(records.to_pandas().time.iloc[-1]) == np.isnat(expected)
 
 
+@pytest.mark.parametrize("record, codes", [*zip(GROUPS, [1, 3] * 4), ("QRXDefine_Tick", 300)])
+def test_runs_and_threads_give_each_row_its_own(record, codes, monkeypatch):
+    monkeypatch.setattr(_fill, "RUN_BYTES", 40_000)
+    monkeypatch.setattr(_fill, "ROWS_A_THREAD", 1000)
+    monkeypatch.setattr(_fill.os, "cpu_count", lambda: 3)
+    random = np.random.default_rng(7)
+    made = np.zeros(5001, _library.DTYPES[record])
+    made.view(np.uint8)[:] = random.integers(0, 256, made.nbytes)
+    names = sorted(str(number) for number in random.integers(0, codes, len(made)))
+    made["chVelaCode"] = names
+    offset = made.dtype.fields["chVelaCode"][1]
+    made.view(np.uint8).reshape(len(made), -1)[::2, offset + 31] = 7  # behind the NUL
+    made["nDate"] = 20240105 + np.arange(len(made)) // 2000
+    clock = np.sort(random.integers(0, 86_400_000, len(made)))
+    made["nTime"] = [int(f"{ms // 3600000}{ms // 60000 % 60:02}{ms % 60000:05}") for ms in clock]
+    when = (np.datetime64("2024-01-05") + np.arange(len(made)) // 2000) + clock.astype("m8[ms]")
+    for some in (slice(None), slice(3, 4000), slice(None, None, -3), slice(7, 7)):
+        rows = made[some]
+        records = qrx._records.wrap(rows, record, qrx._table.Options(price_unit=100))
+        frame = records.to_pandas(price="float")
+        assert frame.code.astype(str).tolist() == names[some]
+        assert np.array_equal(frame.time, when[some])
+        for column in qrx._records.columns_of(record)[2:]:
+            sent = rows[column.member]
+            sent = sent if column.place is None else sent[:, column.place]
+            money = column.kind in ("Price", "Amount")
+            assert np.array_equal(frame[column.name], sent / 100 if money else sent), column
+            assert np.array_equal(records.column(column.name), sent), column
+
+
 def test_no_copy_and_one_release(session, monkeypatch):
     given, freed = [], []
     real = _library.lib.QRX_GetTick
@@ -107,6 +138,8 @@ def test_no_copy_and_one_release(session, monkeypatch):
         freed.append(block.address), _library.lib.QRX_Free(block.address))[0])
     ticks = session.ticks("600000.SH", DAY)
     assert ticks.ctypes.data == given[0] and ticks.dtype == _library.DTYPES["QRXDefine_Tick"]
+    with pytest.raises(ValueError, match=r'no field "price": .*write .column\("price"\)'):
+        ticks["price"]
     view = ticks[5:10]["nPrice"]
     assert type(view) is np.ndarray and type(ticks[5:10]) is qrx.Records
     price = view[0]
@@ -192,6 +225,8 @@ def test_days_one_by_one(session, capsys, monkeypatch):
     (lambda s: s.ticks("600000.SH", "2023-01-05"), qrx.NoData, "no ticks of 600000.SH on 2023-01-05"),
     (lambda s: s.ticks("600001.SH", DAY), qrx.UnknownCode, "no security 600001.SH; did you mean 60"),
     (lambda s: s.ticks("600000", DAY), qrx.BadArgument, "lacks its market; did you mean 600000.SH"),
+    (lambda s: s.ticks("600000.SS", DAY), qrx.UnknownCode,
+     "security 600000.SS: you have no market SS, only SH, SZ, .*; did you mean 600000.SH"),
     (lambda s: s.ticks("600000.SZ", DAY), qrx.UnknownCode, "did you mean 600000.SH"),
     (lambda s: s.ticks(600000, DAY), qrx.BadArgument, "code: 600000 is no such text"),
     (lambda s: s.ticks("", DAY), qrx.BadArgument, "code"),
@@ -267,6 +302,8 @@ def test_pictures(session, tmp_path):
     upper, lower = qrx.plot.candles(bars)
     assert len(upper.patches) == len(lower.patches) == len(bars)
     assert sum(p.get_height() for p in lower.patches) == bars["iVolume"].sum()
+    lowest = min(p.get_y() for p in upper.patches)
+    assert upper.get_ylim()[0] < lowest and len(upper.get_xticks()) > 3
     tops = sorted(s[1][1] for c in upper.collections for s in c.get_segments())
     np.testing.assert_allclose(tops, np.sort(bars["nHigh"]) / 10000)
     axes = qrx.plot.depth(session.ticks("600000.SH", DAY, book=True))
@@ -277,6 +314,10 @@ def test_pictures(session, tmp_path):
     axes.figure.canvas.draw()
     assert [label.get_text() for label in axes.get_xticklabels()] == [
         "09:30", "10:00", "10:30", "11:00", "13:00", "13:30", "14:00", "14:30", "15:00"]
+    # 21:00 to 02:30, 09:00 to 15:00: a label of 02:00 would touch that of the morning.
+    night = np.r_[np.arange(1260, 1591), np.arange(1980, 2340)].astype("M8[m]")
+    assert [str(t)[11:] for t in night[qrx.plot.label_places(night)]] == [
+        "21:00", "22:00", "00:00", "09:00", "10:00", "12:00", "14:00"]
     # A stock of which a tick of the price is less than a line: lines are shared, nothing is lost.
     dear = session.ticks("600519.SH", DAY, book=True)
     asks = qrx.plot.depth(dear, steps=100).images[0].get_array()

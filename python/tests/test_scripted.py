@@ -161,7 +161,8 @@ def test_bars_as_asked_for():
 
 
 def formula_item(name, text):
-    return name.ljust(24, b"\0") + text.ljust(128, b"\0")[:128]
+    # Behind a NUL of the text stands what no one is to see.
+    return name.ljust(24, b"\0") + (text + b"\0").ljust(128, b"\xff")[:128]
 
 
 class FormulaService:

@@ -67,6 +67,7 @@ TEST_F(Export, HoldsWhatTheCommandsWrite) {
 TEST_F(Export, GoesOnWhereItEnded) {
     Run("000001.SH 600000.SH cu2403.SHF -o whole" + kAll);
     const auto whole = Files("whole");
+    const std::string strFirstServer = m_strServer;
     struct Case {
         const char* szFolder;
         std::function<void()> strike;
@@ -105,9 +106,12 @@ TEST_F(Export, GoesOnWhereItEnded) {
         }
         kill(m_pServer->Pid(), SIGCONT);
         Serve();
-        const std::string strSaid = Run(strArguments);
+        const std::string strSaid = Run(strArguments + " --server-moved");
         EXPECT_TRUE(bKilled || strSaid.find(" were there") != std::string::npos) << strSaid;
-        EXPECT_EQ(Files(test.szFolder), whole) << test.szFolder;
+        auto files = Files(test.szFolder);
+        files["manifest.json"].replace(files["manifest.json"].find(m_strServer), m_strServer.size(),
+                                       strFirstServer);
+        EXPECT_EQ(files, whole) << test.szFolder;
     }
 }
 
@@ -196,6 +200,12 @@ TEST_F(Export, RefusesAnotherRequestUnlessItBeginsAnew) {
         {"600000.SH 6000.SH -o y --kinds ticks", 4, "no security 6000.SH"},
         {"600000.SH -o /dev/null/y --kinds ticks --from 20240105", 9, "/dev/null/y"},
         {"600000.SH -o . --kinds ticks --from 20240105", 9, "holds other things"}};
+    // The same server, but who knows?
+    const std::string strNamed =
+        strFirst + "--columns time,price --server localhost:" + std::to_string(m_pServer->Port());
+    EXPECT_NE(Run(strNamed, 2).find("with --server " + m_strServer + ", not localhost:"),
+              std::string::npos);
+    EXPECT_NE(m_cli.Err().find("say --server-moved if both are the same"), std::string::npos);
     for (const Case& test : kCases) {
         const std::string strErr = Run(test.szArguments, test.nExit);
         EXPECT_NE(strErr.find(test.szSentence), std::string::npos) << strErr;
@@ -203,6 +213,16 @@ TEST_F(Export, RefusesAnotherRequestUnlessItBeginsAnew) {
     EXPECT_EQ(Files("x"), before);
     EXPECT_FALSE(fs::exists(m_cli.Folder() / "y"));
     EXPECT_EQ(m_cli.Run("export cu2403.SHF -o y --kinds ticks --from 20240105"), 8);
+
+    const std::string strThere = "wrote 0 parts with 0 rows to x; 2 were there\n";
+    EXPECT_EQ(Run(strNamed + " --server-moved"), strThere);
+    EXPECT_EQ(Run(strNamed), strThere);
+    // A folder that does not know its server takes this one.
+    std::string strOld = before.at("manifest.json");
+    strOld.erase(strOld.find("\"--server\""), m_strServer.size() + 14);
+    std::ofstream(m_cli.Folder() / "x/manifest.json") << strOld;
+    EXPECT_EQ(Run(strNamed), strThere);
+    Run(strFirst + "--columns time,price", 2);
 
     std::ofstream(m_cli.Folder() / "x/mine") << "stays";
     Run(strFirst + "-f jsonl --restart");
@@ -236,6 +256,18 @@ TEST_F(Export, FillsADatabase) {
     const std::string strDatabase = (m_cli.Folder() / "x/data.sqlite").string();
     EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM trades"), std::to_string(nTrades) + "\n");
     EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM bars_d"), "2\n");
+    // Rows of a day that has none, and of one between those of bars, have to go.
+    sqlite3* pDb = nullptr;
+    sqlite3_open(strDatabase.c_str(), &pDb);
+    for (const char* szSql :
+         {"INSERT INTO trades (code, date, time) VALUES ('600000.SH', '2024-01-03', '10:00')",
+          "INSERT INTO bars_d (code, date) VALUES ('600000.SH', '2024-01-06')"}) {
+        EXPECT_EQ(sqlite3_exec(pDb, szSql, nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    sqlite3_close(pDb);
+    Run(strArguments + "20240103 --to 20240107");
+    EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM trades"), std::to_string(nTrades) + "\n");
+    EXPECT_EQ(Rows(strDatabase, "SELECT date FROM bars_d"), "2024-01-04\n2024-01-05\n");
 }
 
 // The server names its securities; none of the names may lead out of the folder.

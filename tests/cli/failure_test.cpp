@@ -65,7 +65,17 @@ TEST_F(Ending, CodesAndSentences) {
         const char* szSentence;  // a part of it
     };
     const Case kCases[] = {
-        {"", 2, "subcommand"},
+        {"", 2, "a command is needed, such as qrx codes; see qrx --help"},
+        {"tick 600000.SH", 2, "qrx has no command \"tick\"; the nearest is \"ticks\"; see"},
+        {"help", 2, "qrx has no command \"help\"; see qrx --help"},
+        {"formula lst", 2, "qrx formula has no command \"lst\"; the nearest is \"list\""},
+        {"ticks 600000.SH --form=20240105", 2,
+         "qrx ticks has no option \"--form\"; the nearest is "
+         "\"--from\""},
+        {"ticks 600000.SH --colums time", 2, "the nearest is \"--columns\""},
+        {"ticks 600000.SH 600519.SH", 2, "not expected: 600519.SH"},
+        {"ticks 600000.SH -o x.xlsx", 2, "-o: no rows are written as .xlsx; name the file such as"},
+        {"ticks 600000.SH", 3, " (today); give another day with --from"},
         {"ticks", 2, "CODE"},
         {"ticks 600000.SH --from 20230229", 2, "--from: there is no day 20230229"},
         {"ticks 600000.SH --from 2023-13-01", 2, "there is no day"},
@@ -78,7 +88,6 @@ TEST_F(Ending, CodesAndSentences) {
         {"ticks 600000.SH --limit 0", 2, "--limit"},
         {"ticks 600000.SH -f xml", 2, "table|csv|jsonl|sqlite"},
         {"ticks 600000.SH -f sqlite", 2, "-o market.sqlite"},
-        {"ticks 600000.SH -o x.db --limit 5", 2, "--begin and --end"},
         {"ticks 600000.SH --tz new_yrok", 2, "the nearest is \"America/New_York\""},
         {"ticks 600000.SH --tz ../../etc/passwd", 2, "--tz: there is no zone"},
         {"ticks 600000.SH --tz UTC --raw", 2, "give one of them"},
@@ -96,6 +105,7 @@ TEST_F(Ending, CodesAndSentences) {
         {"ticks 600000", 4,
          "lacks its market, such as 600000.SH; did you mean 600000.SH (\u6D66\u53D1\u94F6\u884C), "
          "600000.SZ (other)?\n"},
+        {"ticks 600000.SS", 4, "no security 600000.SS: you have no market SS, only SH, SHF, SZ"},
         // Of equally near ones those of the market that was typed come first.
         {"ticks 60000.SZ", 4, "no security 60000.SZ; did you mean 600000.SZ (other), 600000.SH"},
         {"ticks 60001.SH", 4, "600010.SH"},

@@ -39,11 +39,13 @@ protected:
     void Serve() {
         m_pServer.reset();
         m_pServer = std::make_unique<ServerProcess>(*s_pFolder, s_pFolder->Path("db"));
-        m_cli.Set("QRX_SERVER", "127.0.0.1:" + std::to_string(m_pServer->Port()));
+        m_strServer = "127.0.0.1:" + std::to_string(m_pServer->Port());
+        m_cli.Set("QRX_SERVER", m_strServer);
     }
 
     static inline ScratchFolder* s_pFolder = nullptr;
     std::unique_ptr<ServerProcess> m_pServer;
+    std::string m_strServer;
     Cli m_cli{1};
 };
 

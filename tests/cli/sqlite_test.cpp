@@ -15,6 +15,12 @@ protected:
         EXPECT_EQ(m_cli.Out(), "");
     }
     std::string Ask(const std::string& strSql) { return Rows(m_cli.Folder() / "m.sqlite", strSql); }
+    void Change(const std::string& strSql) {
+        sqlite3* pDb = nullptr;
+        sqlite3_open((m_cli.Folder() / "m.sqlite").c_str(), &pDb);
+        EXPECT_EQ(sqlite3_exec(pDb, strSql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(pDb);
+    }
 
     Market m_market;
     ScriptedServer m_server{
@@ -54,6 +60,49 @@ TEST_F(Tables, RepeatingDoublesNothing) {
     EXPECT_EQ(Ask("SELECT count(*), count(DISTINCT code) FROM codes"), "5|5\n");
 }
 
+// Rows of the days that were asked for make place though nothing came for them: a day is what
+// follows the afternoon (16:00) of the weekday before, or what lies between --begin and --end.
+TEST_F(Tables, HoldJustWhatWasAskedFor) {
+    struct Case {
+        const char* szAsked;
+        std::vector<const char*> vecGone;
+        std::vector<const char*> vecStay;
+    };
+    const Case kCases[] = {
+        {"--from 20240105 --to 20240109",
+         {"2024-01-04 16:00:00.001", "2024-01-06 02:00:00.000", "2024-01-09 16:00:00.000"},
+         {"2024-01-04 16:00:00.000", "2024-01-09 16:00:00.001"}},
+        {"--from 20240106 --to 20240114",  // Saturday to Sunday
+         {"2024-01-05 21:00:00.000", "2024-01-06 02:00:00.000", "2024-01-12 15:00:00.000"},
+         {"2024-01-05 15:00:00.000", "2024-01-12 21:00:00.000", "2024-01-13 02:00:00.000"}},
+        {"--from 20240105 --to 20240109 --begin 09:00 --end 15:00",
+         {"2024-01-05 09:00:00.000", "2024-01-05 21:00:00.000", "2024-01-09 15:00:00.000"},
+         {"2024-01-04 21:00:00.000", "2024-01-05 08:59:59.999", "2024-01-09 15:00:00.001"}},
+        {"--from 20240105 --to 20240109 --tz UTC",
+         {"2024-01-04 08:00:00.001", "2024-01-09 08:00:00.000"},
+         {"2024-01-04 08:00:00.000", "2024-01-09 08:00:00.001"}}};
+    for (const Case& test : kCases) {
+        SCOPED_TRACE(test.szAsked);
+        fs::remove(m_cli.Folder() / "m.sqlite");
+        const std::string strCommand = std::string("orders 600000.SH ") + test.szAsked;
+        Run(strCommand);
+        std::string strAll = Ask("SELECT code, date, time FROM orders");
+        const auto add = [&](const std::string& strCode, const std::string& strMoment) {
+            const std::string strDay = strMoment.substr(0, 10);
+            const std::string strTime = strMoment.substr(11);
+            Change("INSERT INTO orders (code, date, time) VALUES ('" + strCode + "', '" + strDay +
+                   "', '" + strTime + "')");
+            return strCode + "|" + strDay + "|" + strTime + "\n";
+        };
+        for (const char* szMoment : test.vecGone) add("600000.SH", szMoment);
+        std::string strStay;
+        for (const char* szMoment : test.vecStay) strStay += add("600000.SH", szMoment);
+        for (const char* szMoment : test.vecGone) strStay += add("600000.SZ", szMoment);
+        Run(strCommand);
+        EXPECT_EQ(Ask("SELECT code, date, time FROM orders ORDER BY rowid"), strStay + strAll);
+    }
+}
+
 TEST_F(Tables, RefusedWithoutAChange) {
     Run("orders 600000.SH --from 20240105");
     sqlite3* pDb = nullptr;
@@ -81,6 +130,14 @@ TEST_F(Tables, RefusedWithoutAChange) {
     sqlite3_exec(pDb, "COMMIT", nullptr, nullptr, nullptr);
     sqlite3_close(pDb);
     refused(kOther);
+    EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
+}
+
+TEST_F(Tables, TakeALimitWhenTheyAreNew) {
+    const std::string strLimited = "orders 600000.SH --from 20240105 --to 20240108 --limit 1";
+    Run(strLimited);
+    EXPECT_EQ(m_cli.Run(strLimited + " -o m.sqlite"), 2);
+    EXPECT_NE(m_cli.Err().find("--limit would put some rows"), std::string::npos) << m_cli.Err();
     EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
 }
 
