@@ -20,6 +20,7 @@ Array = np.ndarray[Any, np.dtype[Any]]
 NOT_A_TIME = np.iinfo(np.int64).min
 DAY_MS = 86_400_000
 RUN_BYTES = 1 << 20  # of records; with their columns they fit into a second cache
+STRETCH_ROWS = 1 << 16  # what is computed from columns alone goes by more rows than a run has
 ROWS_A_THREAD = 1 << 18
 MOST_THREADS = 4
 
@@ -71,10 +72,14 @@ def fields_of(records: Array, offset: int, dtype: np.dtype[Any], count: int) -> 
 
 
 class Step:
-    """What is done with every run: records, which are in the cache, become rows begin to end."""
+    """What is done with every run: records, which are in the cache, become rows begin to end; and
+    with every stretch of runs."""
 
     def take(self, records: Array, begin: int, end: int) -> None:
         raise NotImplementedError
+
+    def finish(self, begin: int, end: int) -> None:
+        pass
 
 
 class Copied(Step):
@@ -97,10 +102,15 @@ class Timed(Step):
 
     def __init__(self, column: Array, scale: int) -> None:
         self._column, self._scale = column, scale
+        self._parts = column.view(np.int32).reshape(-1, 2)  # date and time, until they are one
 
     def take(self, records: Array, begin: int, end: int) -> None:
-        moments(records["nDate"].copy(), records["nTime"].copy(), self._scale,
-                self._column[begin:end])
+        self._parts[begin:end, 0] = records["nDate"]
+        self._parts[begin:end, 1] = records["nTime"]
+
+    def finish(self, begin: int, end: int) -> None:
+        dates, times = self._parts[begin:end].T.copy()
+        moments(dates, times, self._scale, self._column[begin:end])
 
 
 class Coded(Step):
@@ -166,12 +176,16 @@ def work_through(steps: list[Step], load: Callable[[Array, int], None], dtype: n
 
     def through(first: int, last: int) -> None:
         scratch = np.empty(run, dtype)
-        for begin in range(first, last, run):
-            end = min(begin + run, last)
-            records = scratch[:end - begin]
-            load(records, begin)
+        for stretch in range(first, last, STRETCH_ROWS):
+            stop = min(stretch + STRETCH_ROWS, last)
+            for begin in range(stretch, stop, run):
+                end = min(begin + run, stop)
+                records = scratch[:end - begin]
+                load(records, begin)
+                for step in steps:
+                    step.take(records, begin, end)
             for step in steps:
-                step.take(records, begin, end)
+                step.finish(stretch, stop)
 
     if parts == 1:
         through(0, rows)
