@@ -94,8 +94,8 @@ public:
         if (m_bVolume) m_nLabel = std::max(m_nLabel, kVolumeLabel);
 
         m_nColumns = std::max(m_chart.nWidth, kLeastWidth) - m_nLabel - 2;
-        m_fit = FitInto(static_cast<int>(m_chart.vecBars.size()), m_nColumns);
-        m_vecBars = MergeBars(m_chart.vecBars, m_fit.nBars);
+        m_fit = FitInto(m_chart.vecBars, m_chart.bTimes, m_nColumns);
+        m_vecBars = MergeBars(m_chart.vecBars, m_fit);
 
         Title();
         Canvas candles(m_chart.nRows, m_nColumns);
@@ -140,7 +140,11 @@ private:
         }
         const size_t nBars = m_chart.vecBars.size();
         std::string strBars = std::to_string(nBars) + (nBars == 1 ? " bar" : " bars");
-        if (m_fit.nBars > 1) strBars += ", " + std::to_string(m_fit.nBars) + " to a candle";
+        if (m_fit.nBars > 1) {
+            const bool bEach = (m_vecBars.size() - 1) * static_cast<size_t>(m_fit.nBars) < nBars;
+            strBars += bEach ? ", " : ", up to ";
+            strBars += std::to_string(m_fit.nBars) + " to a candle";
+        }
         vecParts.push_back({"", strBars, Colour::None});
         for (const bool bRise : {true, false}) {
             vecParts.push_back({std::string(CandleGlyph(bRise, m_chart.bAscii)),
@@ -167,7 +171,7 @@ private:
 
     void Lines(Canvas& canvas, const std::vector<size_t>& vecOverlays, const Scale& scale) const {
         for (const size_t n : vecOverlays) {
-            const auto vecValues = MergeValues(m_chart.vecOverlays[n], m_fit.nBars);
+            const auto vecValues = MergeValues(m_chart.vecOverlays[n], m_fit);
             for (size_t i = 0; i < vecValues.size() && i < m_vecBars.size(); ++i) {
                 if (!vecValues[i]) continue;
                 canvas.Set(scale.Row(*vecValues[i]), ColumnOf(i) + m_fit.nWidth / 2,

@@ -15,10 +15,15 @@ int64_t DayNumber(const Bar& bar) {
     return std::chrono::sys_days(ymd).time_since_epoch().count();
 }
 
-int64_t SecondOfDay(const Bar& bar) {
+}  // namespace
+
+int64_t SecondsOf(const Bar& bar) {
+    constexpr int64_t kDaySeconds = 86400;
     const int n = bar.nTime / 1000;
-    return n / 10000 * 3600 + n / 100 % 100 * 60 + n % 100;
+    return DayNumber(bar) * kDaySeconds + n / 10000 * 3600 + n / 100 % 100 * 60 + n % 100;
 }
+
+namespace {
 
 enum class Unit { Seconds, Days, Weeks, Months, Years };
 
@@ -37,11 +42,10 @@ constexpr UnitRow kUnits[] = {
     {Unit::Years, 10},         {Unit::Years, 20},        {Unit::Years, 50}};
 
 int64_t NumberOf(const Bar& bar, const UnitRow& row) {
-    constexpr int64_t kDaySeconds = 86400;
     constexpr int64_t kThursday = 3;  // the epoch's day of week, counted from Monday
     switch (row.unit) {
         case Unit::Seconds:
-            return (DayNumber(bar) * kDaySeconds + SecondOfDay(bar)) / row.nMany;
+            return SecondsOf(bar) / row.nMany;
         case Unit::Days:
             return DayNumber(bar);
         case Unit::Weeks:

@@ -9,6 +9,9 @@
 
 namespace qrx::cli::chart {
 
+// Seconds from 1970 on, by the exchange's calendar and clock.
+int64_t SecondsOf(const Bar& bar);
+
 struct TimeLabel {
     int nColumn;
     std::string strText;

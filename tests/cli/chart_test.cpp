@@ -140,25 +140,25 @@ from 2024-01-04 to 2024-01-15
 TEST_F(Charts, MergedAndPlain) {
     m_cli.Set("COLUMNS", "34");
     std::vector<ZPMDefine_KData> vecBars;
-    for (int i = 0; i < 60; ++i) {
-        const int nTime = (i < 30 ? 93000 + i * 100 : 100000 + (i - 30) * 100);
-        const int n = i < 30 ? 10 : 17;
+    for (int i = 0; i < 60; ++i) {  // 31 before the pause, 29 behind it
+        const int nTime = i < 30 ? 93000 + i * 100 : i == 30 ? 100000 : 130000 + (i - 31) * 100;
+        const int n = i < 31 ? 10 : 17;
         vecBars.push_back(Bar(kFriday, nTime, n, n, n, n, 100));
     }
     Hold(std::move(vecBars));
     const char* szPicture = R"(600000.SH 1m  on 2024-01-05
-60 bars, 3 to a candle  o up
+60 bars, up to 3 to a candle  o up
 # down
-      |          oooooooooo
+      |           oooooooooo
    15 +
       |
-   10 +oooooooooo
-      +--------------------
-  300 +####################
-      |####################
-      |####################
-      ++---------+---------
-       09:30     10:00
+   10 +ooooooooooo
+      +---------------------
+  300 +########## #########
+      |########## ##########
+      |#####################
+      ++----------+---------
+       09:30      13:00
        2024-01-05
 )";
     const std::string strBars = "bars 600000.SH --cycle 1m --from 20240105 --chart";
