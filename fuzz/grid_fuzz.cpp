@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "futures/completion.h"
-#include "futures/grid_check.h"
+#include "grids/grid_check.h"
 #include "input.h"
 #include "kline/align.h"
 #include "support/result_memory.h"

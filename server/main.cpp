@@ -1,10 +1,19 @@
 // qrx-server: init, user, import, simulate, serve. Exit codes: 0 done, 1 failed (one line on
-// standard error says why), others for a command line that is not understood.
+// standard error says why), 2 for a command line that is not understood.
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "commands.h"
 #include "qrx/version.h"
+
+// What a file says may stand in a refusal; its control characters are not the terminal's.
+static std::string Visible(std::string strText) {
+    for (char& ch : strText) {
+        if ((ch >= 0 && ch < ' ') || ch == 0x7f) ch = '?';
+    }
+    return strText;
+}
 
 int main(int argc, char** argv) {
     CLI::App app{"Reference data server for qrx clients", "qrx-server"};
@@ -21,9 +30,9 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
         return 0;
     } catch (const CLI::ParseError& e) {
-        return app.exit(e);
+        return app.exit(e) == 0 ? 0 : 2;  // 0: help was asked for
     } catch (const std::exception& e) {
-        std::cerr << "qrx-server: " << e.what() << "\n";
+        std::cerr << "qrx-server: " << Visible(e.what()) << "\n";
         return 1;
     }
 }

@@ -205,6 +205,10 @@ Parsed Parse(int argc, char** argv) {
             for (const std::string& strWord : binding.vecValues) {
                 strValue += (strValue.empty() ? "" : ",") + strWord;
             }
+            // As from a variable of a script that was never set.
+            if (strValue.empty() && std::string_view(binding.szKey) == "--output") {
+                RefuseUsage("-o: the name of the file is empty; write - for standard output");
+            }
             parsed.arguments.Set(binding.szKey, strValue);
         }
     };

@@ -60,6 +60,12 @@ private:
         if (stamp.strCode.empty() || stamp.strCode.size() > 16) {
             throw ImportError(nLine, "code \"" + stamp.strCode + "\" has not 1 to 16 characters");
         }
+        const auto plain = [](char ch) { return ch > ' ' && ch < 0x7f; };
+        if (!std::all_of(stamp.strCode.begin(), stamp.strCode.end(), plain) ||
+            !std::all_of(stamp.strMarket.begin(), stamp.strMarket.end(), plain)) {
+            throw ImportError(nLine, "code \"" + stamp.strCode + "." + stamp.strMarket +
+                                         "\" has other characters than plain ASCII");
+        }
         CodeRow row{stamp.strCode, {}, 0};
         const auto name = ToUtf8(text("name"), m_options.strEncoding);
         if (!name) {

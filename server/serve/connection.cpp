@@ -55,13 +55,16 @@ void Connection::ExpectWithin(std::chrono::seconds time) {
 }
 
 asio::awaitable<void> Connection::ReadRequest(ZPMDefine_MessageHead& head, std::string& strBody) {
-    if (m_bLoggedIn) ExpectWithin(m_options.idle);
+    if (m_bLoggedIn) {
+        ExpectWithin(m_options.idle);
+        co_await m_socket.async_wait(asio::socket_base::wait_read, asio::use_awaitable);
+        ExpectWithin(m_options.stall);
+    }
     co_await asio::async_read(m_socket, asio::buffer(&head, sizeof head), asio::use_awaitable);
     CheckHead(head);
     if (!m_bLoggedIn && head.sDataType != ID_ZPMTELE_LOGIN) {
         throw ProtocolError("request before login");
     }
-    if (m_bLoggedIn) ExpectWithin(m_options.stall);
     strBody.resize(static_cast<size_t>(head.nDataLen));
     co_await asio::async_read(m_socket, asio::buffer(strBody), asio::use_awaitable);
 }

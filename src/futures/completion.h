@@ -3,7 +3,7 @@
 //
 // Each takes an array that was allocated as a char array (result_memory.h), replaces it and its
 // count, and returns 0; or -4 with both as they were when there is no memory for the grid. A day
-// that does not meet its grid's conditions stops the process; grid_check.h asks beforehand.
+// that does not meet its grid's conditions stops the process; grids/grid_check.h asks beforehand.
 #ifndef QRX_FUTURES_COMPLETION_H
 #define QRX_FUTURES_COMPLETION_H
 

@@ -1,10 +1,10 @@
 // See the header.
 #include "grids/completable.h"
 
-#include "futures/grid_check.h"
+#include "grids/broken_rule.h"
+#include "grids/grid_check.h"
 #include "kline/grid.h"
 #include "session/code_table.h"
-#include "support/broken_rule.h"
 #include "support/strings.h"
 
 namespace qrx::grids {

@@ -18,8 +18,6 @@ constexpr char kBadLengthText[] =
     "MarketDataSource::LogIn \xca\xd5\xb5\xbd\xb5\xc4\xb0\xfc\xcd\xb7\xb3\xa4\xb6\xc8\xd2\xec\xb3"
     "\xa3:%d!\n";
 
-constexpr int kMaxMarkets = 32;
-
 const char* OutcomeText(int nErr) {
     switch (nErr) {
         case QRX_ERR_TIMEOUT:
@@ -57,7 +55,7 @@ QRXDefine_ResLogin LoginInfo(const ZPMDefine_LoginAnswer& answer) {
     for (int i = 0; i < info.nMarkets; ++i) {
         memcpy(info.szMarket[i], answer.chMarket[i], sizeof answer.chMarket[i]);
     }
-    for (int i = 0, n = 0; i < kMaxMarkets && n < info.nMarkets; ++i) {
+    for (int i = 0, n = 0; i < qrx::limits::kMaxMarkets && n < info.nMarkets; ++i) {
         if (answer.nMarketInfo[i] != 0) info.nMarketInfo[n++] = answer.nMarketInfo[i];
     }
     return info;
@@ -113,7 +111,8 @@ int MarketDataSource::LogIn(QRXDefine_ResLogin* pInfo) {
                "head.sFlags==PROTOCAL_NUMBER || head.sFlags==0", kMarketDataSource);
     QRX_ASSERT(head.sDataType == ID_ZPMTELE_LOGIN_ANSWER, "head.sDataType==2", kMarketDataSource);
     QRX_ASSERT(head.nDataLen >= kAnswerSize, "head.nDataLen>=424", kMarketDataSource);
-    QRX_ASSERT(answer.nMarkets < kMaxMarkets, "pAnswer->nMarkets<32", kMarketDataSource);
+    QRX_ASSERT(answer.nMarkets < qrx::limits::kMaxMarkets, "pAnswer->nMarkets<32",
+               kMarketDataSource);
 
     const QRXDefine_ResLogin info = LoginInfo(answer);
     {

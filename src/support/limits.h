@@ -44,6 +44,9 @@ inline constexpr int kScratchRecords = 256;
 // proxy's, and would be read until the time-out.
 inline constexpr size_t kMaxHttpHead = 16384;
 
+// Places for markets in a login's answer and in what is made of it; one stays free.
+inline constexpr int kMaxMarkets = 32;
+
 // Most codes of one market. The largest real table has some tens of thousands; a reconnect reads
 // tables under the session lock, so their size bounds how long a close waits.
 inline constexpr int kMaxCodes = 1 << 20;

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <random>
 
-#include "futures/grid_check.h"
+#include "grids/grid_check.h"
 #include "futures/plain_grid.h"
 #include "support/result_memory.h"
 

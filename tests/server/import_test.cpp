@@ -129,6 +129,8 @@ TEST_F(ImportTest, HeadersAndOptionsThatDoNotFitAreRefused) {
         {"codes", "code,type\n1.SH,share\n", {}, ":2: unknown type \"share\""},
         {"codes", "code,type\n1.SHANG,stock\n", {}, ":2: market SHANG has more than 4"},
         {"codes", "code,type\n12345678901234567.SH,stock\n", {}, ":2: code"},
+        {"codes", "code,type\n浦.SH,stock\n", {}, ":2: code \"浦.SH\" has other characters"},
+        {"codes", "code,type\n1.SH,\033[2J\n", {}, ":2: unknown type \"?[2J\""},
     };
     for (const auto& row : kCases) {
         const auto result = Import(row.szKind, row.szText, row.vecOptions);

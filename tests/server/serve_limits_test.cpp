@@ -43,6 +43,11 @@ TEST_F(ServeLimits, AClientMayRestSoLongAndNoLonger) {
     ServerClient client(server);
     client.LogIn("alice", "secret");
     EXPECT_TRUE(client.IsClosedByServer());  // it would wait for 20 seconds
+    const ServerProcess other(m_folder, m_strDb, {"--idle", "60", "--stall", "1"});
+    ServerClient slow(other);
+    slow.LogIn("alice", "secret");
+    slow.SendBytes("HS");  // the first bytes of a head
+    EXPECT_TRUE(slow.IsClosedByServer());
     const auto said = [&] {
         return server.Log().find("nothing moved in time") != std::string::npos;
     };

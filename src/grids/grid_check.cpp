@@ -1,10 +1,10 @@
 // See the header.
-#include "futures/grid_check.h"
+#include "grids/grid_check.h"
 
 #include <memory>
 
 #include "futures/grid_filler.h"
-#include "support/broken_rule.h"
+#include "grids/broken_rule.h"
 
 namespace qrx::futures {
 namespace {

@@ -1,8 +1,8 @@
 // Whether a day's snapshots may be completed: completion stops the process on a day that does not
 // meet its grid's conditions, so tools fetch plain, ask here, and refuse with a sentence. Runs the
 // very steps of completion into a grid of its own; needs no session, prints nothing.
-#ifndef QRX_FUTURES_GRID_CHECK_H
-#define QRX_FUTURES_GRID_CHECK_H
+#ifndef QRX_GRIDS_GRID_CHECK_H
+#define QRX_GRIDS_GRID_CHECK_H
 
 #include <qrx/futures.h>
 

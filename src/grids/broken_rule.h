@@ -1,6 +1,6 @@
 // The sentence for people about a day of records that breaks a rule: day, record, time, rule.
-#ifndef QRX_SUPPORT_BROKEN_RULE_H
-#define QRX_SUPPORT_BROKEN_RULE_H
+#ifndef QRX_GRIDS_BROKEN_RULE_H
+#define QRX_GRIDS_BROKEN_RULE_H
 
 #include <string>
 

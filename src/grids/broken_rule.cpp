@@ -1,5 +1,5 @@
 // See the header.
-#include "support/broken_rule.h"
+#include "grids/broken_rule.h"
 
 #include <cstdio>
 
