@@ -14,7 +14,9 @@ from .errors import BadArgument
 
 EXCHANGE = dt.timezone(dt.timedelta(hours=8), "Asia/Shanghai")
 DATES = "write one such as 20240105, 2024-01-05 or datetime.date(2024, 1, 5)"
-TIMES = "write one such as 09:30, 09:30:00.500 or datetime.time(9, 30)"
+TIMES = "write one such as 09:30, 09:30:00.500, 093000000 or datetime.time(9, 30)"
+CLOCK = re.compile(r"(\d\d):(\d\d)(?::(\d\d)(\.\d{1,6})?)?", re.ASCII)
+COMPACT_CLOCK = re.compile(r"(\d\d)(\d\d)(?:(\d\d)(\.\d{1,6}|\d{3})?)?", re.ASCII)
 
 
 def today() -> int:
@@ -46,7 +48,7 @@ def parse_moment(value: Any, name: str) -> tuple[int, int]:
     if hasattr(value, "dtype") and hasattr(value, "item"):  # NumPy's dates and integers
         if getattr(value.dtype, "kind", "") == "M":
             value = value.astype("datetime64[ms]")
-        value = value.item()
+        value = value.item() if value.size == 1 else value.tolist()
     if isinstance(value, dt.datetime):
         try:
             if value.tzinfo is not None:
@@ -57,11 +59,13 @@ def parse_moment(value: Any, name: str) -> tuple[int, int]:
     if isinstance(value, dt.date):
         return _date_number(value), 0
     if isinstance(value, bool) or not isinstance(value, (int, str)):
-        raise BadArgument(f"{name}: a {type(value).__name__} is no date", advice=DATES)
+        raise BadArgument(f"{name}: {_shown(value)} is no date", advice=DATES)
     text = str(value).strip()
     if text == "today":
         return today(), 0
     form = re.fullmatch(r"(\d{4})(-?)(\d\d)\2(\d\d)(?:[T ](.+))?", text, re.ASCII)
+    if form is not None and form[5] and re.search(r"[+-]\d\d:?\d\d$|Z$", form[5]):
+        return _moment_of_zone(text, name)
     if form is None:
         raise BadArgument(f'{name}: "{text}" is no date', advice=DATES)
     try:
@@ -73,8 +77,23 @@ def parse_moment(value: Any, name: str) -> tuple[int, int]:
     return _date_number(day), parse_time(form[5], name) if form[5] else 0
 
 
+def _moment_of_zone(text: str, name: str) -> tuple[int, int]:
+    """A text with an offset, such as 2024-01-05T01:30:00+00:00 or one that ends in Z."""
+    try:
+        moment = dt.datetime.fromisoformat(re.sub(r"Z$", "+00:00", text))
+    except ValueError:
+        raise BadArgument(f'{name}: "{text}" is no date', advice=DATES) from None
+    return parse_moment(moment, name)
+
+
+def _shown(value: Any) -> str:
+    return f"{value!r}" if value is None or isinstance(value, (float, bool)) else (
+        f"a value of type {type(value).__name__}")
+
+
 def parse_time(value: Any, name: str) -> int:
-    """HHMMSSmmm of a time, of a text, or of such a number itself; None gives 0."""
+    """HHMMSSmmm of a time, of a text, or of such a number itself; None gives 0. A text of digits
+    may end with its minutes, seconds or milliseconds."""
     if value is None:
         return 0
     if isinstance(value, dt.time):
@@ -83,13 +102,15 @@ def parse_time(value: Any, name: str) -> int:
         value = value.item()
     number = -1
     if isinstance(value, int) and not isinstance(value, bool):
-        number = value
+        # A few digits would be milliseconds after midnight, and are meant as hours and minutes.
+        number = value if value == 0 or value >= 100000 else -1
     elif isinstance(value, str):
-        form = re.fullmatch(r"(\d\d):(\d\d)(?::(\d\d)(?:\.(\d{1,3}))?)?", value.strip(), re.ASCII)
+        form = CLOCK.fullmatch(value.strip()) or COMPACT_CLOCK.fullmatch(value.strip())
         if form is not None:
-            number = int(form[1] + form[2] + (form[3] or "00") + (form[4] or "").ljust(3, "0"))
+            fraction = (form[4] or "").lstrip(".")
+            number = int(form[1] + form[2] + (form[3] or "00") + fraction.ljust(3, "0")[:3])
     else:
-        raise BadArgument(f"{name}: a {type(value).__name__} is no time of day", advice=TIMES)
+        raise BadArgument(f"{name}: {_shown(value)} is no time of day", advice=TIMES)
     hours, minutes, seconds = number // 10000000, number // 100000 % 100, number // 1000 % 100
     if number < 0 or hours > 23 or minutes > 59 or seconds > 59:
         raise BadArgument(f'{name}: "{value}" is no time of day', advice=TIMES)
@@ -130,6 +151,10 @@ def read_range(begin: Any, end: Any, begin_time: Any, end_time: Any) -> DayRange
     from_time = parse_time(begin_time, "begin_time") or from_time
     to_time = parse_time(end_time, "end_time") or to_time
     if last < first:
+        if begin is None:
+            raise BadArgument(f"begin: without it the range begins today, {to_day(first)}, and "
+                              f"end, {to_day(last)}, is before that",
+                              advice=f"give the first day too, such as {last}, {last}")
         raise BadArgument(f"end: {to_day(last)} is before begin, {to_day(first)}",
                           advice=f"write the earlier day first, such as {last}, {first}")
     if first == last and 0 < to_time < from_time:

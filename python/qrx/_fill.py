@@ -94,7 +94,8 @@ class Copied(Step):
         if self._divisor is None:
             np.copyto(out, values)
         else:
-            np.divide(values, self._divisor, out=out)
+            np.copyto(out, values)  # in the cache, where dividing contiguous floats is cheap
+            out /= self._divisor
 
 
 class Timed(Step):

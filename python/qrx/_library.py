@@ -109,15 +109,39 @@ class CalcColumns:
     def __init__(self, record: Record) -> None:
         self.record = record
 
+    @property
+    def rows(self) -> int:
+        return max(int(self.record["nRecordCount"]), 0)
+
+    @property
+    def names(self) -> list[bytes]:
+        names = self.record["chFieldName"]
+        return list(map(bytes, names[:min(max(int(self.record["nFieldCount"]), 0), len(names))]))
+
     def column(self, index: int) -> np.ndarray[Any, np.dtype[np.int32]]:
-        rows = int(self.record["nRecordCount"])
         address = int(self.record["pnFieldData"][index])
-        if not address or rows <= 0:
-            return np.zeros(max(rows, 0), np.int32)
-        return np.asarray(_CalcColumn(self, address, rows))
+        if not address or self.rows == 0:
+            return np.zeros(self.rows, np.int32)
+        return np.asarray(_CalcColumn(self, address, self.rows))
+
+    def __reduce__(self) -> Any:
+        """What is copied or pickled has columns of its own: addresses mean nothing elsewhere."""
+        columns = [self.column(place).copy() for place in range(len(self.names))]
+        return CopiedColumns, (self.rows, self.names, columns)
 
     def __del__(self, release: Any = lib.QRX_ReleaseCalcFormula) -> None:
         release(self.record.address)
+
+
+class CopiedColumns:
+    """The same without the library."""
+
+    def __init__(self, rows: int, names: list[bytes],
+                 columns: list[np.ndarray[Any, np.dtype[np.int32]]]) -> None:
+        self.rows, self.names, self._columns = rows, names, columns
+
+    def column(self, index: int) -> np.ndarray[Any, np.dtype[np.int32]]:
+        return self._columns[index]
 
 
 class _CalcColumn:

@@ -2,7 +2,8 @@
 
 from __future__ import annotations
 
-from typing import Any
+import os
+from typing import NoReturn, Union
 
 import numpy as np
 
@@ -11,6 +12,8 @@ from ._library import Record, lib, text_of
 from ._session import Session
 from .errors import (Disconnected, LoginRefused, MalformedLogin, NoCodeTable, NoMarkets, QrxError,
                      TimedOut)
+
+File = Union[str, "os.PathLike[str]"]
 
 # The text's end, the exception, and the sentence around the address.
 OUTCOMES: list[tuple[str, type[QrxError], str]] = [
@@ -30,7 +33,11 @@ def open_error(text: str, target: _connection.Target) -> QrxError:
     return LoginRefused(f"{target} refused the login of {target.server.user}", text=text)
 
 
-def connect(url: str, **options: Any) -> Session:
+def connect(url: str, *, password: str | None = None, password_file: File | None = None,
+            timeout: int | None = None, retries: int | None = None, proxy: str | None = None,
+            proxy_password: str | None = None, proxy_password_file: File | None = None,
+            encoding: str | None = None, price_unit: int | None = None,
+            **unknown: NoReturn) -> Session:
     """Opens a session at "qrx://user@host:7700".
 
     Options: password (or password_file of mode 0600, or QRX_PASSWORD), timeout (seconds, 30),
@@ -38,17 +45,24 @@ def connect(url: str, **options: Any) -> Session:
     proxy_password_file, QRX_PROXY_PASSWORD), encoding ("gb18030"), price_unit (10000: what a price
     of 1 is sent as).
     """
-    target, settings, proxy = _connection.read(url, options)
-    del options
+    target, settings, proxy_settings = _connection.read(
+        url, {"password": password, "password_file": password_file, "timeout": timeout,
+              "retries": retries, "proxy": proxy, "proxy_password": proxy_password,
+              "proxy_password_file": proxy_password_file, "encoding": encoding,
+              "price_unit": price_unit, **unknown})
+    del password, proxy_password
     login = Record("QRXDefine_ResLogin")
-    arguments = [settings.address] + ([proxy.address] if proxy else []) + [login.address]
-    function = lib.QRX_OpenProxy if proxy else lib.QRX_Open
+    arguments = [settings.address, login.address]
+    function = lib.QRX_Open
+    if proxy_settings:
+        arguments.insert(1, proxy_settings.address)
+        function = lib.QRX_OpenProxy
 
     def open_it() -> int:
         return function(*arguments) or 0
 
     handle = _worker.run(open_it, lambda: None, _close_late)
-    for record in filter(None, (settings, proxy)):
+    for record in filter(None, (settings, proxy_settings)):
         record.data.view(np.uint8)[:] = 0  # the passwords
     if not handle:
         raise open_error(text_of(login["szInfo"], target.options.encoding), target)

@@ -6,6 +6,7 @@ The arrays' fields are the C members (r["nPrice"]); columns have the names of th
 
 from __future__ import annotations
 
+from collections.abc import Iterator
 from functools import lru_cache
 from typing import Any
 
@@ -13,7 +14,7 @@ import numpy as np
 
 from ._fill import Array
 from ._generated import FIELDS
-from ._library import DTYPES, CalcColumns, text_of, texts_of
+from ._library import DTYPES, CalcColumns, CopiedColumns, text_of, texts_of
 from ._table import Column, Options, Table
 
 # Of every record the groups of columns that it consists of.
@@ -73,6 +74,8 @@ class Records(Table, np.ndarray[Any, np.dtype[np.void]]):
         return item
 
     def __repr__(self) -> str:
+        if self.ndim != 1 or self.dtype != DTYPES.get(self._record):  # what NumPy made of them
+            return repr(self.view(np.ndarray))
         return f"<{len(self)} records {self._record}: {', '.join(self.columns[:6])}, ...>"
 
     def __reduce__(self) -> Any:
@@ -108,13 +111,10 @@ def wrap(rows: np.ndarray[Any, np.dtype[np.void]], record: str, options: Options
 class Calculation(Table):
     """Columns of a calculated formula, each the library's own memory: calc["MA"], calc.names."""
 
-    def __init__(self, columns: CalcColumns, code: str, options: Options) -> None:
+    def __init__(self, columns: CalcColumns | CopiedColumns, code: str, options: Options) -> None:
         self._columns, self._code, self._options = columns, code, options
-        record = columns.record
-        count = min(max(int(record["nFieldCount"]), 0), len(record["chFieldName"]))
-        self.names = [text_of(bytes(raw), options.encoding)
-                      for raw in record["chFieldName"][:count]]
-        self._has_time = count > 1 and self.names[1] == "Time"
+        self.names = [text_of(raw, options.encoding) for raw in columns.names]
+        self._has_time = len(self.names) > 1 and self.names[1] == "Time"
 
     def __len__(self) -> int:
         return self._count()
@@ -123,6 +123,12 @@ class Calculation(Table):
         if name not in self.names:
             raise KeyError(f"{name}; there are {', '.join(self.names)}")
         return self._columns.column(self.names.index(name))
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self.names)
+
+    def __contains__(self, name: object) -> bool:
+        return name in self.names
 
     def __repr__(self) -> str:
         return f"<calculation of {len(self)} rows for {self._code}: {', '.join(self.names)}>"
@@ -134,7 +140,7 @@ class Calculation(Table):
                         for place, name in enumerate(self.names) if place >= skipped]
 
     def _count(self) -> int:
-        return int(self._columns.record["nRecordCount"])
+        return self._columns.rows
 
     def _layout(self) -> np.dtype[Any]:
         return np.dtype([("chVelaCode", "S32"), ("nDate", "<i4"), ("nTime", "<i4")]

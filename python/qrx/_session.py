@@ -18,7 +18,8 @@ from ._formulas import Cycle, Formulas, calculate, parse_cycle
 from ._library import DTYPES, Record, lib, own, text_of, texts_of
 from ._progress import bar
 from ._records import Calculation, Records, kinds_of_types, wrap
-from .errors import BadArgument, Disconnected, NoData, SessionClosed, UnknownCode, from_code
+from .errors import (BadArgument, Disconnected, NoData, SessionClosed, UnknownCode, WrongType,
+                     from_code)
 
 Adjust = Literal["none", "forward", "backward"]
 NO_DATA, BAD_ARGUMENT = NoData.code, BadArgument.code
@@ -92,6 +93,9 @@ class Session:
         if hasattr(self, "_handle"):
             self.close()
 
+    def __reduce__(self) -> Any:
+        raise TypeError("a session cannot be copied or pickled; open another with qrx.connect")
+
     @property
     def closed(self) -> bool:
         """Whether the session was closed."""
@@ -164,10 +168,14 @@ class Session:
             return ONE_CODE
         plain = code.partition(".")[0].upper()
         known = texts_of(rows["szVelaCode"], "ascii").tolist()
-        alike = [k for k in known if k.upper().startswith(f"{plain}.")]
-        alike += [k for k in known if plain and k.upper().startswith(plain) and k not in alike]
-        alike = alike or difflib.get_close_matches(code.upper(), known, 3, 0.5)
-        return f"did you mean {', '.join(alike[:5])}?" if alike else ONE_CODE
+        names = texts_of(rows["szName"], self._target.options.encoding).tolist()
+        upper = dict(zip((k.upper() for k in known), known))
+        alike = [k for u, k in upper.items() if u.startswith(f"{plain}.")]
+        alike += [k for u, k in upper.items() if plain and u.startswith(plain) and k not in alike]
+        alike = alike or [k for k, name in zip(known, names) if code.strip() and code.strip() in name]
+        alike = alike or [upper[u] for u in difflib.get_close_matches(code.upper(), upper, 3, 0.5)]
+        more = f" (or {len(alike) - 5} others that s.codes() has)" if len(alike) > 5 else ""
+        return f"did you mean {', '.join(alike[:5])}{more}?" if alike else ONE_CODE
 
     # -- Fetching --------------------------------------------------------------------------
 
@@ -197,12 +205,19 @@ class Session:
         """With complete a single day."""
         request = self._request(kind.request, row, days)
         function, record = kind.book if book and kind.book else kind.plain
-        what = f"{kind.what} of {text_of(row['szVelaCode'], 'ascii')} {days}"
-        if complete:
-            _grids.check(record, row)
-            _grids.check(record, row, self._call(function, record, request, what), days.first)
-            request["nAutoComplete"] = 1
-        return self._call(function, record, request, what)
+        code, its_kind = text_of(row["szVelaCode"], "ascii"), str(kinds_of_types(row["nType"]))
+        what = f"{kind.what} of {code} {days}"
+        contract = its_kind in ("future", "option")
+        try:
+            if complete and contract:
+                _grids.check(record, row)
+                _grids.check(record, row, self._call(function, record, request, what), days.first)
+                request["nAutoComplete"] = 1
+            return self._call(function, record, request, what)
+        except WrongType:
+            article = "an" if its_kind[0] in "io" else "a"
+            raise WrongType(f"{code} is {article} {its_kind}, which has no {kind.what}",
+                            advice=f"use s.{'futures' if contract else 'ticks'}") from None
 
     def _days(self, kind: _Kind, row: Any, days: DayRange, book: bool, complete: bool,
               progress: bool) -> Iterator[Records]:

@@ -25,6 +25,9 @@ UTC = dt.timezone.utc
     (dt.datetime(2024, 1, 5, 9, 30, 0, 500000), (20240105, 93000500)),
     (dt.datetime(2024, 1, 5, 18, 0, tzinfo=UTC), (20240106, 20000000)),
     ("2024-01-05T09:30", (20240105, 93000000)), ("2024-01-05 21:00:00.5", (20240105, 210000500)),
+    ("2024-01-05T09:30:00.500000", (20240105, 93000500)), ("20240105T093000", (20240105, 93000000)),
+    ("2024-01-05T10:00:00Z", (20240105, 180000000)),
+    ("2024-01-05T18:00:00.25+00:00", (20240106, 20000250)),
     (np.datetime64("2024-01-05"), (20240105, 0)),
     (np.datetime64("2024-01-05T09:30:00.500", "ns"), (20240105, 93000500)),
     (pd.Timestamp("2024-02-29"), (20240229, 0))])
@@ -36,7 +39,8 @@ def test_dates(value, moment):
 
 
 @pytest.mark.parametrize("value", [20230229, "2024-13-01", "5.1.2024", 0, -1, True, None, 3.5,
-                                   "2024-0105", "", "2024-01-05T25:00", b"20240105", "18991231", pd.NaT,
+                                   "2024-0105", "", "2024-01-05T25:00", b"20240105", "2024-01-05T25:00Z",
+                                   np.array([20240105, 20240108]), np.datetime64("NaT"), "18991231", pd.NaT,
                                    dt.datetime.max.replace(tzinfo=UTC)])
 def test_no_dates(value):
     with pytest.raises(qrx.BadArgument, match="^begin: .*such as"):
@@ -45,12 +49,13 @@ def test_no_dates(value):
 
 @pytest.mark.parametrize("value, number", [
     ("09:30", 93000000), ("09:30:01", 93001000), ("23:59:59.999", 235959999), (93000500, 93000500),
+    ("093000", 93000000), ("0930", 93000000), ("093000500", 93000500), ("09:30:00.500999", 93000500),
     (dt.time(9, 30, 0, 1000), 93000001), (None, 0)])
 def test_times(value, number):
     assert _dates.parse_time(value, "begin_time") == number
 
 
-@pytest.mark.parametrize("value", ["24:00", "9:30", 96000000, 240000000, -1, True, 9.5, "noon"])
+@pytest.mark.parametrize("value", ["24:00", "9:30", 96000000, 930, "930", "09300050", 240000000, -1, True, 9.5, "noon"])
 def test_no_times(value):
     with pytest.raises(qrx.BadArgument, match="^end_time: .*such as"):
         _dates.parse_time(value, "end_time")
@@ -64,10 +69,12 @@ def test_today_is_the_exchanges():
 
 
 @pytest.mark.parametrize("arguments", [(20240105, 20240104, None, None),
+                                       (None, 20240104, None, None),
                                        (20240105, None, "15:00", "09:30")])
 def test_reversed_ranges(arguments):
-    with pytest.raises(qrx.BadArgument, match="^end.* is before begin.*such as") as caught:
+    with pytest.raises(qrx.BadArgument, match="^(end|begin).* is before .*such as") as caught:
         _dates.read_range(*arguments)
+    assert arguments[0] is not None or "begin: without it the range begins today" in str(caught.value)
     assert arguments[3] is None or "end_time: 09:30 is before begin_time, 15:00" in str(caught.value)
 
 
