@@ -10,17 +10,42 @@ A call that is cancelled closes the session, as Ctrl-C does.
 from __future__ import annotations
 
 import asyncio
-from collections.abc import AsyncIterator, Awaitable, Callable, Generator, Iterator
+from collections.abc import AsyncIterator, Awaitable, Callable, Coroutine, Generator, Iterator
 from concurrent.futures import ThreadPoolExecutor
+from functools import wraps
 from types import TracebackType
-from typing import Any, TypeVar
+from typing import TYPE_CHECKING, Any, TypeVar
 
 from . import _open, _session
 from ._formulas import Formula
-from ._records import Calculation, Records
+from ._records import Records
 from ._session import Code
 
+if TYPE_CHECKING:
+    from typing import Concatenate, ParamSpec
+
+    P = ParamSpec("P")
 T = TypeVar("T")
+
+
+def _awaited(method: Callable[Concatenate[_session.Session, P], T]
+             ) -> Callable[Concatenate[Session, P], Coroutine[Any, Any, T]]:
+    """The method of the same name, with its arguments and its help."""
+
+    @wraps(method)
+    async def call(self: Session, /, *args: P.args, **options: P.kwargs) -> T:
+        return await self._run(lambda s: method(s, *args, **options))
+
+    return call
+
+
+def _one_by_one(method: Callable[Concatenate[_session.Session, P], Iterator[Records]]
+                ) -> Callable[Concatenate[Session, P], AsyncIterator[Records]]:
+    @wraps(method)
+    def call(self: Session, /, *args: P.args, **options: P.kwargs) -> AsyncIterator[Records]:
+        return self._iterate(lambda s: method(s, *args, **options))
+
+    return call
 
 
 class Formulas:
@@ -89,41 +114,18 @@ class Session:
     async def code(self, code: str) -> Code:
         return self._inner.code(code)
 
-    async def ticks(self, *args: Any, **options: Any) -> Records:
-        return await self._run(lambda s: s.ticks(*args, **options))
-
-    async def trades(self, *args: Any, **options: Any) -> Records:
-        return await self._run(lambda s: s.trades(*args, **options))
-
-    async def orders(self, *args: Any, **options: Any) -> Records:
-        return await self._run(lambda s: s.orders(*args, **options))
-
-    async def queues(self, *args: Any, **options: Any) -> Records:
-        return await self._run(lambda s: s.queues(*args, **options))
-
-    async def futures(self, *args: Any, **options: Any) -> Records:
-        return await self._run(lambda s: s.futures(*args, **options))
-
-    async def bars(self, *args: Any, **options: Any) -> Records:
-        return await self._run(lambda s: s.bars(*args, **options))
-
-    async def calc(self, *args: Any, **options: Any) -> Calculation:
-        return await self._run(lambda s: s.calc(*args, **options))
-
-    def iter_ticks(self, *args: Any, **options: Any) -> AsyncIterator[Records]:
-        return self._iterate(lambda s: s.iter_ticks(*args, **options))
-
-    def iter_trades(self, *args: Any, **options: Any) -> AsyncIterator[Records]:
-        return self._iterate(lambda s: s.iter_trades(*args, **options))
-
-    def iter_orders(self, *args: Any, **options: Any) -> AsyncIterator[Records]:
-        return self._iterate(lambda s: s.iter_orders(*args, **options))
-
-    def iter_queues(self, *args: Any, **options: Any) -> AsyncIterator[Records]:
-        return self._iterate(lambda s: s.iter_queues(*args, **options))
-
-    def iter_futures(self, *args: Any, **options: Any) -> AsyncIterator[Records]:
-        return self._iterate(lambda s: s.iter_futures(*args, **options))
+    ticks = _awaited(_session.Session.ticks)
+    trades = _awaited(_session.Session.trades)
+    orders = _awaited(_session.Session.orders)
+    queues = _awaited(_session.Session.queues)
+    futures = _awaited(_session.Session.futures)
+    bars = _awaited(_session.Session.bars)
+    calc = _awaited(_session.Session.calc)
+    iter_ticks = _one_by_one(_session.Session.iter_ticks)
+    iter_trades = _one_by_one(_session.Session.iter_trades)
+    iter_orders = _one_by_one(_session.Session.iter_orders)
+    iter_queues = _one_by_one(_session.Session.iter_queues)
+    iter_futures = _one_by_one(_session.Session.iter_futures)
 
 
 class _Connecting(Awaitable[Session]):
