@@ -86,7 +86,8 @@ public:
         const Scale scale(prices.fLow, prices.fHigh, m_chart.nRows);
         const auto vecLabels = AxisLabels(scale, m_chart.nPriceDigits);
         const Scale ownScale = m_vecFar.empty() ? scale : Scale(own.fLow, own.fHigh, kOwnRows);
-        const auto vecOwnLabels = AxisLabels(ownScale, m_chart.nPriceDigits);
+        std::vector<Label> vecOwnLabels;  // of values that are no prices: as they were sent
+        if (!m_vecFar.empty()) vecOwnLabels = AxisLabels(ownScale, 0);
         for (const auto& label : vecLabels) Widen(label);
         for (const auto& label : vecOwnLabels) Widen(label);
         m_bVolume = std::any_of(m_chart.vecBars.begin(), m_chart.vecBars.end(),

@@ -24,8 +24,8 @@ struct Bar {
     int64_t iVolume;
 };
 
-// A line through the bars, in their unit. One that lies far from the prices gets a scale of its
-// own under them.
+// A line through the bars, in their unit. One that lies far from the prices is hardly a price: it
+// gets a scale of its own under them, labelled with the values as they are.
 struct Overlay {
     std::string strName;
     std::vector<std::optional<double>> vecValues;  // one a bar

@@ -13,6 +13,9 @@ void FillAdjustment(QRXDefine_ReqKLine& request, const Arguments& arguments) {
         if (strMode != "forward") RefuseUsage("--adjust-date goes with --adjust forward");
         request.nModeDate = ParseDate(arguments.Get("--adjust-date"), "--adjust-date");
     }
+    if (arguments.Has("--adjust-volume") && request.nModeFlag == 0) {
+        RefuseUsage("--adjust-volume goes with --adjust forward or --adjust backward");
+    }
     request.nModeSwitch = arguments.Has("--adjust-volume") ? 1 : 0;
 }
 

@@ -23,7 +23,7 @@ void RunBars(Context& context) {
         RefuseUsage("--complete goes with bars of seconds and minutes, such as --cycle 5m");
     }
     std::optional<ChartPage> chart;
-    if (args.Has("--chart")) chart.emplace(context);
+    if (WantsChart(args)) chart.emplace(context);
     const Shape shape = {BarKind(cycle, args).strName, PlainColumnsOf<QRXDefine_KLine>(),
                          cycle.Intraday()};
     const auto pResults = chart ? nullptr : context.OpenResults(shape);

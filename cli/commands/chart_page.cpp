@@ -25,6 +25,14 @@ std::string FileOf(const Arguments& args) {
 
 }  // namespace
 
+bool WantsChart(const Arguments& args) {
+    if (args.Has("--chart")) return true;
+    for (const char* szOption : {"--on", "--chart-style"}) {
+        if (args.Has(szOption)) RefuseUsage(std::string(szOption) + " goes with --chart");
+    }
+    return false;
+}
+
 ChartPage::ChartPage(const Context& context) : m_context(context), m_sink(FileOf(context.Args())) {}
 
 // Bars without any price are what completion leaves where nothing is known yet: not drawn.

@@ -14,6 +14,9 @@
 
 namespace qrx::cli {
 
+// Throws Failure for options that only a chart has when none is asked for.
+bool WantsChart(const Arguments& args);
+
 class ChartPage {
 public:
     // Throws Failure for options that go with rows only and for an output that cannot be written:

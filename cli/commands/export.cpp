@@ -90,7 +90,11 @@ void CheckReckoning(const Arguments& args, const std::deque<RecordKind>& kinds) 
         return std::any_of(kinds.begin(), kinds.end(), test);
     };
     const auto isBars = [](const RecordKind& kind) { return kind.strName.starts_with("bars_"); };
-    if (args.Has("--adjust") && !any(isBars)) RefuseUsage("--adjust goes with bars only");
+    for (const char* szOption : {"--adjust", "--adjust-date", "--adjust-volume"}) {
+        if (args.Has(szOption) && !any(isBars)) {
+            RefuseUsage(std::string(szOption) + " goes with bars only");
+        }
+    }
     if (args.Get("--adjust") == "forward" && !args.Has("--adjust-date")) {
         RefuseUsage(
             "--adjust forward: prices that lead to the latest day change with every dividend; "

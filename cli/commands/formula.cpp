@@ -23,7 +23,15 @@ std::string ReadText(const std::string& strPath) {
         if (!file) RefuseUsage("--file: cannot read " + strPath);
         text << file.rdbuf();
     }
-    return text.str();
+    std::string strRead = text.str();
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (strRead.starts_with(kByteOrderMark)) strRead.erase(0, kByteOrderMark.size());
+    const size_t nNul = strRead.find('\0');  // a text ends there on its way to the server
+    if (nNul != std::string::npos) {
+        RefuseUsage("--file: the formula has a zero byte after " + std::to_string(nNul) +
+                    " others; write it as text in UTF-8");
+    }
+    return strRead;
 }
 
 std::string EncodedName(const Context& context, const Decoder& decoder) {

@@ -89,8 +89,7 @@ void RunFormulaCalc(Context& context) {
     request.nEndTime = range.nEnd;
 
     std::optional<ChartPage> chart;
-    if (args.Has("--chart")) chart.emplace(context);
-    if (args.Has("--on") && !chart) RefuseUsage("--on goes with --chart");
+    if (WantsChart(args)) chart.emplace(context);
     Connection& connection = context.Connect();
     const QRXDefine_Code code = connection.FindCode(args.Get("CODE"));
     const std::string strCode(FieldView(code.szVelaCode));

@@ -26,7 +26,9 @@ const OptionRow kAdjustVolume = {"--adjust-volume", nullptr, "adjust volumes too
 const OptionRow kComplete = {"--complete", nullptr,
                              "lay the records onto the exchange's session grid", nullptr};
 
-const OptionRow kChart = {"--chart", nullptr, "draw candlesticks instead of writing rows", nullptr};
+const OptionRow kChart = {"--chart", nullptr,
+                          "draw candlesticks instead of writing rows, at least 34 columns wide",
+                          nullptr};
 const OptionRow kChartStyle = {"--chart-style", "STYLE",
                                "characters of --chart (default: what the terminal can show)",
                                "auto|unicode|ascii"};

@@ -98,7 +98,9 @@ DayRange ReadDayRange(const Arguments& arguments) {
         if (range.nEnd == 0) RefuseUsage("--end: nothing ends at midnight; write such as 15:00");
         if (range.nFrom == range.nTo && range.nEnd < range.nBegin) {
             RefuseUsage("--end " + arguments.Get("--end") + " is before --begin " +
-                        arguments.Get("--begin") + " on one day; write the earlier time first");
+                        arguments.Get("--begin") +
+                        " on one day; write the earlier time first, or for a night also the date "
+                        "on which it begins, with --from");
         }
     }
     return range;

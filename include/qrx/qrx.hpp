@@ -198,11 +198,12 @@ public:
         return Fetch<QRXDefine_FutureAB>(QRX_GetFutureAB, &request);
     }
 
-    // A text longer than kMaxFormulaText is refused here. The answer is filled on refusal too.
+    // A text longer than kMaxFormulaText is refused here, and so is a name or a text with a zero
+    // byte, which would be stored up to there. The answer is filled when the server refuses, too.
     Result<QRXDefine_AddFormulaRes> AddFormula(const std::string& strName,
                                                const std::string& strText) {
         Result<QRXDefine_AddFormulaRes> result;
-        if (strText.size() > kMaxFormulaText) return result;
+        if (strText.size() > kMaxFormulaText || HasNul(strName) || HasNul(strText)) return result;
         result.code = static_cast<ResultCode>(
             QRX_AddFormula(Handle(), strName.c_str(), strText.c_str(), &result.value));
         return result;
@@ -212,6 +213,7 @@ public:
     }
     Result<QRXDefine_DelFormulaRes> DeleteFormula(const std::string& strName) {
         Result<QRXDefine_DelFormulaRes> result;
+        if (HasNul(strName)) return result;
         result.code =
             static_cast<ResultCode>(QRX_DeleteFormula(Handle(), strName.c_str(), &result.value));
         return result;
@@ -224,6 +226,8 @@ public:
     }
 
 private:
+    static bool HasNul(const std::string& str) { return str.find('\0') != std::string::npos; }
+
     template <class Record, class Function, class Request>
     Result<Array<Record>> Fetch(Function pfnCall, Request request) {
         Record* pData = nullptr;

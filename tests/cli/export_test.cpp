@@ -191,6 +191,8 @@ TEST_F(Export, RefusesAnotherRequestUnlessItBeginsAnew) {
         {"600000.SH -o y --kinds bars_0m", 2, "--kinds"},
         {"600000.SH -o y --kinds bars_d --complete", 2, "--complete goes with"},
         {"600000.SH -o y --kinds ticks --adjust backward", 2, "--adjust goes with bars"},
+        {"600000.SH -o y --kinds ticks --adjust-volume", 2, "--adjust-volume goes with bars"},
+        {"600000.SH -o y --kinds bars_d --adjust-volume", 2, "--adjust-volume goes with --adjust"},
         {"600000.SH -o y --kinds bars_d --adjust forward", 2, "--adjust-date"},
         {"600000.SH -o y --kinds ticks -f table", 2, "csv, jsonl or sqlite"},
         {"600000.SH -o y --kinds ticks --limit 5", 2, "--limit cuts days"},

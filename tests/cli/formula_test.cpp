@@ -82,7 +82,9 @@ protected:
 
 TEST_F(Formulas, FromAddToDelete) {
     EXPECT_EQ(m_cli.Run("formula list"), 3);
-    std::ofstream(m_cli.Folder() / "f") << "A = CLOSE\nB = OPEN";
+    std::ofstream(m_cli.Folder() / "f") << "\xEF\xBB\xBF"
+                                        << "A = CLOSE\nB = OPEN";
+    std::ofstream(m_cli.Folder() / "nul") << "A = CLOSE" << '\0' << "B = OPEN";
     std::ofstream(m_cli.Folder() / "big") << std::string(1048576, 'x');
     struct Case {
         const char* szArguments;
@@ -95,6 +97,7 @@ TEST_F(Formulas, FromAddToDelete) {
         {"formula add KEEP --text X=1", 0, "stored KEEP: new\n", ""},
         {"formula add MACD --text BAD", 10, "", "line 1: unknown name BAD"},
         {"formula add MACD --file big", 2, "", "1048575"},
+        {"formula add MACD --file nul", 2, "", "zero byte after 9 others"},
         {"formula add 123456789012345678901234 --text X", 2, "", "more than 23 bytes"},
         {"formula list -f csv", 0, "name,text\nKEEP,X=1\n\u5FEB,A = CLOSE B = OPEN\n", ""},
         {"formula show \u5FEB", 0, "A = CLOSE\nB = OPEN\n", ""},
