@@ -162,13 +162,21 @@ void Connection::Check(ResultCode code, const std::string& strWhat) {
                                              " seconds; --timeout waits longer");
         case ResultCode::Memory:
             throw Failure(EXIT_MEMORY, "the " + strWhat + " do not fit into memory");
-        case ResultCode::WrongType:
-            throw Failure(EXIT_WRONG_TYPE, "this kind of security has no " + strWhat);
         case ResultCode::Formula:
             throw Failure(EXIT_FORMULA, "the server refused the formula");
         default:
             throw Failure(EXIT_OTHER, std::string("unexpected result: ") + Message(code));
     }
+}
+
+void RefuseType(const QRXDefine_Code& code) {
+    const std::string strCode(FieldView(code.szVelaCode));
+    throw Failure(EXIT_WRONG_TYPE,
+                  IsContract(code)
+                      ? strCode + " is a future, which has no ticks; use qrx futures"
+                      : strCode +
+                            " is neither a future nor an option, and has ticks in place of "
+                            "such snapshots; use qrx ticks");
 }
 
 bool IsContract(const QRXDefine_Code& code) {

@@ -113,7 +113,11 @@ TEST_F(Ending, CodesAndSentences) {
         {"codes XX", 4, "only SH SHF SZ"},
         {"codes --server 127.0.0.1:1", 6, "cannot connect to 127.0.0.1:1"},
         {"codes --server nonesuch.invalid", 6, "nonesuch.invalid has no IPv4 address"},
-        {"ticks cu1701.SHF", 8, "no ticks of cu1701.SHF"},
+        {"ticks cu1701.SHF", 8,
+         "qrx: cu1701.SHF is a future, which has no ticks; use qrx futures.\n"},
+        {"futures 600000.SH --book", 8,
+         "qrx: 600000.SH is neither a future nor an option, and has ticks in place of such "
+         "snapshots; use qrx ticks.\n"},
         {"codes -o missing/codes.csv", 9, "missing/codes.csv"},
         {"codes -o /dev/full", 9, "/dev/full"},
         {"codes -o missing/codes.sqlite", 9, "missing/codes.sqlite"},
