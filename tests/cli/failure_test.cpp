@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 
@@ -143,6 +144,23 @@ TEST_F(Ending, CodesAndSentences) {
         EXPECT_EQ(m_cli.Out(), "") << test.szArguments;
     }
     EXPECT_TRUE(FolderEmpty());
+}
+
+// More than a sentence holds are counted, the better matches before the others.
+TEST(Ambiguous, SaysHowManyAndWhereTheyAre) {
+    ScriptedServer server(
+        Serving([](Peer&, const Message&) { return false; },
+                {{"DCE", {{"c2403", 112, "corn"}, {"x1", 112, "no"}, {"a2403", 112, "bean"}}},
+                 {"SHF", {{"cu2403", 112, "cu"}, {"2403", 16, "whole"}, {"24031", 16, "begins"}}},
+                 {"SZ", {{"7", 16, "of 2403"}}}}));
+    Cli cli(server.Port());
+    EXPECT_EQ(cli.Run("ticks 2403"), 4);
+    EXPECT_EQ(cli.Err(),
+              "qrx: CODE: \"2403\" lacks its market, such as 600000.SH; 6 match: 2403.SHF (whole), "
+              "24031.SHF (begins), c2403.DCE (corn), a2403.DCE (bean), cu2403.SHF (cu), ...; "
+              "qrx codes --search 2403 shows them all.\n");
+    ASSERT_EQ(cli.Run("codes --search 2403 -f csv"), 0);
+    EXPECT_EQ(std::ranges::count(cli.Out(), '\n'), 1 + 6);
 }
 
 TEST_F(CutOnMonday, LeavesNoFileBehind) {
