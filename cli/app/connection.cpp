@@ -8,6 +8,7 @@
 #include "app/interrupt.h"
 #include "text/encoding.h"
 #include "text/nearest.h"
+#include "text/search.h"
 
 namespace qrx::cli {
 namespace {
@@ -104,7 +105,8 @@ QRXDefine_Code Connection::FindCode(const std::string& strCode) {
     throw Failure(EXIT_UNKNOWN_CODE, strSentence + Candidates(strCode));
 }
 
-// Of the loaded tables: the same code elsewhere, those whose name it is or begins, codes that begin
+// Without a market: what a search finds, if that is more than can be shown. Else of the loaded
+// tables: the same code elsewhere, those whose name it is or begins, codes that begin
 // alike, then the nearest; each time those of the market that was written before the others.
 std::string Connection::Candidates(const std::string& strCode) {
     constexpr size_t kMost = 5;
@@ -120,21 +122,34 @@ std::string Connection::Candidates(const std::string& strCode) {
         auto operator<=>(const Ranked&) const = default;
     };
     std::vector<Ranked> vecRanked;
+    std::vector<std::pair<Rank, std::string>> vecFound;
     const auto codes = m_session.Codes();
     for (const QRXDefine_Code& code : codes.value) {
         const std::string strPublic(FieldView(code.szVelaCode));
         const std::string strFolded = FoldCase(strPublic);
         const std::string strBare = strFolded.substr(0, strFolded.rfind('.'));
         const std::string strName = decoder.ToUtf8(FieldView(code.szName));
+        const std::string strShown =
+            decoder.ToUtf8(strPublic) + (strName.empty() ? "" : " (" + strName + ")");
+        const Rank rank = RankOf(strWanted, decoder.ToUtf8(strPublic), strName);
+        if (rank != Rank::None) vecFound.emplace_back(rank, strShown);
         int nRank = 3 + EditDistance(strWanted, strFolded);
         if (!strPlain.empty()) {
             if (strBare.starts_with(strPlain)) nRank = 2;
             if (FoldCase(strName).starts_with(strPlain)) nRank = 1;
             if (strBare == strPlain) nRank = 0;
         }
-        vecRanked.push_back(
-            {nRank, !strFolded.ends_with(strMarket),
-             decoder.ToUtf8(strPublic) + (strName.empty() ? "" : " (" + strName + ")")});
+        vecRanked.push_back({nRank, !strFolded.ends_with(strMarket), strShown});
+    }
+    if (nDot == std::string::npos && !strWanted.empty() && vecFound.size() > kMost) {
+        std::stable_sort(vecFound.begin(), vecFound.end(),
+                         [](const auto& a, const auto& b) { return a.first < b.first; });
+        std::string strFirst;
+        for (size_t i = 0; i < kMost; ++i) strFirst += vecFound[i].second + ", ";
+        return "; " + std::to_string(vecFound.size()) + " match: " + strFirst +
+               "...; qrx codes --search " +
+               (strCode.find(' ') == std::string::npos ? strCode : '"' + strCode + '"') +
+               " shows them all";
     }
     const size_t nShown = std::min(kMost, vecRanked.size());
     std::partial_sort(vecRanked.begin(), vecRanked.begin() + static_cast<std::ptrdiff_t>(nShown),
@@ -162,13 +177,21 @@ void Connection::Check(ResultCode code, const std::string& strWhat) {
                                              " seconds; --timeout waits longer");
         case ResultCode::Memory:
             throw Failure(EXIT_MEMORY, "the " + strWhat + " do not fit into memory");
-        case ResultCode::WrongType:
-            throw Failure(EXIT_WRONG_TYPE, "this kind of security has no " + strWhat);
         case ResultCode::Formula:
             throw Failure(EXIT_FORMULA, "the server refused the formula");
         default:
             throw Failure(EXIT_OTHER, std::string("unexpected result: ") + Message(code));
     }
+}
+
+void RefuseType(const QRXDefine_Code& code) {
+    const std::string strCode(FieldView(code.szVelaCode));
+    throw Failure(EXIT_WRONG_TYPE,
+                  IsContract(code)
+                      ? strCode + " is a future, which has no ticks; use qrx futures"
+                      : strCode +
+                            " is neither a future nor an option, and has ticks in place of "
+                            "such snapshots; use qrx ticks");
 }
 
 bool IsContract(const QRXDefine_Code& code) {

@@ -5,6 +5,7 @@
 #include <qrx/version.h>
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <deque>
 #include <sstream>
 
@@ -105,36 +106,97 @@ std::string Lacks(const std::string& strWho, const char* szWhat, const std::stri
            (bNear ? "; the nearest is \"" + strNearest + "\"" : "");
 }
 
-// A word that is no command of the line's, or an option that its command lacks, or ""
-// when it is something else that is wrong.
+// What of the line was understood: its command, and what might have stood there.
+struct Understood {
+    std::string strCommand;  // "qrx formula"
+    const CLI::App* pCommand = nullptr;
+    std::vector<const CLI::Option*> vecOptions;  // those of the command before those of all
+};
+
+Understood Understand(const CLI::App& app) {
+    Understood line{app.get_name(), &app, app.get_options()};
+    for (auto vecGiven = app.get_subcommands(); !vecGiven.empty();
+         vecGiven = line.pCommand->get_subcommands()) {
+        line.pCommand = vecGiven.front();
+        line.strCommand += " " + line.pCommand->get_name();
+        const auto vecMore = line.pCommand->get_options();
+        line.vecOptions.insert(line.vecOptions.begin(), vecMore.begin(), vecMore.end());
+    }
+    return line;
+}
+
+std::vector<const CLI::App*> CommandsOf(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App* p) { return !p->get_group().empty(); });
+}
+
+std::string NoCommand(const Understood& line, const std::string& strWord) {
+    std::vector<std::string> vecNames;
+    for (const CLI::App* pNext : CommandsOf(*line.pCommand)) {
+        for (const CLI::App* pInGroup : CommandsOf(*pNext)) {
+            if (pInGroup->get_name() != strWord) continue;
+            return line.strCommand + " has no command \"" + strWord + "\"; it is \"" +
+                   pNext->get_name() + " " + strWord + "\"";
+        }
+        vecNames.push_back(pNext->get_name());
+    }
+    return Lacks(line.strCommand, "command", strWord, vecNames);
+}
+
+std::string NoOption(const Understood& line, const std::string& strWord) {
+    std::vector<std::string> vecNames;
+    for (const CLI::Option* pOption : line.vecOptions) {
+        for (const std::string& strLong : pOption->get_lnames()) vecNames.push_back("--" + strLong);
+    }
+    return Lacks(line.strCommand, "option", strWord.substr(0, strWord.find('=')), vecNames);
+}
+
+// A word after all that the command takes.
+std::string OneTooMany(const Understood& line, const std::string& strWord) {
+    std::string strTakes;
+    for (const CLI::Option* pOption : line.pCommand->get_options()) {
+        if (!pOption->get_positional()) continue;
+        strTakes += (strTakes.empty() ? "one " : " and one ") + pOption->get_name();
+    }
+    if (strTakes.empty()) return line.strCommand + " takes no words; leave \"" + strWord + "\" out";
+    const bool bExported =
+        strTakes == "one CODE" && line.pCommand->get_option_no_throw("--from") != nullptr;
+    return line.strCommand + " takes " + strTakes + ", and \"" + strWord +
+           "\" is one word too many; write a command for each" +
+           (bExported ? ", or qrx export for several" : "");
+}
+
+// Words that stand for nothing, or a line that lacks its command.
 std::string Unknown(const CLI::App& app) {
-    std::string strCommand = app.get_name();
-    std::vector<std::string> vecCommands;
-    std::vector<std::string> vecOptions;  // those of the command before those of all
-    for (const CLI::App* pApp = &app; pApp != nullptr;) {
-        for (const CLI::Option* pOption : pApp->get_options()) {
-            for (const std::string& strLong : pOption->get_lnames()) {
-                vecOptions.insert(vecOptions.begin(), "--" + strLong);
-            }
-        }
-        vecCommands.clear();
-        for (const CLI::App* pNext : pApp->get_subcommands([](const CLI::App*) { return true; })) {
-            if (!pNext->get_group().empty()) vecCommands.push_back(pNext->get_name());
-        }
-        const auto vecGiven = pApp->get_subcommands();
-        pApp = vecGiven.empty() ? nullptr : vecGiven.front();
-        if (pApp != nullptr) strCommand += " " + pApp->get_name();
+    const Understood line = Understand(app);
+    const std::string strSee = "; see " + line.strCommand + " --help";
+    const auto vecCommands = CommandsOf(*line.pCommand);
+    const std::vector<std::string> vecWords = app.remaining(true);
+    for (const std::string& strWord : vecWords) {
+        const bool bOption = strWord.size() > 1 && strWord[0] == '-' &&
+                             std::isdigit(static_cast<unsigned char>(strWord[1])) == 0;
+        if (bOption) return NoOption(line, strWord) + strSee;
+        if (!vecCommands.empty()) return NoCommand(line, strWord) + strSee;
     }
-    for (const std::string& strWord : app.remaining(true)) {
-        if (strWord.starts_with("--")) {
-            return Lacks(strCommand, "option", strWord.substr(0, strWord.find('=')), vecOptions);
-        }
-        if (!strWord.starts_with("-") && !vecCommands.empty()) {
-            return Lacks(strCommand, "command", strWord, vecCommands);
-        }
-    }
+    if (!vecWords.empty()) return OneTooMany(line, vecWords.front());
     if (vecCommands.empty()) return {};
-    return "a command is needed, such as " + strCommand + " " + vecCommands.front();
+    return "a command is needed, such as " + line.strCommand + " " +
+           vecCommands.front()->get_name() + strSee;
+}
+
+// An option without its value, or twice.
+std::string Mismatched(const CLI::App& app, const std::string& strError) {
+    for (const CLI::Option* pOption : Understand(app).vecOptions) {
+        const std::string strName = pOption->get_name();
+        if (!strError.starts_with(strName + ":")) continue;
+        const std::string strValue = pOption->get_type_name();
+        const size_t nTimes = pOption->results().size();
+        if (nTimes < 2) {
+            return strName + " lacks its value " + strValue + ": " + pOption->get_description();
+        }
+        return strName + " is given " + std::to_string(nTimes) + " times; write it once" +
+               (strValue.find(',') != std::string::npos ? ", as " + strName + " " + strValue : "");
+    }
+    return {};
 }
 
 }  // namespace
@@ -188,13 +250,16 @@ Parsed Parse(int argc, char** argv) {
         parsed.strText = text.str();
         return parsed;
     } catch (const CLI::ParseError& error) {
-        std::string strText;
         const int nCode = error.get_exit_code();
+        std::string strText;
         if (nCode == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
             nCode == static_cast<int>(CLI::ExitCodes::RequiredError)) {
             strText = Unknown(app);
+        } else if (nCode == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) {
+            strText = Mismatched(app, error.what());
         }
-        if (strText.empty()) strText = error.what();
+        if (!strText.empty()) RefuseUsage(strText);
+        strText = error.what();
         if (const size_t nEnd = strText.find('\n'); nEnd != std::string::npos) strText.resize(nEnd);
         RefuseUsage(strText + "; see qrx --help");
     }

@@ -5,28 +5,9 @@
 #include "app/context.h"
 #include "app/failure.h"
 #include "commands/command.h"
+#include "text/search.h"
 
 namespace qrx::cli {
-namespace {
-
-// How well a security answers a search: the lower the better, None for not at all.
-enum Rank { Whole, CodeBegins, NameBegins, Contains, None };
-
-Rank RankOf(const std::string& strSearch, const std::string& strCode, const std::string& strName) {
-    const std::string strFoldedCode = FoldCase(strCode);
-    const std::string strFoldedName = FoldCase(strName);
-    const std::string strBare = strFoldedCode.substr(0, strFoldedCode.rfind('.'));
-    if (strSearch == strFoldedCode || strSearch == strBare || strSearch == strFoldedName) {
-        return Whole;
-    }
-    if (strFoldedCode.starts_with(strSearch)) return CodeBegins;
-    if (strFoldedName.starts_with(strSearch)) return NameBegins;
-    const bool bInside = strFoldedCode.find(strSearch) != std::string::npos ||
-                         strFoldedName.find(strSearch) != std::string::npos;
-    return bInside ? Contains : None;
-}
-
-}  // namespace
 
 void RunCodes(Context& context) {
     const std::string strMarket = context.Args().Get("MARKET");
@@ -58,10 +39,10 @@ void RunCodes(Context& context) {
     std::map<Rank, std::vector<const QRXDefine_Code*>> found;
     for (const QRXDefine_Code& code : codes.value) {
         const Rank rank = strSearch.empty()
-                              ? Whole
+                              ? Rank::Whole
                               : RankOf(strSearch, decoder.ToUtf8(FieldView(code.szVelaCode)),
                                        decoder.ToUtf8(FieldView(code.szName)));
-        if (rank != None) found[rank].push_back(&code);
+        if (rank != Rank::None) found[rank].push_back(&code);
     }
     for (const auto& [rank, vecCodes] : found) {
         for (const QRXDefine_Code* pCode : vecCodes) {

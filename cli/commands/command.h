@@ -4,6 +4,7 @@
 #define QRX_CLI_COMMANDS_COMMAND_H
 
 #include <span>
+#include <string>
 #include <vector>
 
 #include "app/arguments.h"
@@ -17,8 +18,8 @@ struct OptionRow {
     const char* szValue;    // placeholder; null for a flag
     const char* szHelp;     // without a full stop
     const char* szChoices;  // "table|csv|jsonl" or null
-    // "ticks|trades", of a list parted by commas: some of what may stand there, for shells to
-    // offer.
+    // "ticks|trades": some of what may stand there, for shells to offer; where the placeholder has
+    // a comma, of a list parted by commas.
     const char* szOffers = nullptr;
     const char* Key() const;  // the long name, which is the name in Arguments
 };
@@ -44,6 +45,7 @@ struct Command {
         Hidden = 2        // for the build, not for users
     };
     int nTraits = Plain;
+    std::vector<std::string> (*pfnColumns)() = nullptr;  // of --columns, for shells to offer
 };
 
 struct GroupRow {

@@ -172,7 +172,9 @@ void RunExport(Context& context) {
     }
     if (tally.bAnyRow) return;
     if (tally.nUnfit > 0 && tally.nEmpty == 0) {
-        throw Failure(EXIT_WRONG_TYPE, "there are no " + strWhat);
+        throw Failure(EXIT_WRONG_TYPE, "there are no " + strWhat +
+                                           "; futures and options have --kinds futures, "
+                                           "everything else has --kinds ticks");
     }
     throw Failure(EXIT_NO_DATA, "there are no " + strWhat);
 }

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "commands/command.h"
+#include "output/columns.h"
 #include "settings/settings.h"
 
 namespace qrx::cli {
@@ -17,7 +18,8 @@ const OptionRow kBegin = {"--begin", "TIME", "earliest time on the first day, su
                           nullptr};
 const OptionRow kEnd = {"--end", "TIME", "latest time on the last day, such as 15:00", nullptr};
 const OptionRow kCycle = {"--cycle", "CYCLE",
-                          "30s, 1m, 5m, d, w, month, quarter, half or y (default d)", nullptr};
+                          "30s, 1m, 5m, d, w, month, quarter, half or y (default d)", nullptr,
+                          "30s|1m|5m|15m|30m|60m|d|w|month|quarter|half|y"};
 const OptionRow kAdjust = {"--adjust", "MODE", "prices adjusted for dividends and splits",
                            "none|forward|backward"};
 const OptionRow kAdjustDate = {"--adjust-date", "DATE", "reference day of --adjust forward",
@@ -47,6 +49,14 @@ std::vector<OptionRow> RangeAnd(std::vector<OptionRow> vecMore) {
     return vecRows;
 }
 
+// Those that the command has without further options.
+template <class Record>
+std::vector<std::string> Columns() {
+    std::vector<std::string> vecNames;
+    for (const RecordColumn& column : ColumnsOf<Record>()) vecNames.push_back(column.strName);
+    return vecNames;
+}
+
 }  // namespace
 
 const char* OptionRow::Key() const {
@@ -71,28 +81,36 @@ const std::vector<Command>& Commands() {
          RangeAnd({{"--book", nullptr, "with ten levels of the order book", nullptr}}),
          RunTicks,
          kDays,
-         "qrx ticks 600000.SH --from 20240105 --book --columns time,price,ask_price1,bid_price1"},
+         "qrx ticks 600000.SH --from 20240105 --book --columns time,price,ask_price1,bid_price1",
+         Command::Plain,
+         Columns<QRXDefine_Tick>},
         {"trades",
          "every trade",
          {kCode},
          RangeAnd({}),
          RunTrades,
          kDays,
-         "qrx trades 600000.SH --from 20240105 --begin 09:30 --end 10:00"},
+         "qrx trades 600000.SH --from 20240105 --begin 09:30 --end 10:00",
+         Command::Plain,
+         Columns<QRXDefine_Transaction>},
         {"orders",
          "every order",
          {kCode},
          RangeAnd({}),
          RunOrders,
          kDays,
-         "qrx orders 600000.SH --from 20240102 --to 20240105 -o orders.csv"},
+         "qrx orders 600000.SH --from 20240102 --to 20240105 -o orders.csv",
+         Command::Plain,
+         Columns<QRXDefine_Order>},
         {"queues",
          "the orders queued at the best prices",
          {kCode},
          RangeAnd({}),
          RunQueues,
          kDays,
-         "qrx queues 600000.SH --from 20240105 --columns time,price,side,orders,item1,item2"},
+         "qrx queues 600000.SH --from 20240105 --columns time,price,side,orders,item1,item2",
+         Command::Plain,
+         Columns<QRXDefine_OrderQueue>},
         {"bars",
          "bars of seconds, minutes, days and longer",
          {kCode},
@@ -100,7 +118,9 @@ const std::vector<Command>& Commands() {
          RunBars,
          kGrid,
          "qrx bars 600000.SH --cycle 5m --from 20240102 --to 20240105\n"
-         "qrx bars cu2403.SHF --cycle 30m --from 20240105 --to 20240108 --complete --chart"},
+         "qrx bars cu2403.SHF --cycle 30m --from 20240105 --to 20240108 --complete --chart",
+         Command::Plain,
+         Columns<QRXDefine_KLine>},
         {"futures",
          "snapshots of a futures contract or an option",
          {kCode},
@@ -108,7 +128,9 @@ const std::vector<Command>& Commands() {
          RunFutures,
          kGrid,
          "qrx futures cu2403.SHF --from 20240105 --book\n"
-         "qrx futures IF2403.CF --from 20240105 --complete -o if.sqlite"},
+         "qrx futures IF2403.CF --from 20240105 --complete -o if.sqlite",
+         Command::Plain,
+         Columns<QRXDefine_Future>},
         {"formula add",
          "store a formula under a name",
          {kName},

@@ -42,12 +42,13 @@ void ValueCase(const char* szCommand, const OptionRow& row, std::ostringstream& 
     out << "        " << Pattern(szCommand, row) << ")\n            ";
     if (TakesFile(row)) {
         out << "_qrx_files \"$current\"\n            return\n";
-    } else if (row.szChoices != nullptr) {
-        out << "COMPREPLY=($(compgen -W '" << Joined(ChoicesOf(row), " ")
-            << "' -- \"$current\"))\n            return\n";
-    } else if (row.szOffers != nullptr) {
+    } else if (row.szOffers != nullptr && TakesList(row)) {
         out << "_qrx_list '" << Joined(OffersOf(row), " ")
             << "' \"$current\"\n            return\n";
+    } else if (row.szChoices != nullptr || row.szOffers != nullptr) {
+        out << "COMPREPLY=($(compgen -W '"
+            << Joined(row.szChoices != nullptr ? ChoicesOf(row) : OffersOf(row), " ")
+            << "' -- \"$current\"))\n            return\n";
     } else {
         out << "return\n";
     }
@@ -117,6 +118,9 @@ std::string BashCompletion() {
            "    case \"$command $previous\" in\n";
     for (const Command* pCommand : ShownCommands()) {
         for (const OptionRow& row : pCommand->vecOptions) ValueCase(pCommand->szName, row, out);
+        if (pCommand->pfnColumns == nullptr) continue;
+        std::string strOffers;
+        ValueCase(pCommand->szName, ColumnsOption(*pCommand, strOffers), out);
     }
     for (const OptionRow& row : vecShared) ValueCase(nullptr, row, out);
     out << "    esac\n"

@@ -32,6 +32,10 @@ std::vector<std::string> NamesOf(const OptionRow& row);
 bool TakesFile(const OptionRow& row);
 std::vector<std::string> ChoicesOf(const OptionRow& row);
 std::vector<std::string> OffersOf(const OptionRow& row);
+// Whether the value is a list parted by commas.
+bool TakesList(const OptionRow& row);
+// --columns of a command that names its own, which strOffers then holds.
+OptionRow ColumnsOption(const Command& command, std::string& strOffers);
 
 }  // namespace qrx::cli
 

@@ -1,5 +1,6 @@
 // The table of commands, taken apart for the pages.
 #include <algorithm>
+#include <cstring>
 
 #include "pages/pages.h"
 #include "text/words.h"
@@ -41,6 +42,21 @@ bool TakesFile(const OptionRow& row) {
 
 std::vector<std::string> ChoicesOf(const OptionRow& row) {
     return row.szChoices != nullptr ? Split(row.szChoices, '|') : std::vector<std::string>();
+}
+
+bool TakesList(const OptionRow& row) {
+    return row.szValue != nullptr && strchr(row.szValue, ',') != nullptr;
+}
+
+OptionRow ColumnsOption(const Command& command, std::string& strOffers) {
+    for (const std::string& strName : command.pfnColumns()) {
+        strOffers += (strOffers.empty() ? "" : "|") + strName;
+    }
+    OptionRow row = *std::ranges::find_if(OutputOptions(), [](const OptionRow& option) {
+        return std::string("--columns") == option.Key();
+    });
+    row.szOffers = strOffers.c_str();
+    return row;
 }
 
 std::vector<std::string> OffersOf(const OptionRow& row) {

@@ -28,14 +28,16 @@ void Option(const OptionRow& row, std::ostringstream& out) {
     if (row.szValue != nullptr) {
         strAction = ":" + Plain(row.szValue) + ":";
         if (TakesFile(row)) strAction += "_files";
-        if (row.szChoices != nullptr) {
+        const bool bList = row.szOffers != nullptr && TakesList(row);
+        if (row.szChoices != nullptr || (row.szOffers != nullptr && !bList)) {
             std::string strChoices;
-            for (const std::string& strChoice : ChoicesOf(row)) {
+            for (const std::string& strChoice :
+                 row.szChoices != nullptr ? ChoicesOf(row) : OffersOf(row)) {
                 strChoices += (strChoices.empty() ? "" : " ") + strChoice;
             }
             strAction += "(" + strChoices + ")";
         }
-        if (row.szOffers != nullptr) {
+        if (bList) {
             strAction += "_values -s , " + Plain(row.szValue);
             for (const std::string& strOffer : OffersOf(row)) strAction += " " + strOffer;
         }
@@ -53,7 +55,7 @@ void Described(const std::string& strWord, const char* szSummary, std::ostringst
 }
 
 // A function that completes the words of a group ("" for the first words) and hands over to those
-// of the commands.
+// of the commands, which complete all options behind their name (-A): --columns differs.
 void Group(const std::string& strGroup, std::ostringstream& out) {
     const std::string strFunction = "_qrx" + (strGroup.empty() ? "" : "_" + strGroup);
     out << strFunction
@@ -61,7 +63,8 @@ void Group(const std::string& strGroup, std::ostringstream& out) {
            "    local context state state_descr line\n"
            "    local -a own\n"
            "    typeset -A opt_args\n"
-           "    _arguments -C $_qrx_shared '1:command:->command' '*::argument:->arguments'\n"
+           "    _arguments -C -A '-*' $_qrx_shared '1:command:->command' "
+           "'*::argument:->arguments'\n"
            "    case $state in\n"
            "    command)\n"
            "        local -a commands\n"
@@ -88,12 +91,17 @@ void Group(const std::string& strGroup, std::ostringstream& out) {
         if (GroupOf(*pCommand) != strGroup) continue;
         std::ostringstream options;
         for (const OptionRow& row : pCommand->vecOptions) Option(row, options);
+        std::string strOffers;
+        // Its own --columns in place of that of all.
+        const bool bColumns = pCommand->pfnColumns != nullptr;
+        if (bColumns) Option(ColumnsOption(*pCommand, strOffers), options);
         std::string strPositionals;
         for (const PositionalRow& row : pCommand->vecPositionals) {
             strPositionals += " '" + std::string(row.bMany ? "*" : "") + ":" + row.szName + ":()'";
         }
         out << "        " << LastWord(*pCommand) << ")\n            own=(\n"
-            << options.str() << "            )\n            _arguments $_qrx_shared $own"
+            << options.str() << "            )\n            _arguments "
+            << (bColumns ? "${_qrx_shared:#--columns*}" : "$_qrx_shared") << " $own"
             << strPositionals << "\n            ;;\n";
     }
     out << "        esac\n"

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 
@@ -73,7 +74,19 @@ TEST_F(Ending, CodesAndSentences) {
          "qrx ticks has no option \"--form\"; the nearest is "
          "\"--from\""},
         {"ticks 600000.SH --colums time", 2, "the nearest is \"--columns\""},
-        {"ticks 600000.SH 600519.SH", 2, "not expected: 600519.SH"},
+        {"calc", 2, "qrx has no command \"calc\"; it is \"formula calc\"; see qrx --help"},
+        {"-x", 2, "qrx has no option \"-x\"; see qrx --help"},
+        {"ticks 600000.SH -x", 2, "qrx ticks has no option \"-x\"; see qrx ticks --help"},
+        {"ticks 600000.SH 600519.SH", 2,
+         "qrx ticks takes one CODE, and \"600519.SH\" is one word too many; write a command for "
+         "each, or qrx export for several.\n"},
+        {"codes SH SZ", 2,
+         "takes one MARKET, and \"SZ\" is one word too many; write a command for each.\n"},
+        {"formula calc A 600000.SH -", 2, "takes one NAME and one CODE, and \"-\" is one word"},
+        {"formula list A", 2, "qrx formula list takes no words; leave \"A\" out.\n"},
+        {"codes --limit 1 --limit 2", 2, "--limit is given 2 times; write it once.\n"},
+        {"codes --columns code --columns name", 2, "write it once, as --columns A,B.\n"},
+        {"ticks 600000.SH --to", 2, "--to lacks its value DATE: last trading day"},
         {"ticks 600000.SH -o x.xlsx", 2, "-o: no rows are written as .xlsx; name the file such as"},
         {"ticks 600000.SH", 3, " (today); give another day with --from"},
         {"ticks", 2, "CODE"},
@@ -116,7 +129,11 @@ TEST_F(Ending, CodesAndSentences) {
         {"codes XX", 4, "only SH SHF SZ"},
         {"codes --server 127.0.0.1:1", 6, "cannot connect to 127.0.0.1:1"},
         {"codes --server nonesuch.invalid", 6, "nonesuch.invalid has no IPv4 address"},
-        {"ticks cu1701.SHF", 8, "no ticks of cu1701.SHF"},
+        {"ticks cu1701.SHF", 8,
+         "qrx: cu1701.SHF is a future, which has no ticks; use qrx futures.\n"},
+        {"futures 600000.SH --book", 8,
+         "qrx: 600000.SH is neither a future nor an option, and has ticks in place of such "
+         "snapshots; use qrx ticks.\n"},
         {"codes -o missing/codes.csv", 9, "missing/codes.csv"},
         {"codes -o /dev/full", 9, "/dev/full"},
         {"codes -o missing/codes.sqlite", 9, "missing/codes.sqlite"},
@@ -130,6 +147,23 @@ TEST_F(Ending, CodesAndSentences) {
         EXPECT_EQ(m_cli.Out(), "") << test.szArguments;
     }
     EXPECT_TRUE(FolderEmpty());
+}
+
+// More than a sentence holds are counted, the better matches before the others.
+TEST(Ambiguous, SaysHowManyAndWhereTheyAre) {
+    ScriptedServer server(
+        Serving([](Peer&, const Message&) { return false; },
+                {{"DCE", {{"c2403", 112, "corn"}, {"x1", 112, "no"}, {"a2403", 112, "bean"}}},
+                 {"SHF", {{"cu2403", 112, "cu"}, {"2403", 16, "whole"}, {"24031", 16, "begins"}}},
+                 {"SZ", {{"7", 16, "of 2403"}}}}));
+    Cli cli(server.Port());
+    EXPECT_EQ(cli.Run("ticks 2403"), 4);
+    EXPECT_EQ(cli.Err(),
+              "qrx: CODE: \"2403\" lacks its market, such as 600000.SH; 6 match: 2403.SHF (whole), "
+              "24031.SHF (begins), c2403.DCE (corn), a2403.DCE (bean), cu2403.SHF (cu), ...; "
+              "qrx codes --search 2403 shows them all.\n");
+    ASSERT_EQ(cli.Run("codes --search 2403 -f csv"), 0);
+    EXPECT_EQ(std::ranges::count(cli.Out(), '\n'), 1 + 6);
 }
 
 TEST_F(CutOnMonday, LeavesNoFileBehind) {

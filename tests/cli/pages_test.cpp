@@ -101,6 +101,9 @@ constexpr Typed kTyped[] = {{"qrx fut\t", "qrx futures "},
                             {"qrx export --codes-from my\t", "--codes-from my\\ codes.txt "},
                             {"qrx export --restart --codes-f\t", "--codes-from"},
                             {"qrx export --kinds ticks,queu\t", "ticks,queues"},
+                            {"qrx bars --cycle mo\t", "--cycle month "},
+                            {"qrx queues --columns time,sid\t", "time,side"},
+                            {"qrx trades --columns=volu\t", "--columns=volume"},
                             {"qrx doctor --da\t", "--date"},
                             {"qrx formula \t\t", "delete"},
                             {"qrx q\t", "qrx queues "}};
@@ -131,6 +134,10 @@ TEST_F(Pages, BashOffers) {
                             {"-f csv --server ticks tr", "trades"},
                             {"ticks -o /usr/includ", "/usr/include"},
                             {"export --kinds trades,ticks", "trades,ticks trades,ticks_book"},
+                            {"bars --cycle 3", "30s 30m"},
+                            {"formula calc A B --cycle 1", "1m 15m"},
+                            {"orders --columns volume,pr", "volume,price"},
+                            {"export --columns pr", ""},
                             {"ticks --from 2", ""}};
     for (const Typed& test : kCases) {
         const std::string strScript = "source " + Path("bash/qrx") + "; COMP_WORDS=(qrx " +
