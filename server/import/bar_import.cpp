@@ -93,13 +93,8 @@ private:
         rows.ReadStamp(m_stamp);
         Security& security = mapSecurities[m_stamp.strMarket + "\n" + m_stamp.strCode];
         if (security.strCode.empty()) {
-            const auto code = m_store.FindCode(m_stamp.strMarket, m_stamp.strCode);
-            if (!code) {
-                rows.Refuse(m_stamp.strCode + "." + m_stamp.strMarket +
-                            " is in no code table (import codes first)");
-            }
             security.strMarket = m_stamp.strMarket;
-            security.strCode = code->strCode;
+            security.strCode = rows.KnownCode(m_store, m_stamp).strCode;
         }
         BarRow row{nLine, m_stamp.nDay, m_stamp.nDate, m_stamp.nTime, {}};
         for (const auto& [field, nColumn] : vecFields) {

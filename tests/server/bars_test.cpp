@@ -205,7 +205,7 @@ TEST_F(BarsTest, PricesAreAdjustedBothWays) {
     // The last one is of a day that is not stored yet.
     Import("adjust",
            "code,date,factor\n600000.SH,20240105,2\n600000.SH,20240108,4.0\n"
-           "600000.SH,20240109,8\nru1901.SHF,20240108,2\n");
+           "600000.SH,20240109,8\nRU1901.SHF,20240108,2\n");  // the letter case of others
     const struct {
         int nMode, nModeDate, nSwitch;
         const char* szBars;
