@@ -220,6 +220,16 @@ TEST_F(BarsTest, PricesAreAdjustedBothWays) {
         }
         EXPECT_EQ(row.szBars, str) << row.nMode << " " << row.nModeDate << " " << row.nSwitch;
     }
+    // Ticks reach one day and its factor further, and that is the last day of every cycle: of
+    // daily bars 40 * 1/8, 20 * 2/8, 10 * 4/8, of a minute 40 * 4/8.
+    Import("bars", std::string(kMinuteHeader) + "600000.SH,20240108,093000,40,40,40,40,1\n");
+    Import("ticks", "code,date,time,price,volume\n600000.SH,20240109,93000000,40,1\n");
+    EXPECT_EQ("20240102 0 5 5 5 5 100\n20240105 0 5 5 5 5 100\n20240108 0 5 5 5 5 100\n",
+              Text(Bars("600000", "SH", kDays, 1, 20240101, 0, 1)));
+    EXPECT_EQ("20240108 93000 20 20 20 20 1\n",
+              Text(Bars("600000", "SH", kMinutes, 1, 20240101, 0, 1)));
+    EXPECT_EQ("20240109 93000 40 40 40 40 1\n",
+              Text(Bars("600000", "SH", kSeconds, 1, 20240101, 0, 1)));
     // A night has the factor of its trading day.
     Import("bars", std::string(kMinuteHeader) +
                        "ru1901.SHF,20240105,145900,10,10,10,10,4\n"
