@@ -67,6 +67,10 @@ void Import(ImportKind kind, Arguments& arguments) {
             std::cout << strFile << ": " << result.nRows << " rows, " << result.nRecords
                       << " records";
             if (result.nDays != 0) std::cout << ", " << result.nDays << " days";
+            if (result.nOutside != 0) {
+                std::cout << "; outside the sessions, so part of the bars beside them: "
+                          << result.nOutside;
+            }
             std::cout << std::endl;
         } catch (const ImportError& e) {
             const std::string strLine = e.nLine > 0 ? ":" + std::to_string(e.nLine) : std::string();

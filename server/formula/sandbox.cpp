@@ -98,6 +98,17 @@ void Sandbox::Spend(lua_State* L, uint64_t nSteps) {
     lua_error(L);
 }
 
+void Sandbox::MakeRoom(lua_State* L, size_t nBytes) {
+    Sandbox& sandbox = Of(L);
+    const auto fits = [&] { return sandbox.m_nBytes + nBytes <= sandbox.m_bounds.nBytes; };
+    if (fits()) return;
+    lua_gc(L, LUA_GCCOLLECT);  // as the interpreter does before it gives up
+    if (fits()) return;
+    if (sandbox.m_met == Bound::None) sandbox.m_met = Bound::Memory;
+    luaL_where(L, 1);
+    lua_error(L);
+}
+
 std::string Sandbox::BoundText() const {
     switch (m_met) {
         case Bound::Steps:

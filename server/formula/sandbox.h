@@ -37,6 +37,10 @@ public:
     // For functions that work without the interpreter's steps. Raises an error when a bound is met.
     static void Spend(lua_State* L, uint64_t nSteps);
 
+    // Before a large allocation in the interpreter, whose own error of memory knows no line: raises
+    // one that does when the allocation cannot fit.
+    static void MakeRoom(lua_State* L, size_t nBytes);
+
 private:
     enum class Bound { None, Steps, Time, Memory };
 

@@ -108,15 +108,19 @@ private:
         if (SkipLongText()) return TokenKind::Text;
         for (const std::string_view symbol : kSymbols) {
             if (m_text.substr(m_nAt, symbol.size()) != symbol) continue;
-            if (symbol == "..") FailAt(m_nLine, "formulas do not join texts with ..");
+            if (symbol == "..") FailAt(m_nLine, "formulas do not join texts with \"..\"");
             m_nAt += symbol.size();
             return TokenKind::Symbol;
         }
+        if (c > ' ' && c < 0x7F) FailAt(m_nLine, std::string("unexpected ") + c);
+        // What a byte beyond ASCII is a part of depends on the text's encoding.
+        const bool bAscii = static_cast<unsigned char>(c) < 0x80;
         char szByte[8];
         snprintf(szByte, sizeof szByte, "0x%02X",
                  static_cast<unsigned>(static_cast<unsigned char>(c)));
-        FailAt(m_nLine,
-               std::string("unexpected ") + (c > ' ' && c < 0x7F ? std::string(1, c) : szByte));
+        FailAt(m_nLine, bAscii ? std::string("unexpected ") + szByte
+                               : std::string("a character that is no ASCII (byte ") + szByte +
+                                     "), outside texts and comments");
     }
 
     TokenKind Name() {

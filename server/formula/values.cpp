@@ -24,8 +24,9 @@ constexpr InputColumn kInputs[] = {
 
 Column* NewColumn(lua_State* L, size_t nRows, size_t nStart, uint64_t nCost) {
     Sandbox::Spend(L, nCost * (nRows / kRowsAStep + 1));
-    auto* p =
-        static_cast<Column*>(lua_newuserdatauv(L, sizeof(Column) + nRows * sizeof(double), 0));
+    const size_t nBytes = sizeof(Column) + nRows * sizeof(double);
+    Sandbox::MakeRoom(L, nBytes);
+    auto* p = static_cast<Column*>(lua_newuserdatauv(L, nBytes, 0));
     p->nRows = nRows;
     p->nStart = nStart;
     lua_rawgetp(L, LUA_REGISTRYINDEX, &kMetatable);

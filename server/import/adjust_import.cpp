@@ -21,6 +21,7 @@ public:
         rows.GetColumns().Require("factor");
         const int nColumn = rows.GetColumns().Find("factor");
         std::map<std::pair<std::string, std::string>, std::map<int, double>> mapFactors;
+        std::map<std::pair<std::string, std::string>, std::string> mapCodes;
         RowStamp stamp;
         while (rows.Next()) {
             rows.ReadStamp(stamp);
@@ -28,8 +29,13 @@ public:
             if (!nFactor || *nFactor <= 0) {
                 rows.Refuse("bad factor \"" + rows.Text(nColumn) + "\"");
             }
-            mapFactors[{stamp.strMarket, stamp.strCode}][stamp.nDate] =
-                static_cast<double>(*nFactor) * 1e-12;
+            // Under the code of the table, whose letters the file need not have: bars look there.
+            auto& strCode = mapCodes[{stamp.strMarket, stamp.strCode}];
+            if (strCode.empty()) strCode = rows.KnownCode(m_store, stamp).strCode;
+            auto& factors = mapFactors[{stamp.strMarket, strCode}];
+            if (!factors.emplace(stamp.nDate, static_cast<double>(*nFactor) * 1e-12).second) {
+                rows.Refuse("the file has a factor of this date twice");
+            }
             ++result.nRows;
         }
         Store::Batch batch(m_store);

@@ -3,14 +3,16 @@
 // --append (minutes), a year of daily bars always.
 //
 // Bars of minutes are named by their begin. A bar in the quarter of an hour before a session is the
-// auction's: it is joined to the session's first bar, or refuses the file. A file that has any
-// other bar twice is refused: nobody knows which of them to believe.
+// auction's: it is joined to the session's first bar, or refuses the file. Other bars outside the
+// sessions do so, too, or are kept and counted. A file that has any other bar twice is refused:
+// nobody knows which of them to believe.
 #include "import/importers.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
-#include <optional>
 #include <set>
+#include <utility>
 
 #include "import/date_rows.h"
 #include "import/progress.h"
@@ -43,18 +45,26 @@ struct Security {
     std::vector<BarRow> vecRows;
 };
 
-// The begin of the session that follows within a quarter of an hour, or nothing.
-std::optional<int> SessionAfter(const GridRow* pRow, int nTime) {
-    if (pRow == nullptr) return std::nullopt;
-    std::vector<Segment> vecSegments(pRow->pDay->segments.begin(),
-                                     pRow->pDay->segments.begin() + 1);
-    if (pRow->pNight != nullptr) vecSegments.push_back(pRow->pNight->segments[0]);
+enum class Place { Session, Auction, Outside };
+
+// Where a time lies among the sessions of a security; of an auction also the begin of its session.
+// Without a table of them every time is a session's. A date does not count: whether its night was
+// held yet is not known before the trading day is.
+std::pair<Place, int> PlaceOf(const GridRow* pRow, int nTime) {
+    if (pRow == nullptr) return {Place::Session, 0};
+    std::pair<Place, int> place{Place::Outside, 0};
     const int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(nTime);
-    for (const Segment& segment : vecSegments) {
-        const int nBegin = BusinessConvertor::HHMMSSmmm2MiniSeconds(segment.nStart);
-        if (nMs < nBegin && nMs >= nBegin - kAuctionMs) return segment.nStart;
+    for (int i = 0; i < (pRow->pNight == nullptr ? 1 : 2); ++i) {
+        const auto segments = i == 0 ? pRow->pDay->segments : pRow->pNight->segments;
+        for (const Segment& segment : segments) {
+            if (nTime >= segment.nStart && nTime < segment.nEnd) return {Place::Session, 0};
+        }
+        const int nBegin = BusinessConvertor::HHMMSSmmm2MiniSeconds(segments[0].nStart);
+        if (nMs < nBegin && nMs >= nBegin - kAuctionMs) {
+            place = {Place::Auction, segments[0].nStart};
+        }
     }
-    return std::nullopt;
+    return place;
 }
 
 class BarImporter final : public Importer {
@@ -83,6 +93,7 @@ public:
         Store::Batch batch(m_store);
         for (auto& [strKey, security] : mapSecurities) Write(security, result);
         batch.Commit();
+        result.nOutside = std::exchange(m_nOutside, 0);
         return result;
     }
 
@@ -93,13 +104,8 @@ private:
         rows.ReadStamp(m_stamp);
         Security& security = mapSecurities[m_stamp.strMarket + "\n" + m_stamp.strCode];
         if (security.strCode.empty()) {
-            const auto code = m_store.FindCode(m_stamp.strMarket, m_stamp.strCode);
-            if (!code) {
-                rows.Refuse(m_stamp.strCode + "." + m_stamp.strMarket +
-                            " is in no code table (import codes first)");
-            }
             security.strMarket = m_stamp.strMarket;
-            security.strCode = code->strCode;
+            security.strCode = rows.KnownCode(m_store, m_stamp).strCode;
         }
         BarRow row{nLine, m_stamp.nDay, m_stamp.nDate, m_stamp.nTime, {}};
         for (const auto& [field, nColumn] : vecFields) {
@@ -119,7 +125,7 @@ private:
 
     // Names a bar by its begin, and an auction by the begin of its session. A night that is dated
     // by its trading day has the same date on both sides of midnight.
-    void Name(const RowReader& rows, BarRow& row, const GridRow* pGrid) const {
+    void Name(const RowReader& rows, BarRow& row, const GridRow* pGrid) {
         if (m_options.bLabelAtEnd) {
             int nMs = BusinessConvertor::HHMMSSmmm2MiniSeconds(row.nTime) -
                       m_options.nBarMinutes * kMinuteMs;
@@ -135,11 +141,24 @@ private:
             rows.Refuse("a bar of " + std::to_string(m_options.nBarMinutes) +
                         " minutes must begin at a multiple of them (see --cycle and --label)");
         }
-        if (const auto nSession = SessionAfter(pGrid, row.nTime)) {
+        const auto [place, nSession] = PlaceOf(pGrid, row.nTime);
+        if (place == Place::Auction) {
             if (m_options.bRefuseAuction) rows.Refuse("a bar before its session");
-            row.nTime = *nSession;
+            row.nTime = nSession;
             row.bAuction = true;
         }
+        if (place == Place::Outside) {
+            if (m_options.bRefuseAuction) RefuseOutside(rows, row.nTime);
+            ++m_nOutside;
+        }
+    }
+
+    [[noreturn]] void RefuseOutside(const RowReader& rows, int nTime) const {
+        char szTime[16];
+        snprintf(szTime, sizeof szTime, "%02d:%02d", nTime / 10000000, nTime / 100000 % 100);
+        rows.Refuse("a bar from " + std::string(szTime) + " on is outside the sessions of " +
+                    m_stamp.strCode + "." + m_stamp.strMarket +
+                    (m_options.bLabelAtEnd ? "" : "; is the time its end? (--label end)"));
     }
 
     void Write(Security& security, ImportResult& result) {
@@ -158,6 +177,7 @@ private:
                     throw ImportError(vecRows[i].nLine, "the file has this bar twice");
                 }
             }
+            result.nDays += Daily() ? static_cast<int64_t>(mapBars.size()) : 1;
             const std::string strDay =
                 key.strMarket + "\n" + key.strCode + "\n" + std::to_string(key.nDay);
             if (Daily() || m_options.bAppend || !m_setWritten.insert(strDay).second) {
@@ -171,7 +191,6 @@ private:
             for (const auto& [stamp, bar] : mapBars) vecBars.push_back(bar);
             PutRecords(m_store, kind, key, vecBars);
             result.nRecords += static_cast<int64_t>(vecBars.size());
-            ++result.nDays;
         }
     }
 
@@ -196,6 +215,7 @@ private:
     Store& m_store;
     ImportOptions m_options;
     RowStamp m_stamp;
+    int64_t m_nOutside = 0;  // bars of the file that is read
     std::set<std::string> m_setWritten;
 };
 

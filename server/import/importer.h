@@ -37,7 +37,8 @@ enum class ImportKind { Codes, Ticks, Trades, Orders, Queues, Snapshots, Bars, A
 struct ImportResult {
     int64_t nRows = 0;
     int64_t nRecords = 0;
-    int64_t nDays = 0;  // security days written
+    int64_t nDays = 0;     // security days written
+    int64_t nOutside = 0;  // bars outside the sessions of their security, which were kept
 };
 
 // Files given to one importer belong together: a day that several of them hold is put together from

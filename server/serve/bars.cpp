@@ -157,7 +157,9 @@ void BarSource::FindReference() {
     if (m_request.nPriceMode != 1 || m_vecFactors.empty()) return;
     int nDay = m_request.nPriceDay;
     if (nDay <= 0) {
-        for (const DayKind kind : {DayKind::MinuteBar, DayKind::FiveMinuteBar, m_kind}) {
+        // Whatever the cycle: all bars of a security have the same reference.
+        for (const DayKind kind :
+             {DayKind::MinuteBar, DayKind::FiveMinuteBar, DayKind::Tick, DayKind::Snapshot}) {
             const auto vecDays = m_store.Days(kind, strMarket, strCode, 0, kNoLastDay);
             if (!vecDays.empty()) nDay = std::max(nDay, vecDays.back());
         }

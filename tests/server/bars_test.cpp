@@ -27,7 +27,8 @@ protected:
         Must({"import", "codes",
               m_folder.Write("codes.csv",
                              "code,type\n600000.SH,stock\n000001.SH,index\nru1901.SHF,future\n"
-                             "rb2401.SHF,future\nFREE.XX,stock\n10004405.SH,option\n")});
+                             "rb2401.SHF,future\nFREE.XX,stock\n10004405.SH,option\n"
+                             "IF2401.CF,future\n")});
     }
     void Must(std::vector<std::string> vecArguments) {
         vecArguments.insert(vecArguments.end(), {"--db", m_strDb});
@@ -155,8 +156,12 @@ TEST_F(BarsTest, SecondsComeFromTicks) {
 
 TEST_F(BarsTest, LongCyclesAreDatedByTheirLastDay) {
     const std::string strHeader = "code,date,open,high,low,close,volume\n";
-    Import("bars", strHeader + "600000.SH,2023-12-28,1,2,1,2,1\n600000.SH,2023-12-29,2,3,2,3,2\n",
-           {"--cycle", "day"});
+    const auto result = RunServerCommand(
+        {"import", "bars", "--db", m_strDb, "--cycle", "day",
+         m_folder.Write("in.csv", strHeader + "600000.SH,2023-12-28,1,2,1,2,1\n"
+                                              "600000.SH,2023-12-29,2,3,2,3,2\n")});
+    EXPECT_NE(std::string::npos, result.strOutput.find(": 2 rows, 2 records, 2 days\n"))
+        << result.strOutput;
     Import("bars",
            strHeader +
                "600000.SH,2024-07-01,9,9,9,9,64\n600000.SH,2024-04-01,8,8,8,8,32\n"
@@ -205,7 +210,7 @@ TEST_F(BarsTest, PricesAreAdjustedBothWays) {
     // The last one is of a day that is not stored yet.
     Import("adjust",
            "code,date,factor\n600000.SH,20240105,2\n600000.SH,20240108,4.0\n"
-           "600000.SH,20240109,8\nru1901.SHF,20240108,2\n");
+           "600000.SH,20240109,8\nRU1901.SHF,20240108,2\n");  // the letter case of others
     const struct {
         int nMode, nModeDate, nSwitch;
         const char* szBars;
@@ -220,6 +225,16 @@ TEST_F(BarsTest, PricesAreAdjustedBothWays) {
         }
         EXPECT_EQ(row.szBars, str) << row.nMode << " " << row.nModeDate << " " << row.nSwitch;
     }
+    // Ticks reach one day and its factor further, and that is the last day of every cycle: of
+    // daily bars 40 * 1/8, 20 * 2/8, 10 * 4/8, of a minute 40 * 4/8.
+    Import("bars", std::string(kMinuteHeader) + "600000.SH,20240108,093000,40,40,40,40,1\n");
+    Import("ticks", "code,date,time,price,volume\n600000.SH,20240109,93000000,40,1\n");
+    EXPECT_EQ("20240102 0 5 5 5 5 100\n20240105 0 5 5 5 5 100\n20240108 0 5 5 5 5 100\n",
+              Text(Bars("600000", "SH", kDays, 1, 20240101, 0, 1)));
+    EXPECT_EQ("20240108 93000 20 20 20 20 1\n",
+              Text(Bars("600000", "SH", kMinutes, 1, 20240101, 0, 1)));
+    EXPECT_EQ("20240109 93000 40 40 40 40 1\n",
+              Text(Bars("600000", "SH", kSeconds, 1, 20240101, 0, 1)));
     // A night has the factor of its trading day.
     Import("bars", std::string(kMinuteHeader) +
                        "ru1901.SHF,20240105,145900,10,10,10,10,4\n"
@@ -275,6 +290,41 @@ TEST_F(BarsTest, LabelsAuctionsAndSumsAreOptionsOfTheImport) {
                           "--label", "end", "--auction", "refuse"});
     EXPECT_EQ(1, result.nExit);
     EXPECT_NE(std::string::npos, result.strOutput.find(":5: a bar before its session"));
+    // The sessions of rb are 21:00-01:00, 09:00-10:15, 10:30-11:30 and 13:30-15:00; of CF there is
+    // 09:15-11:30 and 13:00-15:15.
+    const struct {
+        const char *szRow, *szLabel, *szRefusal;
+    } kTimes[] = {
+        {"rb2401.SHF,20231010,10:14:00", "begin", ""},
+        {"rb2401.SHF,20231010,10:15:00", "begin",
+         "10:15 on is outside the sessions of rb2401.SHF;"},
+        {"rb2401.SHF,20231010,10:15:00", "end", ""},
+        {"rb2401.SHF,20231010,10:20:00", "end", "10:19 on is outside the sessions of rb2401.SHF;"},
+        {"rb2401.SHF,20231010,12:00:00", "begin", "12:00 on is outside"},
+        {"rb2401.SHF,20231010,13:29:00", "begin", "13:29 on is outside"},
+        {"rb2401.SHF,20231010,15:00:00", "begin", "its end? (--label end)"},
+        {"rb2401.SHF,20231010,18:00:00", "begin", "18:00 on is outside"},
+        {"rb2401.SHF,20231010,20:59:00", "begin", "a bar before its session"},
+        {"rb2401.SHF,20231010,00:59:00", "begin", ""},
+        {"rb2401.SHF,20231010,02:30:00", "begin", "02:30 on is outside"},
+        {"IF2401.CF,20231010,09:29:00", "begin", ""},
+        {"IF2401.CF,20231010,15:15:00", "begin", "15:15 on is outside"},
+        {"FREE.XX,20231010,02:30:00", "begin", ""},
+    };
+    for (const auto& row : kTimes) {
+        const std::string strFile =
+            m_folder.Write("in.csv", std::string(kMinuteHeader) + row.szRow + ",1,1,1,1,1\n");
+        const auto refused = RunServerCommand({"import", "bars", "--db", m_strDb, strFile,
+                                               "--label", row.szLabel, "--auction", "refuse"});
+        EXPECT_EQ(*row.szRefusal != '\0', refused.nExit != 0) << refused.strOutput;
+        EXPECT_NE(std::string::npos, refused.strOutput.find(row.szRefusal)) << refused.strOutput;
+        const auto kept =
+            RunServerCommand({"import", "bars", "--db", m_strDb, strFile, "--label", row.szLabel});
+        EXPECT_EQ(0, kept.nExit);
+        EXPECT_EQ(*row.szRefusal != '\0' && *row.szRefusal != 'a',
+                  kept.strOutput.find("part of the bars beside them: 1\n") != std::string::npos)
+            << row.szRow << ": " << kept.strOutput;
+    }
     // A night that is dated by its trading day keeps together over midnight.
     Import("bars",
            std::string(kMinuteHeader) +

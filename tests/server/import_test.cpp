@@ -130,6 +130,12 @@ TEST_F(ImportTest, HeadersAndOptionsThatDoNotFitAreRefused) {
         {"codes", "code,type\n1.SHANG,stock\n", {}, ":2: market SHANG has more than 4"},
         {"codes", "code,type\n12345678901234567.SH,stock\n", {}, ":2: code"},
         {"codes", "code,type\n浦.SH,stock\n", {}, ":2: code \"浦.SH\" has other characters"},
+        {"adjust", "date,code,factor\n20240102,600009.SH,2\n", {}, ":2: 600009.SH is in no code"},
+        {"adjust",
+         "date,code,factor\n20240102,RU1901.SHF,2\n2024-01-03,ru1901.SHF,3\n"
+         "2024-01-02,ru1901.SHF,3\n",
+         {},
+         ":4: the file has a factor of this date twice"},
         {"codes", "code,type\n1.SH,\033[2J\n", {}, ":2: unknown type \"?[2J\""},
     };
     for (const auto& row : kCases) {
