@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <random>
 
-#include "grids/grid_check.h"
 #include "futures/plain_grid.h"
+#include "grids/grid_check.h"
 #include "support/result_memory.h"
 
 namespace qrx::test {
