@@ -355,6 +355,9 @@ class Session:
                 raise BadArgument("adjust_date: goes with forward adjustment",
                                   advice='write adjust="forward", adjust_date="2024-01-05"')
             request["nModeDate"] = parse_moment(adjust_date, "adjust_date")[0]
+        if adjust_volume and adjust == "none":
+            raise BadArgument("adjust_volume: goes with adjusted prices",
+                              advice='write adjust="backward", adjust_volume=True')
         request["nModeSwitch"] = 1 if adjust_volume else 0
         request["nCycType"], request["nCycDef"] = cycle.type, cycle.count
         return request

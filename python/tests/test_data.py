@@ -246,6 +246,7 @@ def test_days_one_by_one(session, capsys, monkeypatch):
     (lambda s: s.bars("600000.SH", "1d", DAY, complete=True), qrx.BadArgument, "seconds and minutes"),
     (lambda s: s.bars("600000.SH", "1d", DAY, adjust="up"), qrx.BadArgument, '"forward"'),
     (lambda s: s.bars("600000.SH", "1d", DAY, adjust_date=DAY), qrx.BadArgument, "forward"),
+    (lambda s: s.bars("600000.SH", "1d", DAY, adjust_volume=True), qrx.BadArgument, "adjusted prices"),
     (lambda s: s.codes("XX"), qrx.UnknownCode, "no market \"XX\"; there are SH, SZ"),
     (lambda s: s.formulas.add("A", "x" * 1048576), qrx.BadArgument, "1048576 bytes"),
     (lambda s: s.formulas.add("A" * 24, "x"), qrx.BadArgument, "name: has 24 bytes"),
