@@ -13,6 +13,11 @@
 namespace qrx::cli {
 namespace {
 
+const char* KindOf(const QRXDefine_Code& code) {
+    constexpr int kLowByte = 0xFF;  // it decides
+    return KindOfType(code.nType & kLowByte);
+}
+
 template <size_t nWidth>
 void Fill(char (&field)[nWidth], const std::string& strText) {
     memcpy(field, strText.data(), std::min(nWidth, strText.size()));
@@ -184,19 +189,17 @@ void Connection::Check(ResultCode code, const std::string& strWhat) {
     }
 }
 
-void RefuseType(const QRXDefine_Code& code) {
-    const std::string strCode(FieldView(code.szVelaCode));
-    throw Failure(EXIT_WRONG_TYPE,
-                  IsContract(code)
-                      ? strCode + " is a future, which has no ticks; use qrx futures"
-                      : strCode +
-                            " is neither a future nor an option, and has ticks in place of "
-                            "such snapshots; use qrx ticks");
+void RefuseType(const QRXDefine_Code& code, const std::string& strPlural) {
+    const std::string strKind = KindOf(code);
+    const bool bVowel = strKind[0] == 'i' || strKind[0] == 'o';
+    throw Failure(EXIT_WRONG_TYPE, std::string(FieldView(code.szVelaCode)) +
+                                       (bVowel ? " is an " : " is a ") + strKind +
+                                       ", which has no " + strPlural + "; use qrx " +
+                                       (IsContract(code) ? "futures" : "ticks"));
 }
 
 bool IsContract(const QRXDefine_Code& code) {
-    constexpr int kLowByte = 0xFF;  // it decides
-    const std::string strKind = KindOfType(code.nType & kLowByte);
+    const std::string strKind = KindOf(code);
     return strKind == "future" || strKind == "option";
 }
 

@@ -40,9 +40,8 @@ private:
 // Whether it is a future or an option.
 bool IsContract(const QRXDefine_Code& code);
 
-// Throws Failure(EXIT_WRONG_TYPE) that names the command to use: a future has no ticks, and
-// what is no contract has ticks only.
-[[noreturn]] void RefuseType(const QRXDefine_Code& code);
+// Throws Failure(EXIT_WRONG_TYPE) that says what it is, and which command to use.
+[[noreturn]] void RefuseType(const QRXDefine_Code& code, const std::string& strPlural);
 
 // index, future, option or security.
 const char* KindOfType(int nType);

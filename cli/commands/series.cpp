@@ -26,7 +26,7 @@ std::optional<Slice> Series::Next() {
 
 void Series::Take(const Fetched& fetched) {
     interrupt::Check();
-    if (fetched.code == ResultCode::WrongType) RefuseType(m_code);
+    if (fetched.code == ResultCode::WrongType) RefuseType(m_code, m_kind.szPlural);
     if (fetched.code != ResultCode::NoData) m_context.Connect().Check(fetched.code, What());
     {
         const auto pause = m_progress->Pause();

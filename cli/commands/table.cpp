@@ -198,8 +198,7 @@ const std::vector<Command>& Commands() {
          "exchange is written and asked for again the next time. Kinds that a security does not "
          "have are passed over. Adjusted and completed bars stand in folders of their own, such "
          "as bars_5m_complete. What --server, --format, --columns, --raw, --tz and --price-unit "
-         "say "
-         "must stay the same; --restart removes what was exported and begins anew.",
+         "say must stay the same; --restart removes what was exported and begins anew.",
          "qrx export SH SZ --kinds ticks,bars_1m --from 20240102 --to 20240131 "
          "-o market\n"
          "qrx export --codes-from codes.txt --kinds bars_d --from 20200101 --to today -f sqlite "

@@ -205,7 +205,8 @@ class Session:
         """With complete a single day."""
         request = self._request(kind.request, row, days)
         function, record = kind.book if book and kind.book else kind.plain
-        code, its_kind = text_of(row["szVelaCode"], "ascii"), str(kinds_of_types(row["nType"]))
+        code = text_of(row["szVelaCode"], "ascii")
+        its_kind = str(kinds_of_types(row["nType"] & 0xFF))  # as the library: the low byte decides
         what = f"{kind.what} of {code} {days}"
         contract = its_kind in ("future", "option")
         try:

@@ -132,8 +132,7 @@ TEST_F(Ending, CodesAndSentences) {
         {"ticks cu1701.SHF", 8,
          "qrx: cu1701.SHF is a future, which has no ticks; use qrx futures.\n"},
         {"futures 600000.SH --book", 8,
-         "qrx: 600000.SH is neither a future nor an option, and has ticks in place of such "
-         "snapshots; use qrx ticks.\n"},
+         "qrx: 600000.SH is a security, which has no snapshots; use qrx ticks.\n"},
         {"codes -o missing/codes.csv", 9, "missing/codes.csv"},
         {"codes -o /dev/full", 9, "/dev/full"},
         {"codes -o missing/codes.sqlite", 9, "missing/codes.sqlite"},

@@ -1,4 +1,5 @@
-// What qrx-server is told: limits of connections and of the time between requests, address, days.
+// What qrx-server is told: limits of connections and of the time between requests, address, days,
+// users and stores.
 #include <iterator>
 #include <sstream>
 
@@ -75,6 +76,42 @@ TEST_F(ServeLimits, ASecondServerCannotTakeThePortAndSaysSo) {
         RunServerCommand({"serve", "--db", m_strDb, "--port", std::to_string(server.Port())});
     EXPECT_EQ(1, result.nExit);
     EXPECT_NE(std::string::npos, result.strOutput.find("in use")) << result.strOutput;
+}
+
+TEST_F(ServeLimits, UsersAndStoresAreGuarded) {
+    const std::string strLong = m_folder.Write("long", std::string(32, 'p') + "\n");
+    const std::string strFits = m_folder.Write("fits", std::string(31, 'p') + "\n");
+    const std::string strEmpty = m_folder.Write("empty", "\n");
+    const auto add = [&](const std::string& strName, const std::string& strMarkets,
+                         const std::string& strPassword) {
+        return RunServerCommand({"user", "add", strName, "--markets", strMarkets, "--password-file",
+                                 strPassword, "--db", m_strDb});
+    };
+    EXPECT_EQ(1, add("seventeen-letters", "SH", strFits).nExit);
+    EXPECT_EQ(0, add("sixteen--letters", "SH,CF,sh", strFits).nExit);
+    EXPECT_EQ(1, add("bob", "SH", strLong).nExit);
+    EXPECT_EQ(1, add("bob", "SH", strEmpty).nExit);
+    EXPECT_EQ(1, add("bob", "SHANG", strFits).nExit);
+    EXPECT_EQ(1, add("alice", "SH", strFits).nExit);
+    const auto terminal = RunServerCommand({"user", "add", "bob", "--db", m_strDb});
+    EXPECT_EQ(1, +terminal.nExit);
+    EXPECT_NE(std::string::npos, terminal.strOutput.find("no terminal")) << terminal.strOutput;
+    EXPECT_EQ("alice\tSH\nsixteen--letters\tSH,CF\n",
+              RunServerCommand({"user", "list", "--db", m_strDb}).strOutput);
+    {
+        // Names and passwords that fill their fields have no NUL on the wire.
+        const ServerProcess server(m_folder, m_strDb);
+        ServerClient client(server);
+        EXPECT_EQ(1, client.LogIn("sixteen--letters", std::string(31, 'p'))
+                         .As<ZPMDefine_LoginAnswer>()
+                         .nResult);
+    }
+    EXPECT_EQ(0, RunServerCommand({"user", "remove", "alice", "--db", m_strDb}).nExit);
+    EXPECT_EQ(1, RunServerCommand({"user", "remove", "alice", "--db", m_strDb}).nExit);
+
+    EXPECT_EQ(1, RunServerCommand({"init", "--db", m_strDb}).nExit);  // exists
+    EXPECT_EQ(1, RunServerCommand({"serve", "--db", m_folder.Path("no.db")}).nExit);
+    EXPECT_EQ(1, RunServerCommand({"serve", "--db", strFits}).nExit);  // no store
 }
 
 }  // namespace
