@@ -9,7 +9,7 @@
 namespace qrx::fuzz {
 namespace {
 
-constexpr size_t kMaxStreams = 6;
+constexpr size_t kMaxStreams = 9;
 constexpr int kMaxRecords = 40;
 
 template <class Record>

@@ -1,4 +1,4 @@
-// Many record streams decoded in lockstep: up to four cursors, one a stream, advance field by
+// Many record streams decoded in lockstep: up to six cursors, one a stream, advance field by
 // field together in one thread, because a single stream is a serial chain from each tag to the
 // next and leaves the machine idle. A finished cursor takes the next stream.
 //
@@ -45,7 +45,13 @@ struct ServerTarget {
 template <class Target>
 class LockstepDecoder {
 public:
+    // As many as sixteen registers hold: a cursor and a destination a lane, the table, two values
+    // at work, the stack. Clang spills from five on.
+#ifdef __clang__
     static constexpr int kLanes = 4;
+#else
+    static constexpr int kLanes = 6;
+#endif
     // Records that each cursor decodes between two looks at the caller's flag; small enough that
     // what they wrote is still in the cache when it is looked at.
     static constexpr int64_t kBatch = 64;
@@ -69,11 +75,13 @@ public:
             if (!go()) return false;
             while (m_nActive < kLanes && Divide()) {
             }
-            int nLanes = m_nActive >= 4 ? 4 : m_nActive >= 2 ? 2 : 1;
+            const int nLanes = LanesFor(m_nActive);
             int64_t nBatch = kBatch;
             for (int k = 0; k < nLanes; ++k) nBatch = std::min(nBatch, SafeRecords(m_lanes[k]));
             if (nBatch > 0) {
-                if (nLanes == 4) {
+                if (nLanes == kLanes) {
+                    DecodeBatch(std::make_index_sequence<kLanes>(), nBatch);
+                } else if (nLanes == 4) {
                     DecodeBatch(std::make_index_sequence<4>(), nBatch);
                 } else if (nLanes == 2) {
                     DecodeBatch(std::make_index_sequence<2>(), nBatch);
@@ -95,13 +103,23 @@ public:
     }
 
     // The cursors that an ended decode left, in no order.
-    const StreamCursor* Active() const { return m_lanes; }
-    int ActiveCount() const { return m_nActive; }
+    const StreamCursor* Active() const {
+        return m_lanes;
+    }
+    int ActiveCount() const {
+        return m_nActive;
+    }
 
 private:
     static constexpr size_t kValues = Target::kFields.size();
     static constexpr auto kMaxRecord = static_cast<int64_t>(kValues * kMaxIntegerBytes);
     static constexpr auto kSize = static_cast<int64_t>(Target::kRecordSize);
+
+    // A loop is made for each of these; cursors beyond wait.
+    static constexpr int LanesFor(int nActive) {
+        if (nActive >= kLanes) return kLanes;
+        return nActive >= 4 ? 4 : nActive >= 2 ? 2 : 1;
+    }
 
     // How many records can be decoded before the first guard is due.
     static int64_t SafeRecords(const StreamCursor& cursor) {

@@ -104,7 +104,7 @@ Body SomeRecord(Random& random) {
 template <class Head, class Body>
 Answer SomeAnswer(Random& random) {
     Answer answer;
-    const int nPackets = Below(random, 7);
+    const int nPackets = Below(random, 10);
     for (int i = 0; i < nPackets; ++i) {
         Head head{};
         memcpy(head.chCode, i % 3 == 0 ? "ru2405ab" : "600000", i % 3 == 0 ? 8 : 6);
