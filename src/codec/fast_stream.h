@@ -79,15 +79,7 @@ public:
             int64_t nBatch = kBatch;
             for (int k = 0; k < nLanes; ++k) nBatch = std::min(nBatch, SafeRecords(m_lanes[k]));
             if (nBatch > 0) {
-                if (nLanes == kLanes) {
-                    DecodeBatch(std::make_index_sequence<kLanes>(), nBatch);
-                } else if (nLanes == 4) {
-                    DecodeBatch(std::make_index_sequence<4>(), nBatch);
-                } else if (nLanes == 2) {
-                    DecodeBatch(std::make_index_sequence<2>(), nBatch);
-                } else {
-                    DecodeBatch(std::make_index_sequence<1>(), nBatch);
-                }
+                DecodeBatch(nLanes, nBatch);
                 for (int k = 0; k < nLanes; ++k) {
                     m_lanes[k].nLeft -= nBatch;
                     written(m_lanes[k].pDst - nBatch * static_cast<int64_t>(Target::kRecordSize),
@@ -115,10 +107,14 @@ private:
     static constexpr auto kMaxRecord = static_cast<int64_t>(kValues * kMaxIntegerBytes);
     static constexpr auto kSize = static_cast<int64_t>(Target::kRecordSize);
 
-    // A loop is made for each of these; cursors beyond wait.
+    // Loops are made for kLanes, 4, 2 and 1; a cursor too many for one of them waits.
+    static constexpr int Fewer(int nLanes) {
+        return nLanes > 4 ? 4 : nLanes / 2;
+    }
     static constexpr int LanesFor(int nActive) {
-        if (nActive >= kLanes) return kLanes;
-        return nActive >= 4 ? 4 : nActive >= 2 ? 2 : 1;
+        int nLanes = kLanes;
+        while (nLanes > nActive) nLanes = Fewer(nLanes);
+        return nLanes;
     }
 
     // How many records can be decoded before the first guard is due.
@@ -155,6 +151,14 @@ private:
         return true;
     }
 
+    template <int nMost = kLanes>
+    void DecodeBatch(int nLanes, int64_t nBatch) {
+        if (nLanes == nMost) {
+            DecodeBatch(std::make_index_sequence<nMost>(), nBatch);
+        } else if constexpr (nMost > 1) {
+            DecodeBatch<Fewer(nMost)>(nLanes, nBatch);
+        }
+    }
     template <size_t... Lane>
     void DecodeBatch(std::index_sequence<Lane...>, int64_t nBatch) {
         const char* p[] = {m_lanes[Lane].p...};
