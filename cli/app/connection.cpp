@@ -110,9 +110,9 @@ QRXDefine_Code Connection::FindCode(const std::string& strCode) {
     throw Failure(EXIT_UNKNOWN_CODE, strSentence + Candidates(strCode));
 }
 
-// Without a market: what a search finds, if that is more than can be shown. Else of the loaded
-// tables: the same code elsewhere, those whose name it is or begins, codes that begin
-// alike, then the nearest; each time those of the market that was written before the others.
+// What a search for the code without its market finds in the loaded tables, then the nearest; each
+// time those of the market that was written before the others. Without a market more than can be
+// shown are counted.
 std::string Connection::Candidates(const std::string& strCode) {
     constexpr size_t kMost = 5;
     const Decoder decoder(m_settings.strEncoding);
@@ -121,50 +121,42 @@ std::string Connection::Candidates(const std::string& strCode) {
     const std::string strPlain = strWanted.substr(0, nDot);
     const std::string strMarket = nDot != std::string::npos ? strWanted.substr(nDot) : "";
     struct Ranked {
-        int nRank;
+        Rank rank;
+        int nDistance;  // of those that no search finds
         bool bElsewhere;
+        size_t nPlace;  // in the tables
         std::string strShown;
         auto operator<=>(const Ranked&) const = default;
     };
     std::vector<Ranked> vecRanked;
-    std::vector<std::pair<Rank, std::string>> vecFound;
+    size_t nFound = 0;
     const auto codes = m_session.Codes();
     for (const QRXDefine_Code& code : codes.value) {
-        const std::string strPublic(FieldView(code.szVelaCode));
+        const std::string strPublic = decoder.ToUtf8(FieldView(code.szVelaCode));
         const std::string strFolded = FoldCase(strPublic);
-        const std::string strBare = strFolded.substr(0, strFolded.rfind('.'));
         const std::string strName = decoder.ToUtf8(FieldView(code.szName));
-        const std::string strShown =
-            decoder.ToUtf8(strPublic) + (strName.empty() ? "" : " (" + strName + ")");
-        const Rank rank = RankOf(strWanted, decoder.ToUtf8(strPublic), strName);
-        if (rank != Rank::None) vecFound.emplace_back(rank, strShown);
-        int nRank = 3 + EditDistance(strWanted, strFolded);
-        if (!strPlain.empty()) {
-            if (strBare.starts_with(strPlain)) nRank = 2;
-            if (FoldCase(strName).starts_with(strPlain)) nRank = 1;
-            if (strBare == strPlain) nRank = 0;
-        }
-        vecRanked.push_back({nRank, !strFolded.ends_with(strMarket), strShown});
-    }
-    if (nDot == std::string::npos && !strWanted.empty() && vecFound.size() > kMost) {
-        std::stable_sort(vecFound.begin(), vecFound.end(),
-                         [](const auto& a, const auto& b) { return a.first < b.first; });
-        std::string strFirst;
-        for (size_t i = 0; i < kMost; ++i) strFirst += vecFound[i].second + ", ";
-        return "; " + std::to_string(vecFound.size()) + " match: " + strFirst +
-               "...; qrx codes --search " +
-               (strCode.find(' ') == std::string::npos ? strCode : '"' + strCode + '"') +
-               " shows them all";
+        const Rank rank = strPlain.empty() ? Rank::None : RankOf(strPlain, strPublic, strName);
+        const int nDistance = rank == Rank::None ? EditDistance(strWanted, strFolded) : 0;
+        if (rank != Rank::None) ++nFound;
+        vecRanked.push_back({rank, nDistance, !strFolded.ends_with(strMarket), vecRanked.size(),
+                             strPublic + (strName.empty() ? "" : " (" + strName + ")")});
     }
     const size_t nShown = std::min(kMost, vecRanked.size());
     std::partial_sort(vecRanked.begin(), vecRanked.begin() + static_cast<std::ptrdiff_t>(nShown),
                       vecRanked.end());
     std::string strList;
     for (size_t i = 0; i < nShown; ++i) {
-        if (vecRanked[i].nRank > vecRanked[0].nRank + 2) break;
-        strList += (i == 0 ? "; did you mean " : ", ") + vecRanked[i].strShown;
+        const Ranked& one = vecRanked[i];
+        if (one.rank == Rank::None && (nFound > 0 || one.nDistance > vecRanked[0].nDistance + 2)) {
+            break;
+        }
+        strList += (i == 0 ? "" : ", ") + one.strShown;
     }
-    return strList.empty() ? strList : strList + "?";
+    if (strList.empty()) return {};
+    if (nDot != std::string::npos || nFound <= kMost) return "; did you mean " + strList + "?";
+    return "; " + std::to_string(nFound) + " match: " + strList + ", ...; qrx codes --search " +
+           (strCode.find(' ') == std::string::npos ? strCode : '"' + strCode + '"') +
+           " shows them all";
 }
 
 void Connection::Check(ResultCode code, const std::string& strWhat) {

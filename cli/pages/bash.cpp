@@ -5,17 +5,10 @@
 #include <sstream>
 
 #include "pages/pages.h"
+#include "text/words.h"
 
 namespace qrx::cli {
 namespace {
-
-std::string Joined(const std::vector<std::string>& vecWords, const char* szBetween) {
-    std::string strOut;
-    for (const std::string& strWord : vecWords) {
-        strOut += (strOut.empty() ? "" : szBetween) + strWord;
-    }
-    return strOut;
-}
 
 std::vector<std::string> NamesOfAll(const std::vector<OptionRow>& vecRows) {
     std::vector<std::string> vecNames;
@@ -42,15 +35,13 @@ void ValueCase(const char* szCommand, const OptionRow& row, std::ostringstream& 
     out << "        " << Pattern(szCommand, row) << ")\n            ";
     if (TakesFile(row)) {
         out << "_qrx_files \"$current\"\n            return\n";
-    } else if (row.szOffers != nullptr && TakesList(row)) {
-        out << "_qrx_list '" << Joined(OffersOf(row), " ")
-            << "' \"$current\"\n            return\n";
-    } else if (row.szChoices != nullptr || row.szOffers != nullptr) {
-        out << "COMPREPLY=($(compgen -W '"
-            << Joined(row.szChoices != nullptr ? ChoicesOf(row) : OffersOf(row), " ")
-            << "' -- \"$current\"))\n            return\n";
-    } else {
+    } else if (const std::string strWords = Joined(WordsOf(row), " "); strWords.empty()) {
         out << "return\n";
+    } else if (TakesList(row)) {
+        out << "_qrx_list '" << strWords << "' \"$current\"\n            return\n";
+    } else {
+        out << "COMPREPLY=($(compgen -W '" << strWords
+            << "' -- \"$current\"))\n            return\n";
     }
     out << "            ;;\n";
 }

@@ -31,7 +31,8 @@ std::vector<OptionRow> SharedOptions();
 std::vector<std::string> NamesOf(const OptionRow& row);
 bool TakesFile(const OptionRow& row);
 std::vector<std::string> ChoicesOf(const OptionRow& row);
-std::vector<std::string> OffersOf(const OptionRow& row);
+// Those, or else the offers: what shells complete a value with.
+std::vector<std::string> WordsOf(const OptionRow& row);
 // Whether the value is a list parted by commas.
 bool TakesList(const OptionRow& row);
 // --columns of a command that names its own, which strOffers then holds.

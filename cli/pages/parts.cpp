@@ -59,8 +59,8 @@ OptionRow ColumnsOption(const Command& command, std::string& strOffers) {
     return row;
 }
 
-std::vector<std::string> OffersOf(const OptionRow& row) {
-    return row.szOffers != nullptr ? Split(row.szOffers, '|') : std::vector<std::string>();
+std::vector<std::string> WordsOf(const OptionRow& row) {
+    return row.szOffers != nullptr ? Split(row.szOffers, '|') : ChoicesOf(row);
 }
 
 }  // namespace qrx::cli

@@ -2,6 +2,7 @@
 #include <sstream>
 
 #include "pages/pages.h"
+#include "text/words.h"
 
 namespace qrx::cli {
 namespace {
@@ -28,18 +29,9 @@ void Option(const OptionRow& row, std::ostringstream& out) {
     if (row.szValue != nullptr) {
         strAction = ":" + Plain(row.szValue) + ":";
         if (TakesFile(row)) strAction += "_files";
-        const bool bList = row.szOffers != nullptr && TakesList(row);
-        if (row.szChoices != nullptr || (row.szOffers != nullptr && !bList)) {
-            std::string strChoices;
-            for (const std::string& strChoice :
-                 row.szChoices != nullptr ? ChoicesOf(row) : OffersOf(row)) {
-                strChoices += (strChoices.empty() ? "" : " ") + strChoice;
-            }
-            strAction += "(" + strChoices + ")";
-        }
-        if (bList) {
-            strAction += "_values -s , " + Plain(row.szValue);
-            for (const std::string& strOffer : OffersOf(row)) strAction += " " + strOffer;
+        if (const std::string strWords = Joined(WordsOf(row), " "); !strWords.empty()) {
+            strAction += TakesList(row) ? "_values -s , " + Plain(row.szValue) + " " + strWords
+                                        : "(" + strWords + ")";
         }
     }
     for (const std::string& strName : NamesOf(row)) {

@@ -1,4 +1,4 @@
-// A text taken apart at a separator.
+// A text taken apart at a separator, and put together.
 #ifndef QRX_CLI_TEXT_WORDS_H
 #define QRX_CLI_TEXT_WORDS_H
 
@@ -17,6 +17,14 @@ inline std::vector<std::string> Split(const std::string& strText, char chSeparat
         nBegin = nEnd + 1;
     }
     return vecParts;
+}
+
+inline std::string Joined(const std::vector<std::string>& vecWords, const char* szBetween) {
+    std::string strOut;
+    for (const std::string& strWord : vecWords) {
+        strOut += (strOut.empty() ? "" : szBetween) + strWord;
+    }
+    return strOut;
 }
 
 }  // namespace qrx::cli

@@ -91,11 +91,9 @@ class Copied(Step):
 
     def take(self, records: Array, begin: int, end: int) -> None:
         values, out = fields_of(records, *self._field), self._columns[:, begin:end]
-        if self._divisor is None:
-            np.copyto(out, values)
-        else:
-            np.copyto(out, values)  # in the cache, where dividing contiguous floats is cheap
-            out /= self._divisor
+        np.copyto(out, values)
+        if self._divisor is not None:
+            out /= self._divisor  # in the cache, where dividing contiguous floats is cheap
 
 
 class Timed(Step):

@@ -31,7 +31,9 @@ public:
             }
             // Under the code of the table, whose letters the file need not have: bars look there.
             auto& strCode = mapCodes[{stamp.strMarket, stamp.strCode}];
-            if (strCode.empty()) strCode = rows.KnownCode(m_store, stamp).strCode;
+            if (strCode.empty()) {
+                strCode = KnownCode(m_store, stamp.strMarket, stamp.strCode, rows.Line()).strCode;
+            }
             auto& factors = mapFactors[{stamp.strMarket, strCode}];
             if (!factors.emplace(stamp.nDate, static_cast<double>(*nFactor) * 1e-12).second) {
                 rows.Refuse("the file has a factor of this date twice");

@@ -105,7 +105,8 @@ private:
         Security& security = mapSecurities[m_stamp.strMarket + "\n" + m_stamp.strCode];
         if (security.strCode.empty()) {
             security.strMarket = m_stamp.strMarket;
-            security.strCode = rows.KnownCode(m_store, m_stamp).strCode;
+            security.strCode =
+                KnownCode(m_store, m_stamp.strMarket, m_stamp.strCode, nLine).strCode;
         }
         BarRow row{nLine, m_stamp.nDay, m_stamp.nDate, m_stamp.nTime, {}};
         for (const auto& [field, nColumn] : vecFields) {

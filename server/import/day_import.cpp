@@ -117,12 +117,9 @@ private:
         const std::string strKey = run.strMarket + "\n" + run.strCode;
         auto it = m_mapSecurities.find(strKey);
         if (it == m_mapSecurities.end()) {
-            const auto code = m_store.FindCode(run.strMarket, run.strCode);
-            if (!code) {
-                throw ImportError(run.nLine, run.strCode + "." + run.strMarket +
-                                                 " is in no code table (import codes first)");
-            }
-            it = m_mapSecurities.emplace(strKey, Security{run.strMarket, *code, {}, {}}).first;
+            CodeRow code = KnownCode(m_store, run.strMarket, run.strCode, run.nLine);
+            it = m_mapSecurities.emplace(strKey, Security{run.strMarket, std::move(code), {}, {}})
+                     .first;
         }
         return it->second;
     }

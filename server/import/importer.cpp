@@ -1,5 +1,7 @@
-// Which importer serves a kind of file.
+// Which importer serves a kind of file, and what several of them ask.
 #include "import/importers.h"
+
+#include <utility>
 
 namespace qrx::server {
 
@@ -15,6 +17,16 @@ std::unique_ptr<Importer> MakeImporter(ImportKind kind, Store& store,
         default:
             return MakeDayImporter(kind, store, options);
     }
+}
+
+CodeRow KnownCode(Store& store, const std::string& strMarket, const std::string& strCode,
+                  int64_t nLine) {
+    auto code = store.FindCode(strMarket, strCode);
+    if (!code) {
+        throw ImportError(nLine,
+                          strCode + "." + strMarket + " is in no code table (import codes first)");
+    }
+    return std::move(*code);
 }
 
 }  // namespace qrx::server

@@ -13,6 +13,10 @@ std::unique_ptr<Importer> MakeAdjustImporter(Store& store, const ImportOptions& 
 std::unique_ptr<Importer> MakeDayImporter(ImportKind kind, Store& store,
                                           const ImportOptions& options);
 
+// A security, which must be in a code table: throws ImportError with the line that names it.
+CodeRow KnownCode(Store& store, const std::string& strMarket, const std::string& strCode,
+                  int64_t nLine);
+
 }  // namespace qrx::server
 
 #endif

@@ -63,14 +63,6 @@ RowReader::RowReader(const RowReader& other, LineReader& lines)
       m_nDay(other.m_nDay),
       m_nMillisecond(other.m_nMillisecond) {}
 
-CodeRow RowReader::KnownCode(Store& store, const RowStamp& stamp) const {
-    auto code = store.FindCode(stamp.strMarket, stamp.strCode);
-    if (!code) {
-        Refuse(stamp.strCode + "." + stamp.strMarket + " is in no code table (import codes first)");
-    }
-    return std::move(*code);
-}
-
 void RowReader::Refuse(const std::string& strText) const {
     throw ImportError(m_lines.Line(), strText);
 }

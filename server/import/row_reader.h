@@ -40,9 +40,6 @@ public:
     // A field's value; the column must be there.
     int64_t Value(const Field& field, int nColumn) const;
 
-    // The stamp's security, which must be in a code table.
-    CodeRow KnownCode(Store& store, const RowStamp& stamp) const;
-
     [[noreturn]] void Refuse(const std::string& strText) const;
     std::string Text(int nColumn) const;  // in UTF-8
 

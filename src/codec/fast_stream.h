@@ -22,6 +22,14 @@ namespace qrx::codec {
 
 inline constexpr size_t kMaxPrefix = 68;
 
+// As many streams at a time as sixteen registers hold: a cursor and a destination each, the table,
+// two values at work, the stack. Clang spills from five on.
+#ifdef __clang__
+inline constexpr int kLockstepLanes = 4;
+#else
+inline constexpr int kLockstepLanes = 6;
+#endif
+
 // A stream and where its records go.
 struct StreamCursor {
     const char* p = nullptr;
@@ -45,13 +53,7 @@ struct ServerTarget {
 template <class Target>
 class LockstepDecoder {
 public:
-    // As many as sixteen registers hold: a cursor and a destination a lane, the table, two values
-    // at work, the stack. Clang spills from five on.
-#ifdef __clang__
-    static constexpr int kLanes = 4;
-#else
-    static constexpr int kLanes = 6;
-#endif
+    static constexpr int kLanes = kLockstepLanes;
     // Records that each cursor decodes between two looks at the caller's flag; small enough that
     // what they wrote is still in the cache when it is looked at.
     static constexpr int64_t kBatch = 64;
@@ -95,12 +97,8 @@ public:
     }
 
     // The cursors that an ended decode left, in no order.
-    const StreamCursor* Active() const {
-        return m_lanes;
-    }
-    int ActiveCount() const {
-        return m_nActive;
-    }
+    const StreamCursor* Active() const { return m_lanes; }
+    int ActiveCount() const { return m_nActive; }
 
 private:
     static constexpr size_t kValues = Target::kFields.size();
@@ -108,9 +106,7 @@ private:
     static constexpr auto kSize = static_cast<int64_t>(Target::kRecordSize);
 
     // Loops are made for kLanes, 4, 2 and 1; a cursor too many for one of them waits.
-    static constexpr int Fewer(int nLanes) {
-        return nLanes > 4 ? 4 : nLanes / 2;
-    }
+    static constexpr int Fewer(int nLanes) { return nLanes > 4 ? 4 : nLanes / 2; }
     static constexpr int LanesFor(int nActive) {
         int nLanes = kLanes;
         while (nLanes > nActive) nLanes = Fewer(nLanes);
