@@ -32,9 +32,9 @@ public:
     Translation Run() {
         Block();
         if (Now().kind != TokenKind::End) FailHere("unexpected " + Shown());
-        std::string strTakes = "local ";
+        std::string strTakes;
         for (const char* szHelper : kHelpers) {
-            strTakes.append(szHelper == kHelpers[0] ? "" : ",").append(szHelper);
+            strTakes.append(strTakes.empty() ? "local " : ",").append(szHelper);
         }
         m_result.strLua = strTakes + "=...;" + m_rewriter.Text();
         m_result.setNames = std::move(m_setNames);
