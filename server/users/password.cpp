@@ -3,6 +3,7 @@
 
 #include <crypt.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <termios.h>
 #include <unistd.h>
@@ -32,7 +33,8 @@ std::string NewSetting() {
     throw std::runtime_error("this system's crypt offers neither yescrypt nor SHA-512");
 }
 
-// Signals that end the process cut a read short instead, so that the echo comes back first.
+// Signals that end the process are held back while the echo is off and looked at only where a line
+// is waited for, so that none is missed and the echo comes back first.
 class Terminal {
 public:
     Terminal() : m_nFd(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC)) {
@@ -41,15 +43,20 @@ public:
         }
         struct sigaction interrupt {};
         interrupt.sa_handler = [](int) {};
+        sigset_t held;
+        sigemptyset(&held);
         for (const int nSignal : {SIGINT, SIGTERM, SIGHUP}) {
             sigaction(nSignal, &interrupt, nullptr);
+            sigaddset(&held, nSignal);
         }
+        sigprocmask(SIG_BLOCK, &held, &m_maskBefore);
         termios silent = m_before;
         silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(m_nFd, TCSAFLUSH, &silent);
     }
     ~Terminal() {
         tcsetattr(m_nFd, TCSAFLUSH, &m_before);
+        sigprocmask(SIG_SETMASK, &m_maskBefore, nullptr);
         close(m_nFd);
     }
     Terminal(const Terminal&) = delete;
@@ -62,17 +69,22 @@ public:
     }
     std::string ReadLine() {
         std::string strLine;
-        char c = 0;
-        ssize_t n = 0;
-        while ((n = read(m_nFd, &c, 1)) == 1 && c != '\n') strLine += c;
+        pollfd input{m_nFd, POLLIN, 0};
+        bool bInterrupted = false;
+        for (char c = 0; c != '\n';) {
+            bInterrupted = ppoll(&input, 1, nullptr, &m_maskBefore) < 0;
+            if (bInterrupted || read(m_nFd, &c, 1) != 1) break;
+            if (c != '\n') strLine += c;
+        }
         Write("\n");
-        if (n < 0) throw std::runtime_error("interrupted");
+        if (bInterrupted) throw std::runtime_error("interrupted");
         return strLine;
     }
 
 private:
     int m_nFd;
     termios m_before{};
+    sigset_t m_maskBefore{};
 };
 
 }  // namespace
