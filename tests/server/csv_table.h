@@ -45,6 +45,12 @@ struct Table {
     int64_t Number(size_t nRow, const std::string& strColumn, double fFactor = 1) const {
         return std::llround(std::atof(Text(nRow, strColumn).c_str()) * fFactor);
     }
+    // A time such as 09:15:00.000 without what stands between its digits.
+    int Digits(size_t nRow, const std::string& strColumn) const {
+        std::string str = Text(nRow, strColumn);
+        std::erase_if(str, [](char ch) { return ch == ':' || ch == '.'; });
+        return std::atoi(str.c_str());
+    }
 };
 
 }  // namespace qrx::test
