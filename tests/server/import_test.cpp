@@ -75,6 +75,10 @@ TEST_F(ImportTest, HeadersAndOptionsThatDoNotFitAreRefused) {
         {"ticks", "date,time,price\n", {}, ":1: there is no column \"code\""},
         {"ticks", "date,code,price\n", {}, ":1: there is no column \"time\""},
         {"ticks", "date,time,code\n", {}, ":1: there is no column \"price\""},
+        {"ticks",
+         "date,time,millisecond,code,price\n20240102,93000000,1000,600000.SH,1\n",
+         {},
+         ":2: bad millisecond \"1000\""},
         {"orders", "date,time,code,price,volume\n", {}, ":1: there is no column \"side\""},
         {"ticks", "date,time,code,price\n", {"--map", "Last=price"}, "no column \"Last\""},
         {"ticks", "date,time,code,Last\n", {"--map", "Last=cost"}, "\"cost\" is no column"},
@@ -173,6 +177,8 @@ TEST_F(ImportTest, NightsBelongToTheTradingDayThatFollows) {
          "20240105 20240106 20240108 "},
         {"trading", "20240108,9:00\n20240109,21:00\n", 20240109, "20240108 "},
         {"trading", "20240301,0:10\n", 20240301, "20240301 "},
+        {"trading", "20240207,9:00\n20240219,21:00\n20240219,9:00\n", 20240219,  // a holiday
+         "20240207 20240219 "},
         {"none", "20240105,21:00\n", 20240105, "20240105 "},
     };
     for (const auto& row : kCases) {

@@ -120,7 +120,7 @@ TEST_F(RealDataTest, AStocksDayOfTicksInDecimals) {
                                                       TickRequest("000400.SZ", 20220601, 3));
     ASSERT_EQ(table.vecRows.size(), ticks.size());
     for (size_t i = 0; i < ticks.size(); ++i) {
-        ASSERT_EQ(table.Digits(i, "MDTime"), +ticks[i].nTime);  // 09:15:00.000
+        ASSERT_EQ(table.Number(i, "MDTime", 1000), +ticks[i].nTime);  // 09:15:00.000
         ASSERT_EQ(table.Number(i, "LastPx", 10000), +ticks[i].nPrice);
         ASSERT_EQ(table.Number(i, "TotalValueTrade", 10000), +ticks[i].iAccTurnover);
         for (int k = 0; k < 10; ++k) {
@@ -204,7 +204,7 @@ TEST_F(RealDataTest, FuturesSnapshotsWithTheirNights) {
             nVolume += snapshot.iVolume;
             nTurnover += snapshot.iTurnover;
             ASSERT_EQ(table.Number(i, "ActionDay"), +snapshot.nDate);
-            ASSERT_EQ(table.Digits(i, "UpdateTime") * 1000 + table.Number(i, "UpdateMillisec"),
+            ASSERT_EQ(table.Number(i, "UpdateTime", 1000) + table.Number(i, "UpdateMillisec"),
                       +snapshot.nTime);
             ASSERT_EQ(table.Number(i, "LastPrice", 10000), +snapshot.nValue0);
             ASSERT_EQ(table.Number(i, "Volume"), nVolume);
