@@ -142,13 +142,14 @@ TEST_F(BarsTest, LongCyclesAreDatedByTheirLastDay) {
     const auto result = TryImport("bars",
                                   std::string(kDayHeader) +
                                       "600000.SH,2023-12-28,1,2,1,2,1\n"
-                                      "600000.SH,2023-12-29,2,3,2,3,2\n",
+                                      "600000.SH,2023-12-29,2,3,2,3,2\n"
+                                      "600000.SH,2024-01-02,3,6,3,5,4\n",
                                   {"--cycle", "day"});
-    EXPECT_NE(std::string::npos, result.strOutput.find(": 2 rows, 2 records, 2 days\n"))
+    EXPECT_NE(std::string::npos, result.strOutput.find(": 3 rows, 3 records, 3 days\n"))
         << result.strOutput;
     Days(
         "600000.SH,2024-07-01,9,9,9,9,64\n600000.SH,2024-04-01,8,8,8,8,32\n"
-        "600000.SH,2024-01-02,3,6,3,5,4\n600000.SH,2024-01-05,5,5,4,4,8\n"
+        "600000.SH,2024-01-05,5,5,4,4,8\n"
         "600000.SH,2024-02-08,4,7,4,7,16\n");
     const struct {
         int nCycle, nMultiple, nBegin, nEnd;
@@ -280,8 +281,8 @@ TEST_F(BarsTest, LabelsAuctionsAndSumsAreOptionsOfTheImport) {
         {"rb2401.SHF,20231010,12:00:00", "begin", "12:00 on is outside"},
         {"rb2401.SHF,20231010,13:29:00", "begin", "13:29 on is outside"},
         {"rb2401.SHF,20231010,15:00:00", "begin", "its end? (--label end)"},
-        {"rb2401.SHF,20231010,18:00:00", "begin", "18:00 on is outside"},
-        {"rb2401.SHF,20231010,20:59:00", "begin", "a bar before its session"},
+        {"rb2401.SHF,20231010,20:44:00", "begin", "20:44 on is outside"},
+        {"rb2401.SHF,20231010,20:45:00", "begin", "a bar before its session"},
         {"rb2401.SHF,20231010,00:59:00", "begin", ""},
         {"rb2401.SHF,20231010,02:30:00", "begin", "02:30 on is outside"},
         {"IF2401.CF,20231010,09:29:00", "begin", ""},
@@ -325,16 +326,17 @@ TEST_F(BarsTest, FiveMinuteFilesServeTheirMultiples) {
                "600000.SH,2024-01-03 09:35:00,9,9,9,9,8\n",
            vecOptions);
     Minutes("600000.SH,20240103,093100,5,6,5,6,3\n");
+    Minutes("600000.SH,20240103,093200,7,7,7,7,1\n", {"--append"});
     const struct {
         int nMultiple;
         const char* szBars;
     } kCases[] = {
-        {1, "20240103 93100 5 6 5 6 3\n"},
+        {1, "20240103 93100 5 6 5 6 3\n20240103 93200 7 7 7 7 1\n"},
         {5,
          "20240102 93000 10 12 9 11 1\n20240102 93500 11 13 11 13 2\n"
-         "20240102 130000 13 13 13 13 4\n20240103 93000 5 6 5 6 3\n"},
+         "20240102 130000 13 13 13 13 4\n20240103 93000 5 7 5 7 4\n"},
         {10,
-         "20240102 93000 10 13 9 13 3\n20240102 130000 13 13 13 13 4\n20240103 93000 5 6 5 6 3\n"}};
+         "20240102 93000 10 13 9 13 3\n20240102 130000 13 13 13 13 4\n20240103 93000 5 7 5 7 4\n"}};
     for (const auto& row : kCases) {
         EXPECT_EQ(row.szBars, Text(Bars("600000.SH", kMinutes, row.nMultiple, 20240101, 0)));
     }

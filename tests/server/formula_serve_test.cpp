@@ -110,7 +110,9 @@ TEST_F(FormulaServeTest, AreKeptForOneUserAlone) {
               "1 0 too long: 65537 bytes, at most 65536");
     EXPECT_EQ(Add(Alice(), "", "A = OPEN"), "1 0 a name has 1 to 23 bytes");
     EXPECT_EQ(Add(Alice(), "ABCDEFGHIJKLMNOPQRSTUVWX", "A = OPEN"), "1 0 a name has 1 to 23 bytes");
-    EXPECT_EQ(Add(Alice(), "A\nB", "A = OPEN"), "1 0 a name has printable characters only");
+    for (const char* szName : {"A\nB", "A\x7F"}) {
+        EXPECT_EQ(Add(Alice(), szName, "A = OPEN"), "1 0 a name has printable characters only");
+    }
     EXPECT_EQ(Add(Bob(), "MID", "C = HIGH"), "0 0 new; gives C");
 
     const std::string strMid = Item("MID", "A = OPEN\nB = CLOSE");
@@ -158,12 +160,14 @@ TEST_F(FormulaServeTest, AnswersColumnsOfBars) {
         29);
     auto request = CalcRequest("F", 0);
     EXPECT_EQ(Calc(Alice(), request), Head(2, 3) + strRows + strTimes + strColumns);
-    // Days have no times; a parameter goes before its default.
+    // Days have no times; a parameter goes before its default, a factor into every price.
+    Import("adjust", "code,date,factor\n600000.SH,20240105,2\n");
     request = CalcRequest("F", 7);
     strcpy(request.szParam, "K=-2");
+    request.nCQFlag = 2;
     const std::string strDays(
         "\x02\x44\x81\x29\x03\x01"
-        "A\x01\x01\x90\x18\x02"
+        "A\x01\x01\x90\x30\x02"
         "BC\x01\x01\x00\x01"
         "D\x00\x01\x40\xFF\xFF\xFF\x7F\x00",
         27);

@@ -276,7 +276,7 @@ TEST_F(ImportTest, LongFilesKeepTheirOrderAndAreRefusedAtTheirFirstFault) {
 }
 
 TEST_F(ImportTest, GbkNamesAndReplacedCodes) {
-    Import("codes", "code,type,name\n600000.SH,stock,\xC6\xD6\xB7\xA2\n600001.SH,17,\xBA\xAA\n",
+    Import("codes", "code,type,name\n600000.SH,stock,\xC6\xD6\xB7\xA2\n600001.SH,17,\"a\"\"b\"\n",
            {"--encoding", "gbk"});
     const ServerProcess server(m_folder, m_strDb);
     const auto items = ServerClient(server, "alice").Codes("SH");
@@ -285,6 +285,7 @@ TEST_F(ImportTest, GbkNamesAndReplacedCodes) {
     EXPECT_STREQ("\xC6\xD6\xB7\xA2", items[0].chName);
     EXPECT_STREQ("000001", items[1].chCode);
     EXPECT_STREQ("600001", items[2].chCode);
+    EXPECT_STREQ("a\"b", items[2].chName);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The simulator's days against an independent account of them: sums over trades, and session times
 // written by hand.
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <map>
 #include <set>
@@ -265,6 +266,7 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
         const Day day = simulator.RunDay(index, kMonday);
         std::vector<double> vecLevel(day.vecTicks.size());
         std::vector<int64_t> vecTurnover(day.vecTicks.size());
+        std::vector<std::array<int, 3>> vecMoves(day.vecTicks.size());  // up, down, neither
         int nStocks = 0;
         for (const Instrument& stock : simulator.Instruments()) {
             if (!stock.IsStock() || stock.strMarket != szMarket) continue;
@@ -273,6 +275,8 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
             for (size_t i = 0; i < vecLevel.size(); i++) {
                 vecLevel[i] += 1.0 * stockDay.vecTicks[i].nPrice / stock.nBasePrice;
                 vecTurnover[i] += stockDay.vecTicks[i].iTurnover;
+                const int nMove = stockDay.vecTicks[i].nPrice - stockDay.nPrevClose;
+                vecMoves[i][nMove > 0 ? 0 : nMove < 0 ? 1 : 2]++;
             }
         }
         std::map<int, Sum> minutes;
@@ -282,7 +286,9 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
             EXPECT_EQ(tick.nPrice % 100, 0);
             EXPECT_EQ(+tick.iTurnover, vecTurnover[i]);
             EXPECT_EQ(+tick.nBook1[0] | +tick.nBook4[9] | +tick.nABField1, 0);
-            EXPECT_EQ(+tick.nIndexField[0] + +tick.nIndexField[1] + +tick.nIndexField[2], nStocks);
+            EXPECT_EQ(
+                (std::array{+tick.nIndexField[0], +tick.nIndexField[1], +tick.nIndexField[2]}),
+                vecMoves[i]);
             // Three seconds that end at a whole minute belong to the minute before.
             int nMinute = tick.nTime / 100000;
             if (tick.nTime % 100000 == 0) nMinute -= nMinute % 100 == 0 ? 41 : 1;
