@@ -248,7 +248,7 @@ TEST_F(BarsTest, IndexesAndOptionsHaveTheirOwnForms) {
     request.nCycType = 3;
     const ServerProcess server(m_folder, m_strDb);
     ServerClient client(server, "alice");
-    client.SendBody(ID_ZPMTELE_REQ_KDATA_OPTION, 1, request);
+    client.Send(ID_ZPMTELE_REQ_KDATA_OPTION, 1, Bytes(request));
     EXPECT_TRUE(client.IsClosedByServer());
 }
 

@@ -251,7 +251,7 @@ TEST_F(FormulaServeTest, ManyOfOneUserDoNotHoldUpAnother) {
     while (clients.size() < kMany + kLeave) clients.push_back(LoggedIn("alice"));
     auto request = CalcRequest("F", 0);
     strcpy(request.szParam, "N=20000000");
-    for (const auto& pClient : clients) pClient->SendBody(6056, 10, request);
+    for (const auto& pClient : clients) pClient->Send(6056, 10, Bytes(request));
     clients.resize(kMany);  // the others leave while their formulas wait
     Calc(Bob(), CalcRequest("F", 0));
     for (const auto& pClient : clients) EXPECT_TRUE(pClient->Receive());

@@ -305,8 +305,8 @@ TEST_F(ServeTest, ClientsThatNeverReadCostAPacketEachAndAreClosed) {
     for (int i = 0; i < 16; ++i) {
         vecSilent.push_back(LoggedIn());
         for (int k = 0; k < 3; ++k) {
-            vecSilent.back()->SendBody(ID_ZPMTELE_REQ_SAVEDATA, 6,
-                                       SaveRequest("600000.SH", 20240109, 0));
+            vecSilent.back()->Send(ID_ZPMTELE_REQ_SAVEDATA, 6,
+                                   Bytes(SaveRequest("600000.SH", 20240109, 0)));
         }
     }
     ExpectAlive(*pWitness);

@@ -53,10 +53,6 @@ public:
     void Send(int nType, int nId, const std::string& strBody) {
         SendBytes(Packet(nType, nId, strBody));
     }
-    template <class Body>
-    void SendBody(int nType, int nId, const Body& body) {
-        Send(nType, nId, Bytes(body));
-    }
 
     // Nothing when the server closed the connection (or said nothing for 20 s).
     std::optional<Message> Receive() {
@@ -86,9 +82,8 @@ public:
 
     Message LogIn(const std::string& strUser, const std::string& strPassword) {
         ZPMDefine_Login login{};
-        memcpy(login.chUser, strUser.data(), std::min(strUser.size(), sizeof login.chUser));
-        memcpy(login.chPassword, strPassword.data(),
-               std::min(strPassword.size(), sizeof login.chPassword));
+        strUser.copy(login.chUser, sizeof login.chUser);
+        strPassword.copy(login.chPassword, sizeof login.chPassword);
         memcpy(login.chCompany, "GQCOMP", 6);
         return Ask(ID_ZPMTELE_LOGIN, Bytes(login), ID_ZPMTELE_LOGIN_ANSWER);
     }
@@ -121,7 +116,7 @@ public:
     std::vector<Record> Fetch(int nType, const Request& request,
                               std::vector<Message>* pMessages = nullptr) {
         using Head = decltype(HeadOf(request));
-        SendBody(nType, ++m_nLastId, request);
+        Send(nType, ++m_nLastId, Bytes(request));
         const auto vecMessages = ReceiveAnswer<Head>();
         std::vector<Record> vec;
         for (const auto& message : vecMessages) {
@@ -148,39 +143,28 @@ private:
     int m_nLastId = 40;
 };
 
-// A request for a security, "600000.SH".
+// A request for a security, "600000.SH", and a day of it.
 template <class Request>
-Request RequestOf(const std::string& strSecurity) {
+Request RequestOf(const std::string& strSecurity, int nDate = 0) {
     Request request{};
     const size_t nDot = strSecurity.find('.');
     strSecurity.copy(request.chCode, std::min(nDot, sizeof request.chCode));
     strSecurity.copy(request.chMarket, sizeof request.chMarket, nDot + 1);
+    if constexpr (requires { request.nDate; }) request.nDate = nDate;
     return request;
 }
-
-inline ZPMDefine_RequestTickData TickRequest(const std::string& strSecurity, int nDate,
-                                             int nFlags) {
-    auto request = RequestOf<ZPMDefine_RequestTickData>(strSecurity);
+inline auto TickRequest(const std::string& strSecurity, int nDate, int nFlags) {
+    auto request = RequestOf<ZPMDefine_RequestTickData>(strSecurity, nDate);
     request.nFlags = nFlags;
-    request.nDate = nDate;
-    request.nEndTime = -1;
-    request.nReqMark = 0x80000000U;
     return request;
 }
-
-inline ZPMDefine_RequestSaveData SaveRequest(const std::string& strSecurity, int nDate, int nKind) {
-    auto request = RequestOf<ZPMDefine_RequestSaveData>(strSecurity);
-    request.nDate = nDate;
+inline auto SaveRequest(const std::string& strSecurity, int nDate, int nKind) {
+    auto request = RequestOf<ZPMDefine_RequestSaveData>(strSecurity, nDate);
     request.nDataKind = nKind;
-    request.nEndTime = -1;
     return request;
 }
-
-inline ZPMDefine_RequestFuture FutureRequest(const std::string& strSecurity, int nDate) {
-    auto request = RequestOf<ZPMDefine_RequestFuture>(strSecurity);
-    request.nDate = nDate;
-    request.nEndTime = -1;
-    return request;
+inline auto FutureRequest(const std::string& strSecurity, int nDate) {
+    return RequestOf<ZPMDefine_RequestFuture>(strSecurity, nDate);
 }
 
 }  // namespace qrx::test
