@@ -41,9 +41,11 @@ struct Table {
     const std::string& Text(size_t nRow, const std::string& strColumn) const {
         return vecRows[nRow].at(mapColumns.at(strColumn));
     }
-    // The number times a factor, rounded; what is no number is 0.
+    // The number times a factor, rounded; what is no number is 0. Times count without their colons.
     int64_t Number(size_t nRow, const std::string& strColumn, double fFactor = 1) const {
-        return std::llround(std::atof(Text(nRow, strColumn).c_str()) * fFactor);
+        std::string str = Text(nRow, strColumn);
+        std::erase(str, ':');
+        return std::llround(std::atof(str.c_str()) * fFactor);
     }
 };
 

@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "serve/turns.h"
-#include "server/server_client.h"
+#include "server/test_store.h"
 
 namespace qrx::test {
 namespace {
@@ -19,28 +19,19 @@ constexpr const char* kDays =
     "code,date,open,high,low,close,volume\n600000.SH,20240105,10,12,9,12,300\n"
     "600000.SH,20240108,10,15,9,14,200\n";
 
-class FormulaServeTest : public testing::Test {
+class FormulaServeTest : public StoreTest {
 protected:
     void SetUp() override {
-        if (!HaveServer()) GTEST_SKIP() << "qrx-server is not built here";
-        const std::string strPassword = m_folder.Write("password", "secret\n");
-        Must({"init"});
-        Must({"user", "add", "alice", "--markets", "SH", "--password-file", strPassword});
-        Must({"user", "add", "bob", "--markets", "SH", "--password-file", strPassword});
-        Must({"import", "codes",
-              m_folder.Write("c.csv", "code,type\n600000.SH,stock\n000001.SZ,stock\n")});
-        Must({"import", "bars", m_folder.Write("m.csv", kMinutes)});
-        Must({"import", "bars", "--cycle", "day", m_folder.Write("d.csv", kDays)});
+        AddUser("alice", "SH");
+        AddUser("bob", "SH");
+        Import("codes", "code,type\n600000.SH,stock\n000001.SZ,stock\n");
+        Import("bars", kMinutes);
+        Import("bars", kDays, {"--cycle", "day"});
         m_pServer = std::make_unique<ServerProcess>(m_folder, m_strDb);
-        for (const char* szUser : {"alice", "bob"}) {
-            m_clients.push_back(std::make_unique<ServerClient>(*m_pServer));
-            m_clients.back()->LogIn(szUser, "secret");
-        }
+        for (const char* szUser : {"alice", "bob"}) m_clients.push_back(LoggedIn(szUser));
     }
-    void Must(std::vector<std::string> vecArguments) {
-        vecArguments.insert(vecArguments.end(), {"--db", m_strDb});
-        const auto result = RunServerCommand(vecArguments);
-        ASSERT_EQ(0, result.nExit) << result.strOutput;
+    std::unique_ptr<ServerClient> LoggedIn(const char* szUser) {
+        return std::make_unique<ServerClient>(*m_pServer, szUser);
     }
     ServerClient& Alice() { return *m_clients[0]; }
     ServerClient& Bob() { return *m_clients[1]; }
@@ -48,36 +39,28 @@ protected:
     static std::string AddBody(const std::string& strName, const std::string& strText) {
         std::string strBody = strName;
         strBody.resize(28);
-        const auto nLen = static_cast<uint32_t>(strText.size());
-        strBody.append(reinterpret_cast<const char*>(&nLen), 4);
-        return strBody + strText + std::string(4, '\0');
+        return strBody + Bytes(static_cast<uint32_t>(strText.size())) + strText +
+               std::string(4, '\0');
     }
     // "0 1 text": result, second value, text.
-    std::string Add(ServerClient& client, const std::string& strName, const std::string& strText) {
-        client.Send(6050, 7, AddBody(strName, strText));
-        const Message message = client.Receive().value_or(Message{});
-        EXPECT_EQ(message.head.sDataType, 6051);
-        EXPECT_EQ(message.head.nRequestID, 7);
-        const auto answer = message.As<ZPMDefine_AddFormulaAnswer>();
+    static std::string Add(ServerClient& client, const std::string& strName,
+                           const std::string& strText) {
+        const auto answer =
+            client.Ask(6050, AddBody(strName, strText), 6051).As<ZPMDefine_AddFormulaAnswer>();
         EXPECT_EQ(answer.szAddInfo[127], '\0');
         return std::to_string(answer.nResult) + " " + std::to_string(answer.nAddResult) + " " +
                answer.szAddInfo;
     }
-    std::string Delete(ServerClient& client, std::string strName) {
+    static std::string Delete(ServerClient& client, std::string strName) {
         strName.resize(24);
-        client.Send(6052, 8, strName);
-        const Message message = client.Receive().value_or(Message{});
-        EXPECT_EQ(message.head.sDataType, 6053);
-        const auto answer = message.As<ZPMDefine_DelFormulaAnswer>();
+        const auto answer = client.Ask(6052, strName, 6053).As<ZPMDefine_DelFormulaAnswer>();
         EXPECT_EQ(std::string(answer.szName, 24), strName);
         return std::to_string(answer.nResult) + " " + answer.szDelInfo;
     }
     // The body's items as they came, behind their number and size.
-    std::string Get(ServerClient& client, std::string strName = {}) {
+    static std::string Get(ServerClient& client, std::string strName = {}) {
         strName.resize(24);
-        client.Send(6054, 9, strName);
-        const Message message = client.Receive().value_or(Message{});
-        EXPECT_EQ(message.head.sDataType, 6055);
+        const Message message = client.Ask(6054, strName, 6055);
         const auto head = message.As<ZPMDefine_FormulaList_Head>();
         EXPECT_EQ(+head.nItemSize, 152);
         EXPECT_EQ(message.strBody.size(), 8 + 152 * static_cast<size_t>(head.nItems));
@@ -91,10 +74,8 @@ protected:
         return strItem;
     }
     static ZPMDefine_RequestCalcFormula CalcRequest(const char* szName, int nCycle) {
-        ZPMDefine_RequestCalcFormula request{};
+        auto request = RequestOf<ZPMDefine_RequestCalcFormula>("600000.SH");
         strcpy(request.szName, szName);
-        memcpy(request.chCode, "600000", 6);
-        memcpy(request.chMarket, "SH", 2);
         request.nCycType = nCycle;
         request.nCycDef = 1;
         request.nBeginDate = 20240105;
@@ -102,11 +83,7 @@ protected:
     }
     // The whole body.
     static std::string Calc(ServerClient& client, const ZPMDefine_RequestCalcFormula& request) {
-        client.SendBody(6056, 10, request);
-        const Message message = client.Receive().value_or(Message{});
-        EXPECT_EQ(message.head.sDataType, 6057);
-        EXPECT_EQ(message.head.nRequestID, 10);
-        return message.strBody;
+        return client.Ask(6056, Bytes(request), 6057).strBody;
     }
     // What every answer's body begins with.
     static std::string Head(int nFlags, int nColumns) {
@@ -118,8 +95,6 @@ protected:
         return strHead;
     }
 
-    ScratchFolder m_folder;
-    std::string m_strDb = m_folder.Path("store.db");
     std::unique_ptr<ServerProcess> m_pServer;
     std::vector<std::unique_ptr<ServerClient>> m_clients;
 };
@@ -135,7 +110,9 @@ TEST_F(FormulaServeTest, AreKeptForOneUserAlone) {
               "1 0 too long: 65537 bytes, at most 65536");
     EXPECT_EQ(Add(Alice(), "", "A = OPEN"), "1 0 a name has 1 to 23 bytes");
     EXPECT_EQ(Add(Alice(), "ABCDEFGHIJKLMNOPQRSTUVWX", "A = OPEN"), "1 0 a name has 1 to 23 bytes");
-    EXPECT_EQ(Add(Alice(), "A\nB", "A = OPEN"), "1 0 a name has printable characters only");
+    for (const char* szName : {"A\nB", "A\x7F"}) {
+        EXPECT_EQ(Add(Alice(), szName, "A = OPEN"), "1 0 a name has printable characters only");
+    }
     EXPECT_EQ(Add(Bob(), "MID", "C = HIGH"), "0 0 new; gives C");
 
     const std::string strMid = Item("MID", "A = OPEN\nB = CLOSE");
@@ -153,39 +130,48 @@ TEST_F(FormulaServeTest, AreKeptForOneUserAlone) {
     m_clients.clear();
     EXPECT_EQ(m_pServer->Stop(), 0);
     m_pServer = std::make_unique<ServerProcess>(m_folder, m_strDb);
-    ServerClient client(*m_pServer);
-    client.LogIn("alice", "secret");
+    ServerClient client(*m_pServer, "alice");
     EXPECT_EQ(Get(client), strMid + strFast);
     for (int i = 2; i < 500; ++i) Add(client, "F" + std::to_string(i), "A = OPEN");
     EXPECT_EQ(Add(client, "F1", "A = OPEN"),
               "1 0 too many: 500 formulas are stored; delete one first");
     EXPECT_EQ(Add(client, "F7", "A = OPEN").substr(0, 4), "0 1 ");
     Must({"user", "remove", "alice"});
-    Must({"user", "add", "alice", "--markets", "SH", "--password-file", m_folder.Path("password")});
+    AddUser("alice", "SH");
     EXPECT_EQ(Get(client), "");
 }
 
 TEST_F(FormulaServeTest, AnswersColumnsOfBars) {
-    Add(Alice(), "F", "K = K or 1 A = REF(CLOSE, 1) / 10000 * K BC = REF(OPEN, 9)");
+    Add(Alice(), "F",
+        "K = K or 1 A = REF(CLOSE, 1) / 10000 * K BC = REF(OPEN, 9)\n"
+        "D = IF(CLOSE > 110000, 2147483647, -12345)");
     // Dates: 340004 days after 19900101, then 0 and 3. Times: 34200000 ms, 60000 more, 19680000
-    // more.
+    // more. The step from the smallest to the largest cell is 0x80003038.
     const std::string strRows("\x05\x44\x81\x29\x00\x00\x03\x00", 8);
     const std::string strTimes(
         "\x60\xCE\x4E\x10\x40\x53\x07\x60\x58\x62\x09\x60\xCE\x4E\x10\x40\x53\x07", 18);
+    const std::string strColumns(
+        "\x01"
+        "A\x01\x04\x05\x04\x04\x04"
+        "\x02"
+        "BC\x04\x04\x00"
+        "\x01"
+        "D\x00\x04\xA0\x39\x30\x00\x40\x38\x30\x00\x80\x00\x00",
+        29);
     auto request = CalcRequest("F", 0);
-    EXPECT_EQ(Calc(Alice(), request), Head(2, 2) + strRows + strTimes +
-                                          std::string("\x01"
-                                                      "A\x01\x04\x05\x04\x04\x04"
-                                                      "\x02"
-                                                      "BC\x04\x04\x00",
-                                                      14));
-    // Days have no times; a parameter goes before its default.
+    EXPECT_EQ(Calc(Alice(), request), Head(2, 3) + strRows + strTimes + strColumns);
+    // Days have no times; a parameter goes before its default, a factor into every price.
+    Import("adjust", "code,date,factor\n600000.SH,20240105,2\n");
     request = CalcRequest("F", 7);
     strcpy(request.szParam, "K=-2");
-    EXPECT_EQ(Calc(Alice(), request), Head(0, 2) + std::string("\x02\x44\x81\x29\x03\x01"
-                                                               "A\x01\x01\x90\x18\x02"
-                                                               "BC\x01\x01\x00",
-                                                               17));
+    request.nCQFlag = 2;
+    const std::string strDays(
+        "\x02\x44\x81\x29\x03\x01"
+        "A\x01\x01\x90\x30\x02"
+        "BC\x01\x01\x00\x01"
+        "D\x00\x01\x40\xFF\xFF\xFF\x7F\x00",
+        27);
+    EXPECT_EQ(Calc(Alice(), request), Head(0, 3) + strDays);
     // Times bound the first and the last day.
     request = CalcRequest("F", 0);
     request.nEndDate = 20240108;
@@ -252,7 +238,8 @@ TEST(TurnsTest, GoRoundAmongUsers) {
     EXPECT_EQ(begunBy([&] { mapTurns.erase("b1"); }), "a4 ");  // had none for longest
     EXPECT_EQ(begunBy([&] { want("a5"), want("c2"), mapTurns.erase("c1"); }), "b2 ");
     EXPECT_EQ(begunBy([&] { mapTurns.erase("b2"); }), "c2 ");
-    EXPECT_EQ(begunBy([&] { mapTurns.erase("c2"); }), "a5 ");  // beside a4: nobody else waits
+    EXPECT_EQ(begunBy([&] { want("c3"), mapTurns.erase("c2"); }), "c3 ");  // a4 still lasts
+    EXPECT_EQ(begunBy([&] { mapTurns.erase("c3"); }), "a5 ");  // beside a4: nobody else waits
     EXPECT_EQ(begunBy([&] { want("b3"), turns.Stop(), mapTurns.clear(); }), "");
 }
 
@@ -261,13 +248,10 @@ TEST_F(FormulaServeTest, ManyOfOneUserDoNotHoldUpAnother) {
     Add(Bob(), "F", "A = 1 / (CLOSE - 110000)");
     constexpr size_t kMany = 8, kLeave = 2;
     std::vector<std::unique_ptr<ServerClient>> clients;
-    while (clients.size() < kMany + kLeave) {
-        clients.push_back(std::make_unique<ServerClient>(*m_pServer));
-        clients.back()->LogIn("alice", "secret");
-    }
+    while (clients.size() < kMany + kLeave) clients.push_back(LoggedIn("alice"));
     auto request = CalcRequest("F", 0);
     strcpy(request.szParam, "N=20000000");
-    for (const auto& pClient : clients) pClient->SendBody(6056, 10, request);
+    for (const auto& pClient : clients) pClient->Send(6056, 10, Bytes(request));
     clients.resize(kMany);  // the others leave while their formulas wait
     Calc(Bob(), CalcRequest("F", 0));
     for (const auto& pClient : clients) EXPECT_TRUE(pClient->Receive());
@@ -301,30 +285,15 @@ TEST_F(FormulaServeTest, NothingTakesTheServerDown) {
                                                   {6052, std::string(23, 'x')},
                                                   {6054, std::string(25, 'x')},
                                                   {6056, std::string(203, '\0')}}) {
-        ServerClient client(*m_pServer);
-        client.LogIn("alice", "secret");
-        client.Send(nType, 1, strBad);
-        EXPECT_TRUE(client.IsClosedByServer()) << nType;
-    }
-    uint32_t nRandom = 1;
-    for (int i = 0; i < 300; ++i) {
-        std::string strText = "A = CLOSE ";
-        for (int n = i % 60; n > 0; --n) {
-            nRandom = nRandom * 1664525 + 1013904223;
-            strText += "=<>~()[]{}+-*/^%#.,:; \nAn0\"'\\\x80orif"[nRandom >> 24 & 31];
-        }
-        Add(Alice(), "R", strText);
+        const auto pClient = LoggedIn("alice");
+        pClient->Send(nType, 1, strBad);
+        EXPECT_TRUE(pClient->IsClosedByServer()) << nType << " " << strBad.size();
     }
     // Formulas that work as long as they may hold up neither logins nor data.
     Alice().Send(6050, 1, AddBody("L", "while true do end"));
     Alice().Send(6050, 2, AddBody("L", "while true do end"));
     Bob().Send(6050, 3, AddBody("L", "t = {} while true do t[1] = {t[1]} end"));
-    ServerClient client(*m_pServer);
-    EXPECT_EQ(client.LogIn("bob", "secret").As<ZPMDefine_LoginAnswer>().nResult, 1);
-    ZPMDefine_RequestCodeTable codes{};
-    memcpy(codes.chMarket, "SH", 2);
-    client.SendBody(116, 1, codes);
-    EXPECT_TRUE(client.Receive());
+    EXPECT_EQ(LoggedIn("bob")->Codes("SH").size(), 1U);
     for (auto* pClient : {&Alice(), &Alice(), &Bob()}) {
         const Message message = pClient->Receive().value_or(Message{});
         EXPECT_EQ(message.As<ZPMDefine_AddFormulaAnswer>().nResult, 1);

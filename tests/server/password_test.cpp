@@ -7,7 +7,7 @@
 
 #include <cstring>
 
-#include "support/server_process.h"
+#include "server/test_store.h"
 
 namespace qrx::test {
 namespace {
@@ -18,37 +18,35 @@ bool Echoes(int fd) {
 }
 
 TEST(Password, IsAskedForWithoutEcho) {
-    if (!HaveServer()) GTEST_SKIP() << "qrx-server is not built here";
-    const ScratchFolder folder;
-    const std::string strDb = folder.Path("store.db");
-    ASSERT_EQ(RunServerCommand({"init", "--db", strDb}).nExit, 0);
+    const TestStore store;
     const struct {
         const char *szTyped, *szUsers;
         int nExit;
     } kCases[] = {
         {"one\ntwo\n", "", 1}, {"\n\n", "", 1}, {"\x03", "", 1}, {"one\none\n", "bob\tSH\n", 0}};
     for (const auto& c : kCases) {
+        SCOPED_TRACE(c.szTyped);
         int fd = -1;
         const pid_t nPid = forkpty(&fd, nullptr, nullptr, nullptr);
         if (nPid == 0) {
             execl(QRX_BUILD_DIR "/qrx-server", "qrx-server", "user", "add", "bob", "--markets",
-                  "SH", "--db", strDb.c_str(), nullptr);
+                  "SH", "--db", store.m_strDb.c_str(), nullptr);
             _exit(127);
         }
         for (int i = 0; i < 500 && Echoes(fd); ++i) usleep(10000);
-        EXPECT_FALSE(Echoes(fd)) << c.szTyped;
+        EXPECT_FALSE(Echoes(fd));
         EXPECT_GT(write(fd, c.szTyped, strlen(c.szTyped)), 0);
         int nStatus = 0;
         waitpid(nPid, &nStatus, 0);
         EXPECT_TRUE(WIFEXITED(nStatus));
-        EXPECT_EQ(WEXITSTATUS(nStatus), c.nExit) << c.szTyped;
-        EXPECT_TRUE(Echoes(fd)) << c.szTyped;
+        EXPECT_EQ(WEXITSTATUS(nStatus), c.nExit);
+        EXPECT_TRUE(Echoes(fd));
         char shown[1000];
         const ssize_t n = read(fd, shown, sizeof shown);
         EXPECT_EQ(std::string(shown, n > 0 ? static_cast<size_t>(n) : 0).find("one"),
                   std::string::npos);
         close(fd);
-        EXPECT_EQ(RunServerCommand({"user", "list", "--db", strDb}).strOutput, c.szUsers);
+        EXPECT_EQ(store.Command({"user", "list"}).strOutput, c.szUsers);
     }
 }
 

@@ -1,15 +1,12 @@
 // Files of real bars go in by import's options and come back through the library, and every row
 // agrees. The files are read a second time here, in the plainest way. They are not part of the
 // project: the folder is named by QRX_REAL_DATA, and without it these tests are skipped.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <filesystem>
 
 #include "server/csv_table.h"
-#include "support/scripted_server.h"
-#include "support/server_process.h"
+#include "server/test_store.h"
 
 namespace qrx::test {
 namespace {
@@ -114,28 +111,16 @@ void AddRows(const Table& table, const BarFile& file, RowMap& rows) {
     }
 }
 
-class RealBarsTest : public testing::TestWithParam<BarFile> {
-protected:
-    void Must(std::vector<std::string> vecArguments) {
-        vecArguments.insert(vecArguments.end(), {"--db", m_folder.Path("store.db")});
-        const auto result = RunServerCommand(vecArguments);
-        ASSERT_EQ(0, result.nExit) << result.strOutput;
-    }
-    ScratchFolder m_folder;
-};
+class RealBarsTest : public StoreTest, public testing::WithParamInterface<BarFile> {};
 
 TEST_P(RealBarsTest, EveryRowComesBack) {
     const char* szFolder = std::getenv("QRX_REAL_DATA");
     if (szFolder == nullptr) GTEST_SKIP() << "QRX_REAL_DATA names no folder of real data";
-    if (!HaveServer()) GTEST_SKIP() << "qrx-server is not built here";
     const BarFile& file = GetParam();
     const std::string strCode = file.szCode;
     const bool bIndex = strCode.starts_with("000300") || strCode.starts_with("000905");
-    Must({"init"});
-    Must({"user", "add", "user", "--markets", "SH,SZ,SHF,CF", "--password-file",
-          m_folder.Write("password", "secret\n")});
-    Must({"import", "codes", "--set", std::string("type=") + (bIndex ? "index" : "stock"),
-          m_folder.Write("codes.csv", "code\n" + strCode + "\n")});
+    AddUser("user", "SH,SZ,SHF,CF");
+    Import("codes", "code,type\n" + strCode + (bIndex ? ",index\n" : ",stock\n"));
 
     const std::string strPath = std::string(szFolder) + "/" + file.szFiles;
     std::vector<std::string> vecFiles = {strPath};
@@ -161,7 +146,7 @@ TEST_P(RealBarsTest, EveryRowComesBack) {
     ASSERT_NO_FATAL_FAILURE(Must(vecCommand));
     ASSERT_GT(rows.size(), 200U);
 
-    const ServerProcess server(m_folder, m_folder.Path("store.db"));
+    const ServerProcess server(m_folder, m_strDb);
     Session session(server.Port(), 60);
     ASSERT_NE(session.Get(), nullptr) << session.Login().szInfo;
     auto request = RequestFor<QRXDefine_ReqKLine>(file.szCode, 19900101, 20301231);

@@ -2,43 +2,23 @@
 // agrees. The files are read a second time here, in the plainest way. They are not part of the
 // project: the folder is named by QRX_REAL_DATA, and without it these tests are skipped.
 #include "server/csv_table.h"
-#include "server/server_client.h"
+#include "server/test_store.h"
 
 namespace qrx::test {
 namespace {
 
-class RealDataTest : public testing::Test {
+class RealDataTest : public StoreTest {
 protected:
     void SetUp() override {
         const char* szFolder = std::getenv("QRX_REAL_DATA");
         if (szFolder == nullptr) GTEST_SKIP() << "QRX_REAL_DATA names no folder of real data";
-        if (!HaveServer()) GTEST_SKIP() << "qrx-server is not built here";
         m_strData = std::string(szFolder) + "/";
-        m_strDb = m_folder.Path("store.db");
-        Must({"init"});
-        Must({"user", "add", "alice", "--markets", "SH,SZ,SHF", "--password-file",
-              m_folder.Write("password", "secret\n")});
-        Must({"import", "codes",
-              m_folder.Write("codes.csv",
-                             "code,type\n600519.SH,stock\n600103.SH,stock\n600332.SH,stock\n"
-                             "688233.SH,stock\n000400.SZ,stock\nru1901.SHF,future\n")});
-    }
-    void Must(std::vector<std::string> vecArguments) {
-        vecArguments.insert(vecArguments.end(), {"--db", m_strDb});
-        const auto result = RunServerCommand(vecArguments);
-        ASSERT_EQ(0, result.nExit) << result.strOutput;
-    }
-    template <class Head, class Record, class Request>
-    std::vector<Record> Fetch(int nType, const Request& request) {
-        const ServerProcess server(m_folder, m_strDb);
-        ServerClient client(server);
-        client.LogIn("alice", "secret");
-        client.SendBody(nType, 1, request);
-        return DecodeAnswer<Head, Record>(client.ReceiveAnswer<Head>());
+        AddUser("alice", "SH,SZ,SHF");
+        Import("codes",
+               "code,type\n600519.SH,stock\n600103.SH,stock\n600332.SH,stock\n688233.SH,stock\n"
+               "000400.SZ,stock\nru1901.SHF,future\n");
     }
 
-    ScratchFolder m_folder;
-    std::string m_strDb;
     std::string m_strData;
 };
 
@@ -49,8 +29,8 @@ TEST_F(RealDataTest, AStocksDayOfTrades) {
           "OfferApplSeqNum=ask_order,LastPx=price,LastQty=volume,ExecType=side",
           "--decimals", "3", "--volume-unit", "0.001", "--time", "hhmmsscc"});
     const Table table(strFile);
-    const auto trades = Fetch<ZPMDefine_SaveData_Head, ZPMDefine_Transaction_v2>(
-        ID_ZPMTELE_REQ_SAVEDATA, SaveRequest("600519", "SH", 20230207, 0));
+    const auto trades = Fetch<ZPMDefine_Transaction_v2>(ID_ZPMTELE_REQ_SAVEDATA,
+                                                        SaveRequest("600519.SH", 20230207, 0));
     ASSERT_EQ(table.vecRows.size(), trades.size());
     int64_t nVolume = 0;
     for (size_t i = 0; i < trades.size(); ++i) {
@@ -74,8 +54,8 @@ TEST_F(RealDataTest, AStocksDayOfOrders) {
           "OrdType=kind",
           "--decimals", "3", "--volume-unit", "0.001", "--time", "hhmmsscc"});
     const Table table(strFile);
-    const auto orders = Fetch<ZPMDefine_SaveData_Head, ZPMDefine_Order_v2>(
-        ID_ZPMTELE_REQ_SAVEDATA, SaveRequest("600519", "SH", 20230207, 2));
+    const auto orders =
+        Fetch<ZPMDefine_Order_v2>(ID_ZPMTELE_REQ_SAVEDATA, SaveRequest("600519.SH", 20230207, 2));
     ASSERT_EQ(table.vecRows.size(), orders.size());
     for (size_t i = 0; i < orders.size(); ++i) {
         const auto& order = orders[i];
@@ -100,8 +80,8 @@ TEST_F(RealDataTest, AStocksDayOfTicksInWholeNumbers) {
           "--decimals", "3", "--volume-unit", "0.001", "--turnover-unit", "0.00001", "--time",
           "hhmmss", "--volume", "cumulative"});
     const Table table(strFile);
-    const auto ticks = Fetch<ZPMDefine_TickData_Head, ZPMDefine_Tick_AB_Night>(
-        ID_ZPMTELE_REQ_TICK_NIGHT, TickRequest("600519", "SH", 20230207, 3));
+    const auto ticks = Fetch<ZPMDefine_Tick_AB_Night>(ID_ZPMTELE_REQ_TICK_NIGHT,
+                                                      TickRequest("600519.SH", 20230207, 3));
     ASSERT_EQ(table.vecRows.size(), ticks.size());
     int64_t nVolume = 0;
     for (size_t i = 0; i < ticks.size(); ++i) {
@@ -136,13 +116,11 @@ TEST_F(RealDataTest, AStocksDayOfTicksInDecimals) {
           "HighPx=high,LowPx=low,BuyPrice*=bid_price*,BuyOrderQty*=bid_volume*,"
           "SellPrice*=ask_price*,SellOrderQty*=ask_volume*"});
     const Table table(strFile);
-    const auto ticks = Fetch<ZPMDefine_TickData_Head, ZPMDefine_Tick_AB_Night>(
-        ID_ZPMTELE_REQ_TICK_NIGHT, TickRequest("000400", "SZ", 20220601, 3));
+    const auto ticks = Fetch<ZPMDefine_Tick_AB_Night>(ID_ZPMTELE_REQ_TICK_NIGHT,
+                                                      TickRequest("000400.SZ", 20220601, 3));
     ASSERT_EQ(table.vecRows.size(), ticks.size());
     for (size_t i = 0; i < ticks.size(); ++i) {
-        std::string strTime = table.Text(i, "MDTime");  // 09:15:00.000
-        for (const size_t nAt : {8U, 5U, 2U}) strTime.erase(nAt, 1);
-        ASSERT_EQ(std::atoi(strTime.c_str()), +ticks[i].nTime);
+        ASSERT_EQ(table.Number(i, "MDTime", 1000), +ticks[i].nTime);  // 09:15:00.000
         ASSERT_EQ(table.Number(i, "LastPx", 10000), +ticks[i].nPrice);
         ASSERT_EQ(table.Number(i, "TotalValueTrade", 10000), +ticks[i].iAccTurnover);
         for (int k = 0; k < 10; ++k) {
@@ -161,8 +139,8 @@ TEST_F(RealDataTest, OrderQueuesOfBothSides) {
           "OfferOrders*=ask_item*"});
     const Table table(strFile);
     for (const char* szCode : {"600103", "600332", "688233"}) {
-        const auto queues = Fetch<ZPMDefine_SaveData_Head, ZPMDefine_OrderQueue>(
-            ID_ZPMTELE_REQ_SAVEDATA, SaveRequest(szCode, "SH", 20211201, 1));
+        const auto queues = Fetch<ZPMDefine_OrderQueue>(
+            ID_ZPMTELE_REQ_SAVEDATA, SaveRequest(szCode + std::string(".SH"), 20211201, 1));
         size_t nNext = 0;
         for (size_t i = 0; i < table.vecRows.size(); ++i) {
             if (table.Text(i, "SecurityID") != szCode) continue;
@@ -213,10 +191,8 @@ TEST_F(RealDataTest, FuturesSnapshotsWithTheirNights) {
         vecTables.emplace_back(vecCommand.back());
     }
     Must(vecCommand);
-    ZPMDefine_RequestFuture request{
-        {'r', 'u', '1', '9', '0', '1'}, {'S', 'H', 'F'}, 20181012, 0, -1};
-    const auto snapshots =
-        Fetch<ZPMDefine_Future_Head, ZPMDefine_Future_AB_Night>(ID_ZPMTELE_REQ_FUTURE_AB, request);
+    const auto snapshots = Fetch<ZPMDefine_Future_AB_Night>(ID_ZPMTELE_REQ_FUTURE_AB,
+                                                            FutureRequest("ru1901.SHF", 20181012));
     size_t nNext = 0;
     int64_t nVolume = 0;
     int64_t nTurnover = 0;
@@ -225,12 +201,11 @@ TEST_F(RealDataTest, FuturesSnapshotsWithTheirNights) {
             if (table.Text(i, "TradingDay") != "20181012") continue;
             ASSERT_LT(nNext, snapshots.size());
             const auto& snapshot = snapshots[nNext++];
-            std::string strTime = table.Text(i, "UpdateTime") + table.Text(i, "UpdateMillisec");
-            for (const size_t nAt : {5U, 2U}) strTime.erase(nAt, 1);
             nVolume += snapshot.iVolume;
             nTurnover += snapshot.iTurnover;
             ASSERT_EQ(table.Number(i, "ActionDay"), +snapshot.nDate);
-            ASSERT_EQ(std::atoi(strTime.c_str()), +snapshot.nTime);
+            ASSERT_EQ(table.Number(i, "UpdateTime", 1000) + table.Number(i, "UpdateMillisec"),
+                      +snapshot.nTime);
             ASSERT_EQ(table.Number(i, "LastPrice", 10000), +snapshot.nValue0);
             ASSERT_EQ(table.Number(i, "Volume"), nVolume);
             ASSERT_EQ(table.Number(i, "Turnover", 10000), nTurnover);
@@ -242,24 +217,6 @@ TEST_F(RealDataTest, FuturesSnapshotsWithTheirNights) {
     }
     EXPECT_EQ(nNext, snapshots.size());
     EXPECT_GT(nNext, 30000U);
-
-    // The files have nothing in the pre-open range, so that the completed day is empty throughout.
-    Must({"user", "add", "user", "--markets", "SHF", "--password-file",
-          m_folder.Write("password", "secret\n")});
-    const ServerProcess server(m_folder, m_strDb);
-    Session session(server.Port());
-    auto asked = RequestFor<QRXDefine_ReqFuture>("RU1901.SHF", 20181012, 20181012);
-    asked.nAutoComplete = 1;
-    QRXDefine_FutureAB* pSlots = nullptr;
-    int nSlots = 0;
-    ASSERT_EQ(QRX_GetFutureAB(session.Get(), &asked, &pSlots, &nSlots), QRX_OK);
-    ASSERT_EQ(nSlots, 28803);
-    for (int i = 0; i < nSlots; ++i) {
-        ASSERT_EQ(+pSlots[i].nValue0, 0) << i;
-        ASSERT_EQ(+pSlots[i].iVolume, 0) << i;
-    }
-    EXPECT_EQ(+pSlots[28802].nTime, 150000000);
-    QRX_Free(pSlots);
 }
 
 }  // namespace

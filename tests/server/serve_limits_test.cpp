@@ -3,24 +3,14 @@
 #include <iterator>
 #include <sstream>
 
-#include "server/server_client.h"
+#include "server/test_store.h"
 
 namespace qrx::test {
 namespace {
 
-class ServeLimits : public testing::Test {
+class ServeLimits : public StoreTest {
 protected:
-    void SetUp() override {
-        if (!HaveServer()) GTEST_SKIP() << "qrx-server is not built here";
-        m_strDb = m_folder.Path("store.db");
-        ASSERT_EQ(0, RunServerCommand({"init", "--db", m_strDb}).nExit);
-        ASSERT_EQ(0, RunServerCommand({"user", "add", "alice", "--markets", "SH", "--password-file",
-                                       m_folder.Write("password", "secret\n"), "--db", m_strDb})
-                         .nExit);
-    }
-
-    ScratchFolder m_folder;
-    std::string m_strDb;
+    void SetUp() override { AddUser("alice", "SH"); }
 };
 
 TEST_F(ServeLimits, MoreConnectionsThanAllowedAreTurnedAway) {
@@ -41,12 +31,10 @@ TEST_F(ServeLimits, MoreConnectionsThanAllowedAreTurnedAway) {
 
 TEST_F(ServeLimits, AClientMayRestSoLongAndNoLonger) {
     const ServerProcess server(m_folder, m_strDb, {"--idle", "1", "--stall", "60"});
-    ServerClient client(server);
-    client.LogIn("alice", "secret");
+    ServerClient client(server, "alice");
     EXPECT_TRUE(client.IsClosedByServer());  // it would wait for 20 seconds
     const ServerProcess other(m_folder, m_strDb, {"--idle", "60", "--stall", "1"});
-    ServerClient slow(other);
-    slow.LogIn("alice", "secret");
+    ServerClient slow(other, "alice");
     slow.SendBytes("HS");  // the first bytes of a head
     EXPECT_TRUE(slow.IsClosedByServer());
     const auto said = [&] {
@@ -62,9 +50,8 @@ TEST_F(ServeLimits, ValuesThatServeNobodyAreRefusedByName) {
           "serve --max-connections 99999999999999", "serve --listen nowhere", "simulate --days 0",
           "simulate --end 20240230", "simulate --end 2024-01-05", "simulate --market SHH"}) {
         std::istringstream words(szCommand);
-        std::vector<std::string> vec{std::istream_iterator<std::string>(words), {}};
-        vec.insert(vec.end(), {"--db", m_strDb});
-        const auto result = RunServerCommand(vec);
+        const std::vector<std::string> vec{std::istream_iterator<std::string>(words), {}};
+        const auto result = Command(vec);
         EXPECT_NE(0, result.nExit) << szCommand;
         EXPECT_NE(std::string::npos, result.strOutput.find(vec[1])) << result.strOutput;
     }
@@ -72,46 +59,42 @@ TEST_F(ServeLimits, ValuesThatServeNobodyAreRefusedByName) {
 
 TEST_F(ServeLimits, ASecondServerCannotTakeThePortAndSaysSo) {
     const ServerProcess server(m_folder, m_strDb);
-    const auto result =
-        RunServerCommand({"serve", "--db", m_strDb, "--port", std::to_string(server.Port())});
-    EXPECT_EQ(1, result.nExit);
-    EXPECT_NE(std::string::npos, result.strOutput.find("in use")) << result.strOutput;
+    ExpectRefused(Command({"serve", "--port", std::to_string(server.Port())}), "in use");
 }
 
 TEST_F(ServeLimits, UsersAndStoresAreGuarded) {
-    const std::string strLong = m_folder.Write("long", std::string(32, 'p') + "\n");
-    const std::string strFits = m_folder.Write("fits", std::string(31, 'p') + "\n");
-    const std::string strEmpty = m_folder.Write("empty", "\n");
-    const auto add = [&](const std::string& strName, const std::string& strMarkets,
-                         const std::string& strPassword) {
-        return RunServerCommand({"user", "add", strName, "--markets", strMarkets, "--password-file",
-                                 strPassword, "--db", m_strDb});
+    const std::string strFits(31, 'p');
+    std::string strMarkets = "SH";
+    for (int i = 0; i < 31; ++i) strMarkets += ",M" + std::to_string(i);
+    const struct {
+        std::string strName, strMarkets, strPassword, strRefusal;
+    } kRefused[] = {
+        {"seventeen-letters", "SH", strFits, "a user name has 1 to 16 bytes"},
+        {"bob", "SH", strFits + "p", "a password has 1 to 31 bytes"},
+        {"bob", "SH", "", "a password has 1 to 31 bytes"},
+        {"bob", "SHANG", strFits, "a market has 1 to 4 characters: SHANG"},
+        {"bob", strMarkets, strFits, "a user has at most 31 markets"},
+        {"alice", "SH", strFits, "user alice exists already"},
     };
-    EXPECT_EQ(1, add("seventeen-letters", "SH", strFits).nExit);
-    EXPECT_EQ(0, add("sixteen--letters", "SH,CF,sh", strFits).nExit);
-    EXPECT_EQ(1, add("bob", "SH", strLong).nExit);
-    EXPECT_EQ(1, add("bob", "SH", strEmpty).nExit);
-    EXPECT_EQ(1, add("bob", "SHANG", strFits).nExit);
-    EXPECT_EQ(1, add("alice", "SH", strFits).nExit);
-    const auto terminal = RunServerCommand({"user", "add", "bob", "--db", m_strDb});
-    EXPECT_EQ(1, +terminal.nExit);
-    EXPECT_NE(std::string::npos, terminal.strOutput.find("no terminal")) << terminal.strOutput;
-    EXPECT_EQ("alice\tSH\nsixteen--letters\tSH,CF\n",
-              RunServerCommand({"user", "list", "--db", m_strDb}).strOutput);
+    for (const auto& row : kRefused) {
+        ExpectRefused(TryUser(row.strName, row.strMarkets, row.strPassword), row.strRefusal);
+    }
+    EXPECT_EQ(0, TryUser("sixteen--letters", "SH,CF,sh", strFits).nExit);
+    ExpectRefused(Command({"user", "add", "bob"}), "no terminal");
+    EXPECT_EQ("alice\tSH\nsixteen--letters\tSH,CF\n", Command({"user", "list"}).strOutput);
     {
         // Names and passwords that fill their fields have no NUL on the wire.
         const ServerProcess server(m_folder, m_strDb);
         ServerClient client(server);
-        EXPECT_EQ(1, client.LogIn("sixteen--letters", std::string(31, 'p'))
-                         .As<ZPMDefine_LoginAnswer>()
-                         .nResult);
+        EXPECT_EQ(1, client.LogIn("sixteen--letters", strFits).As<ZPMDefine_LoginAnswer>().nResult);
     }
-    EXPECT_EQ(0, RunServerCommand({"user", "remove", "alice", "--db", m_strDb}).nExit);
-    EXPECT_EQ(1, RunServerCommand({"user", "remove", "alice", "--db", m_strDb}).nExit);
+    Must({"user", "remove", "alice"});
+    ExpectRefused(Command({"user", "remove", "alice"}), "there is no user alice");
 
-    EXPECT_EQ(1, RunServerCommand({"init", "--db", m_strDb}).nExit);  // exists
-    EXPECT_EQ(1, RunServerCommand({"serve", "--db", m_folder.Path("no.db")}).nExit);
-    EXPECT_EQ(1, RunServerCommand({"serve", "--db", strFits}).nExit);  // no store
+    ExpectRefused(Command({"init"}), "exists already");
+    ExpectRefused(RunServerCommand({"serve", "--db", m_folder.Path("no.db")}), "does not exist");
+    ExpectRefused(RunServerCommand({"serve", "--db", m_folder.Write("text", "no store")}),
+                  "not a database");
 }
 
 }  // namespace

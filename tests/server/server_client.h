@@ -22,6 +22,13 @@
 
 namespace qrx::test {
 
+// The heads of the packets that answer each request.
+ZPMDefine_TickData_Head HeadOf(const ZPMDefine_RequestTickData&);
+ZPMDefine_SaveData_Head HeadOf(const ZPMDefine_RequestSaveData&);
+ZPMDefine_Future_Head HeadOf(const ZPMDefine_RequestFuture&);
+ZPMDefine_KData_Head HeadOf(const ZPMDefine_RequestKData&);
+ZPMDefine_KData_Option_Head HeadOf(const ZPMDefine_RequestKData_Option&);
+
 class ServerClient {
 public:
     explicit ServerClient(const ServerProcess& server) : m_nFd(socket(AF_INET, SOCK_STREAM, 0)) {
@@ -33,6 +40,9 @@ public:
         const timeval patience{20, 0};
         setsockopt(m_nFd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     }
+    ServerClient(const ServerProcess& server, const std::string& strUser) : ServerClient(server) {
+        EXPECT_EQ(1, LogIn(strUser, "secret").As<ZPMDefine_LoginAnswer>().nResult) << strUser;
+    }
     ~ServerClient() { close(m_nFd); }
     ServerClient(const ServerClient&) = delete;
     ServerClient& operator=(const ServerClient&) = delete;
@@ -41,16 +51,7 @@ public:
         send(m_nFd, strBytes.data(), strBytes.size(), MSG_NOSIGNAL);
     }
     void Send(int nType, int nId, const std::string& strBody) {
-        ZPMDefine_MessageHead head{PROTOCAL_NUMBER,
-                                   static_cast<int16_t>(nType),
-                                   static_cast<int32_t>(strBody.size()),
-                                   {},
-                                   nId};
-        SendBytes(std::string(reinterpret_cast<const char*>(&head), sizeof head) + strBody);
-    }
-    template <class Body>
-    void SendBody(int nType, int nId, const Body& body) {
-        Send(nType, nId, std::string(reinterpret_cast<const char*>(&body), sizeof body));
+        SendBytes(Packet(nType, nId, strBody));
     }
 
     // Nothing when the server closed the connection (or said nothing for 20 s).
@@ -61,6 +62,17 @@ public:
         if (!Read(message.strBody.data(), message.strBody.size())) return std::nullopt;
         return message;
     }
+    // The answer in one packet, of this type and of the same id; empty when there was none.
+    Message Ask(int nType, const std::string& strBody, int nAnswer) {
+        Send(nType, ++m_nLastId, strBody);
+        const auto message = Receive();
+        EXPECT_TRUE(message) << "no answer";
+        if (!message) return {};
+        EXPECT_EQ(PROTOCAL_NUMBER, message->head.sFlags);
+        EXPECT_EQ(nAnswer, message->head.sDataType);
+        EXPECT_EQ(m_nLastId, message->head.nRequestID);
+        return *message;
+    }
     // True when the server ended the connection and sent nothing more.
     bool IsClosedByServer() {
         char c;
@@ -70,14 +82,21 @@ public:
 
     Message LogIn(const std::string& strUser, const std::string& strPassword) {
         ZPMDefine_Login login{};
-        memcpy(login.chUser, strUser.data(), std::min(strUser.size(), sizeof login.chUser));
-        memcpy(login.chPassword, strPassword.data(),
-               std::min(strPassword.size(), sizeof login.chPassword));
+        strUser.copy(login.chUser, sizeof login.chUser);
+        strPassword.copy(login.chPassword, sizeof login.chPassword);
         memcpy(login.chCompany, "GQCOMP", 6);
-        SendBody(ID_ZPMTELE_LOGIN, 0, login);
-        const auto answer = Receive();
-        EXPECT_TRUE(answer);
-        return answer.value_or(Message{});
+        return Ask(ID_ZPMTELE_LOGIN, Bytes(login), ID_ZPMTELE_LOGIN_ANSWER);
+    }
+
+    std::vector<ZPMDefine_CodeTable_Item> Codes(std::string strMarket) {
+        strMarket.resize(8);
+        const Message message = Ask(ID_ZPMTELE_REQ_CODETABLE, strMarket, ID_ZPMTELE_CODETABLE);
+        const auto head = message.As<ZPMDefine_CodeTable_Head>();
+        std::vector<ZPMDefine_CodeTable_Item> vec(static_cast<size_t>(head.nTotalItems));
+        EXPECT_EQ(52, head.nItemSize);
+        EXPECT_EQ(12 + 52 * vec.size(), message.strBody.size());
+        memcpy(vec.data(), message.strBody.data() + 12, 52 * vec.size());
+        return vec;
     }
 
     // Every packet of an answer up to the one with the last mark.
@@ -92,6 +111,28 @@ public:
         } while (vec.back().As<Head>().nLastPacket == 0);
         return vec;
     }
+    // The records of an answer, and its packets.
+    template <class Record, class Request>
+    std::vector<Record> Fetch(int nType, const Request& request,
+                              std::vector<Message>* pMessages = nullptr) {
+        using Head = decltype(HeadOf(request));
+        Send(nType, ++m_nLastId, Bytes(request));
+        const auto vecMessages = ReceiveAnswer<Head>();
+        std::vector<Record> vec;
+        for (const auto& message : vecMessages) {
+            EXPECT_EQ(m_nLastId, message.head.nRequestID);
+            const auto head = message.template As<Head>();
+            const size_t nAt = vec.size();
+            vec.resize(nAt + static_cast<size_t>(head.nItems));
+            std::string strStream = message.strBody.substr(sizeof head);
+            const auto nLen = static_cast<int>(strStream.size());
+            strStream.append(8, '\0');
+            EXPECT_EQ(nLen,
+                      codec::DecodeStream(strStream.data(), nLen, vec.data() + nAt, head.nItems));
+        }
+        if (pMessages != nullptr) *pMessages = vecMessages;
+        return vec;
+    }
 
 private:
     bool Read(void* pTo, size_t nBytes) {
@@ -99,46 +140,31 @@ private:
     }
 
     int m_nFd;
+    int m_nLastId = 40;
 };
 
-template <class Head, class Record>
-std::vector<Record> DecodeAnswer(const std::vector<Message>& vecMessages) {
-    std::vector<Record> vec;
-    for (const auto& message : vecMessages) {
-        const auto head = message.As<Head>();
-        const size_t nAt = vec.size();
-        vec.resize(nAt + static_cast<size_t>(head.nItems));
-        std::string strStream = message.strBody.substr(sizeof head);
-        const auto nLen = static_cast<int>(strStream.size());
-        strStream.append(8, '\0');
-        const int nRead =
-            qrx::codec::DecodeStream(strStream.data(), nLen, vec.data() + nAt, head.nItems);
-        EXPECT_EQ(nLen, nRead);
-    }
-    return vec;
+// A request for a security, "600000.SH", and a day of it.
+template <class Request>
+Request RequestOf(const std::string& strSecurity, int nDate = 0) {
+    Request request{};
+    const size_t nDot = strSecurity.find('.');
+    strSecurity.copy(request.chCode, std::min(nDot, sizeof request.chCode));
+    strSecurity.copy(request.chMarket, sizeof request.chMarket, nDot + 1);
+    if constexpr (requires { request.nDate; }) request.nDate = nDate;
+    return request;
 }
-
-inline ZPMDefine_RequestTickData TickRequest(const char* szCode, const char* szMarket, int nDate,
-                                             int nFlags) {
-    ZPMDefine_RequestTickData request{};
-    memcpy(request.chCode, szCode, strnlen(szCode, 8));
-    memcpy(request.chMarket, szMarket, strnlen(szMarket, 4));
+inline auto TickRequest(const std::string& strSecurity, int nDate, int nFlags) {
+    auto request = RequestOf<ZPMDefine_RequestTickData>(strSecurity, nDate);
     request.nFlags = nFlags;
-    request.nDate = nDate;
-    request.nEndTime = -1;
-    request.nReqMark = 0x80000000U;
     return request;
 }
-
-inline ZPMDefine_RequestSaveData SaveRequest(const char* szCode, const char* szMarket, int nDate,
-                                             int nKind) {
-    ZPMDefine_RequestSaveData request{};
-    memcpy(request.chCode, szCode, strnlen(szCode, 8));
-    memcpy(request.chMarket, szMarket, strnlen(szMarket, 4));
-    request.nDate = nDate;
+inline auto SaveRequest(const std::string& strSecurity, int nDate, int nKind) {
+    auto request = RequestOf<ZPMDefine_RequestSaveData>(strSecurity, nDate);
     request.nDataKind = nKind;
-    request.nEndTime = -1;
     return request;
+}
+inline auto FutureRequest(const std::string& strSecurity, int nDate) {
+    return RequestOf<ZPMDefine_RequestFuture>(strSecurity, nDate);
 }
 
 }  // namespace qrx::test

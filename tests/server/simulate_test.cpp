@@ -1,6 +1,7 @@
 // The simulator's days against an independent account of them: sums over trades, and session times
 // written by hand.
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <map>
 #include <set>
@@ -122,68 +123,61 @@ TEST(Simulate, BarsTicksAndSnapshotsAgreeWithTheTrades) {
 struct HandSegment {
     int nDate, nPreOpen, nBegin, nEndDate, nEnd;
 };
-std::vector<HandSegment> WithDay(std::vector<HandSegment> vecNight, int nDate) {
-    vecNight.push_back({nDate, 85900500, 90000000, nDate, 101500000});
-    vecNight.push_back({nDate, 0, 103000000, nDate, 113000000});
-    vecNight.push_back({nDate, 0, 133000000, nDate, 150000000});
-    return vecNight;
+using Segments = std::vector<HandSegment>;
+
+Segments Commodity(int nDate, const Segments& night) {
+    Segments all = night;
+    all.push_back({nDate, 85900500, 90000000, nDate, 101500000});
+    all.push_back({nDate, 0, 103000000, nDate, 113000000});
+    all.push_back({nDate, 0, 133000000, nDate, 150000000});
+    return all;
 }
 
 TEST(Simulate, RecordsLieInTheSessions) {
     const auto night = [](int nDate, int nEndDate, int nEnd) {
-        return std::vector<HandSegment>{{nDate, 205900500, 210000000, nEndDate, nEnd}};
+        return Segments{{nDate, 205900500, 210000000, nEndDate, nEnd}};
     };
+    const Segments kFinancial = {{kMonday, 91400500, 91500000, kMonday, 113000000},
+                                 {kMonday, 0, 130000000, kMonday, 151500000}};
+    const Segments kStock = {{kMonday, 0, 93000000, kMonday, 113000000},
+                             {kMonday, 0, 130000000, kMonday, 150000000}};
     const struct {
         const char* szMarket;
         const char* szCode;
         int nDay;
-        std::vector<HandSegment> vecSegments;
+        Segments night;
+        Segments all = Commodity(nDay, night);
     } cases[] = {
-        {"SHF", "au2403", kMonday, WithDay(night(20240112, 20240113, 23000000), kMonday)},
-        {"SHF", "ag2403", 20240117, WithDay(night(20240116, 20240117, 23000000), 20240117)},
-        {"SHF", "cu2403", kMonday, WithDay(night(20240112, 20240113, 10000000), kMonday)},
-        {"SHF", "rb2403", kMonday, WithDay(night(20240112, 20240113, 10000000), kMonday)},
-        {"SHF", "ru2403", kMonday, WithDay(night(20240112, 20240112, 230000000), kMonday)},
-        {"SHF", "wr2403", kMonday, WithDay({}, kMonday)},
-        {"DCE", "jm2403", kMonday, WithDay(night(20240112, 20240113, 23000000), kMonday)},
-        {"DCE", "p2403", 20240301, WithDay(night(20240229, 20240301, 23000000), 20240301)},
-        {"DCE", "a2403", kMonday, WithDay({}, kMonday)},
-        {"DCE", "c2403-c-2400", kMonday, WithDay({}, kMonday)},
-        {"CZC", "SR403", kMonday, WithDay(night(20240112, 20240112, 233000000), kMonday)},
-        {"CZC", "TA403", kMonday, WithDay(night(20240112, 20240112, 233000000), kMonday)},
-        {"CZC", "WH403", kMonday, WithDay({}, kMonday)},
-        {"SHF", "au2403", 20130705, WithDay({}, 20130705)},
-        {"SHF", "au2403", 20130708, WithDay(night(20130705, 20130706, 23000000), 20130708)},
-        {"SHF", "cu2403", 20131220, WithDay({}, 20131220)},
-        {"SHF", "rb2403", 20141226, WithDay({}, 20141226)},
-        {"DCE", "jm2403", 20140604, WithDay({}, 20140604)},
-        {"CZC", "SR403", 20141212, WithDay({}, 20141212)},
-        {"CF",
-         "IF2403",
-         kMonday,
-         {{kMonday, 91400500, 91500000, kMonday, 113000000},
-          {kMonday, 0, 130000000, kMonday, 151500000}}},
-        {"CF",
-         "IO2403-C-3500",
-         kMonday,
-         {{kMonday, 91400500, 91500000, kMonday, 113000000},
-          {kMonday, 0, 130000000, kMonday, 151500000}}},
-        {"SH",
-         "600000",
-         kMonday,
-         {{kMonday, 0, 93000000, kMonday, 113000000}, {kMonday, 0, 130000000, kMonday, 150000000}}},
-        {"SZ",
-         "399001",
-         kMonday,
-         {{kMonday, 0, 93000000, kMonday, 113000000}, {kMonday, 0, 130000000, kMonday, 150000000}}},
+        {"SHF", "au2403", kMonday, night(20240112, 20240113, 23000000)},
+        {"SHF", "ag2403", 20240117, night(20240116, 20240117, 23000000)},
+        {"SHF", "cu2403", kMonday, night(20240112, 20240113, 10000000)},
+        {"SHF", "rb2403", kMonday, night(20240112, 20240113, 10000000)},
+        {"SHF", "ru2403", kMonday, night(20240112, 20240112, 230000000)},
+        {"SHF", "wr2403", kMonday, {}},
+        {"DCE", "jm2403", kMonday, night(20240112, 20240113, 23000000)},
+        {"DCE", "p2403", 20240301, night(20240229, 20240301, 23000000)},
+        {"DCE", "a2403", kMonday, {}},
+        {"DCE", "c2403-c-2400", kMonday, {}},
+        {"CZC", "SR403", kMonday, night(20240112, 20240112, 233000000)},
+        {"CZC", "TA403", kMonday, night(20240112, 20240112, 233000000)},
+        {"CZC", "WH403", kMonday, {}},
+        {"SHF", "au2403", 20130705, {}},
+        {"SHF", "au2403", 20130708, night(20130705, 20130706, 23000000)},
+        {"SHF", "cu2403", 20131220, {}},
+        {"SHF", "rb2403", 20141226, {}},
+        {"DCE", "jm2403", 20140604, {}},
+        {"CZC", "SR403", 20141212, {}},
+        {"CF", "IF2403", kMonday, {}, kFinancial},
+        {"CF", "IO2403-C-3500", kMonday, {}, kFinancial},
+        {"SH", "600000", kMonday, {}, kStock},
+        {"SZ", "399001", kMonday, {}, kStock},
     };
     Simulator simulator = Make(kMonday);
     for (const auto& testCase : cases) {
         SCOPED_TRACE(std::string(testCase.szCode) + " " + std::to_string(testCase.nDay));
         const Day day =
             simulator.RunDay(Find(simulator, testCase.szCode, testCase.szMarket), testCase.nDay);
-        std::vector<int> vecEnds(testCase.vecSegments.size());
-        std::vector<int> vecPreOpens(testCase.vecSegments.size());
+        std::vector<int> vecEnds(testCase.all.size()), vecPreOpens(testCase.all.size());
         // DCE has whole seconds: up to two snapshots with one stamp, the second of the opening
         // among them, and the pre-open half a second before that of the others.
         const int nFloor = strcmp(testCase.szMarket, "DCE") == 0 ? 500 : 0;
@@ -196,7 +190,7 @@ TEST(Simulate, RecordsLieInTheSessions) {
             beforePrevious = std::exchange(previous, stamp);
             int nFound = 0;
             for (size_t i = 0; i < vecEnds.size(); i++) {
-                const HandSegment& segment = testCase.vecSegments[i];
+                const HandSegment& segment = testCase.all[i];
                 const std::pair end(segment.nEndDate, segment.nEnd);
                 const bool bPreOpen = segment.nPreOpen != 0 &&
                                       stamp == std::pair(segment.nDate, segment.nPreOpen - nFloor);
@@ -214,7 +208,7 @@ TEST(Simulate, RecordsLieInTheSessions) {
         // Every segment with a snapshot at its end and, where it has one, before its opening.
         for (size_t i = 0; i < vecEnds.size(); i++) {
             EXPECT_EQ(vecEnds[i], 1);
-            EXPECT_EQ(vecPreOpens[i], testCase.vecSegments[i].nPreOpen != 0 ? 1 : 0);
+            EXPECT_EQ(vecPreOpens[i], testCase.all[i].nPreOpen != 0 ? 1 : 0);
         }
 
         // Minutes begin inside a segment, and each segment's first minute has a bar.
@@ -222,14 +216,14 @@ TEST(Simulate, RecordsLieInTheSessions) {
         for (const auto& bar : day.vecMinutes) {
             const std::pair stamp(+bar.nDate, bar.nTime * 1000);
             int nFound = 0;
-            for (const HandSegment& segment : testCase.vecSegments) {
+            for (const HandSegment& segment : testCase.all) {
                 const std::pair begin(segment.nDate, segment.nBegin);
                 nOpenings += stamp == begin;
                 nFound += stamp >= begin && stamp < std::pair(segment.nEndDate, segment.nEnd);
             }
             ASSERT_EQ(nFound, 1) << +bar.nDate << " " << +bar.nTime;
         }
-        EXPECT_EQ(nOpenings, testCase.vecSegments.size());
+        EXPECT_EQ(nOpenings, testCase.all.size());
     }
 }
 
@@ -272,6 +266,7 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
         const Day day = simulator.RunDay(index, kMonday);
         std::vector<double> vecLevel(day.vecTicks.size());
         std::vector<int64_t> vecTurnover(day.vecTicks.size());
+        std::vector<std::array<int, 3>> vecMoves(day.vecTicks.size());  // up, down, neither
         int nStocks = 0;
         for (const Instrument& stock : simulator.Instruments()) {
             if (!stock.IsStock() || stock.strMarket != szMarket) continue;
@@ -280,6 +275,8 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
             for (size_t i = 0; i < vecLevel.size(); i++) {
                 vecLevel[i] += 1.0 * stockDay.vecTicks[i].nPrice / stock.nBasePrice;
                 vecTurnover[i] += stockDay.vecTicks[i].iTurnover;
+                const int nMove = stockDay.vecTicks[i].nPrice - stockDay.nPrevClose;
+                vecMoves[i][nMove > 0 ? 0 : nMove < 0 ? 1 : 2]++;
             }
         }
         std::map<int, Sum> minutes;
@@ -289,7 +286,9 @@ TEST(Simulate, AnIndexIsTheMeanOfItsStocks) {
             EXPECT_EQ(tick.nPrice % 100, 0);
             EXPECT_EQ(+tick.iTurnover, vecTurnover[i]);
             EXPECT_EQ(+tick.nBook1[0] | +tick.nBook4[9] | +tick.nABField1, 0);
-            EXPECT_EQ(+tick.nIndexField[0] + +tick.nIndexField[1] + +tick.nIndexField[2], nStocks);
+            EXPECT_EQ(
+                (std::array{+tick.nIndexField[0], +tick.nIndexField[1], +tick.nIndexField[2]}),
+                vecMoves[i]);
             // Three seconds that end at a whole minute belong to the minute before.
             int nMinute = tick.nTime / 100000;
             if (tick.nTime % 100000 == 0) nMinute -= nMinute % 100 == 0 ? 41 : 1;
