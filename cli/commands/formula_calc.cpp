@@ -54,7 +54,7 @@ std::vector<chart::Overlay> Overlays(const std::string& strOn, const Calculation
     for (size_t i = 0; i < vecNames.size(); ++i) {
         if (!strOn.empty() && vecNames[i] != strOn) continue;
         const int nColumn = static_cast<int>(i) + nStamps;
-        chart::Overlay& overlay = vecOverlays.emplace_back(vecNames[i]);
+        chart::Overlay& overlay = vecOverlays.emplace_back(chart::Overlay{vecNames[i], {}});
         bool bBegun = false;
         for (const QRXDefine_KLine& bar : bars) {
             auto& value = overlay.vecValues.emplace_back();

@@ -17,6 +17,7 @@
 #include "import/day_writer.h"
 #include "import/progress.h"
 #include "import/row_reader.h"
+#include "support/strings.h"
 
 namespace qrx::server {
 namespace {
@@ -113,8 +114,10 @@ private:
         m_listRecords.push_back(std::move(parsed.vecRecords));
     }
 
+    // Letter case tells no codes apart.
     Security& FindSecurity(const SecurityRun& run) {
-        const std::string strKey = run.strMarket + "\n" + run.strCode;
+        std::string strKey = run.strMarket + "\n" + run.strCode;
+        strupr_n(strKey.data(), strKey.size());
         auto it = m_mapSecurities.find(strKey);
         if (it == m_mapSecurities.end()) {
             CodeRow code = KnownCode(m_store, run.strMarket, run.strCode, run.nLine);

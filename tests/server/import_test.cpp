@@ -208,7 +208,7 @@ TEST_F(ImportTest, FilesOfOneCommandAreJoinedToTradingDays) {
         "day.csv",
         strHeader +
             "ru1901.SHF,20181015,20181015,09:00:00,500,12010,16,11900,11800,70,0,,,,,,\n"
-            "ru1901.SHF,20181015,20181015,15:00:00,000,12020,20,11900,11800,70,12005,,,,,,\n");
+            "RU1901.shf,20181015,20181015,15:00:00,000,12020,20,11900,11800,70,12005,,,,,,\n");
     const std::vector<std::vector<std::string>> kRuns{
         {strDay, strNight}, {strDay, strNight}, {strDay}, {"--append", strNight}};
     for (const auto& vecFiles : kRuns) {
