@@ -259,14 +259,9 @@ TEST_F(Export, FillsADatabase) {
     EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM trades"), std::to_string(nTrades) + "\n");
     EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM bars_d"), "2\n");
     // Rows of a day that has none, and of one between those of bars, have to go.
-    sqlite3* pDb = nullptr;
-    sqlite3_open(strDatabase.c_str(), &pDb);
-    for (const char* szSql :
-         {"INSERT INTO trades (code, date, time) VALUES ('600000.SH', '2024-01-03', '10:00')",
-          "INSERT INTO bars_d (code, date) VALUES ('600000.SH', '2024-01-06')"}) {
-        EXPECT_EQ(sqlite3_exec(pDb, szSql, nullptr, nullptr, nullptr), SQLITE_OK);
-    }
-    sqlite3_close(pDb);
+    Change(strDatabase,
+           "INSERT INTO trades (code, date, time) VALUES ('600000.SH', '2024-01-03', '10:00');"
+           "INSERT INTO bars_d (code, date) VALUES ('600000.SH', '2024-01-06')");
     Run(strArguments + "20240103 --to 20240107");
     EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM trades"), std::to_string(nTrades) + "\n");
     EXPECT_EQ(Rows(strDatabase, "SELECT date FROM bars_d"), "2024-01-04\n2024-01-05\n");

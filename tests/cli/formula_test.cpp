@@ -1,40 +1,11 @@
 // Formulas through the command line: stored, listed, shown, deleted, refused, evaluated.
-#include <gtest/gtest.h>
-
 #include <map>
 
+#include "cli/calculated.h"
 #include "cli/market.h"
-#include "cli/run_cli.h"
-#include "codec/integer.h"
 
 namespace qrx::test {
 namespace {
-
-void Put32(int nValue, std::string& strStream) {
-    char bytes[8];
-    strStream.append(bytes, static_cast<size_t>(compressData32(bytes, nValue)));
-}
-
-// Two rows of minutes on a Friday and a Monday, and one column that begins in the second.
-std::string Calculated() {
-    ZPMDefine_CalcFormula_Head head{};
-    memcpy(head.chCode, "600000", 6);
-    memcpy(head.chMarket, "SH", 2);
-    head.nTimeUnit = 1;
-    head.nFlags = 2;
-    head.nColumns = 1;
-    std::string strBody = Bytes(head);
-    for (const int nValue : {2, kFriday - 19900101, kMonday - kFriday, 34260000, 34320000}) {
-        Put32(nValue, strBody);
-    }
-    strBody += std::string("\x05", 1) +
-               "\xBF\xEC"
-               "DIF";
-    for (const int nValue : {1, 1}) Put32(nValue, strBody);
-    char bytes[8];
-    strBody.append(bytes, static_cast<size_t>(compressData(-12345, bytes)));
-    return strBody;
-}
 
 class Formulas : public testing::Test {
 protected:
@@ -56,8 +27,14 @@ protected:
             return peer.Answer(request, ID_ZPMTELE_FORMULA_DELETE_ANSWER, Bytes(answer));
         }
         if (request.head.sDataType == ID_ZPMTELE_FORMULA_CALC) {
-            memcpy(&m_calc, request.strBody.data(), sizeof m_calc);
-            return peer.Answer(request, ID_ZPMTELE_EZFORMULA_CALC_ANSWER_DYN, Calculated());
+            m_calc = request.As<ZPMDefine_RequestCalcFormula>();
+            // One column, which begins in the second row.
+            const Calculated two = {{kFriday, kMonday},
+                                    {34260000, 34320000},
+                                    {{"\xBF\xEC"
+                                      "DIF",
+                                      {-12345}}}};
+            return peer.Answer(request, ID_ZPMTELE_EZFORMULA_CALC_ANSWER_DYN, two.Answer());
         }
         ZPMDefine_FormulaList_Head head{0, sizeof(ZPMDefine_FormulaItem)};
         std::string strItems;

@@ -1,32 +1,19 @@
 // Tables of SQLite: types, what is replaced and what is not, and files that are not ours to change.
-#include <gtest/gtest.h>
-
 #include "cli/database.h"
 #include "cli/market.h"
-#include "cli/run_cli.h"
 
 namespace qrx::test {
 namespace {
 
-class Tables : public testing::Test {
+class Tables : public MarketCli {
 protected:
     void Run(const std::string& strArguments) {
         ASSERT_EQ(m_cli.Run(strArguments + " -o m.sqlite"), 0) << m_cli.Err();
         EXPECT_EQ(m_cli.Out(), "");
     }
-    std::string Ask(const std::string& strSql) { return Rows(m_cli.Folder() / "m.sqlite", strSql); }
-    void Change(const std::string& strSql) {
-        sqlite3* pDb = nullptr;
-        sqlite3_open((m_cli.Folder() / "m.sqlite").c_str(), &pDb);
-        EXPECT_EQ(sqlite3_exec(pDb, strSql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
-        sqlite3_close(pDb);
-    }
+    std::string Ask(const std::string& strSql) { return Rows(m_strFile, strSql); }
 
-    Market m_market;
-    ScriptedServer m_server{
-        Serving([this](Peer& peer, const Message& request) { return m_market(peer, request); },
-                NamedMarkets())};
-    Cli m_cli{m_server.Port()};
+    const std::string m_strFile = m_cli.Folder() / "m.sqlite";
 };
 
 TEST_F(Tables, TypedColumnsATableAKind) {
@@ -83,15 +70,15 @@ TEST_F(Tables, HoldJustWhatWasAskedFor) {
          {"2024-01-04 08:00:00.000", "2024-01-09 08:00:00.001"}}};
     for (const Case& test : kCases) {
         SCOPED_TRACE(test.szAsked);
-        fs::remove(m_cli.Folder() / "m.sqlite");
+        fs::remove(m_strFile);
         const std::string strCommand = std::string("orders 600000.SH ") + test.szAsked;
         Run(strCommand);
         std::string strAll = Ask("SELECT code, date, time FROM orders");
         const auto add = [&](const std::string& strCode, const std::string& strMoment) {
             const std::string strDay = strMoment.substr(0, 10);
             const std::string strTime = strMoment.substr(11);
-            Change("INSERT INTO orders (code, date, time) VALUES ('" + strCode + "', '" + strDay +
-                   "', '" + strTime + "')");
+            Change(m_strFile, "INSERT INTO orders (code, date, time) VALUES ('" + strCode + "', '" +
+                                  strDay + "', '" + strTime + "')");
             return strCode + "|" + strDay + "|" + strTime + "\n";
         };
         for (const char* szMoment : test.vecGone) add("600000.SH", szMoment);
@@ -106,7 +93,7 @@ TEST_F(Tables, HoldJustWhatWasAskedFor) {
 TEST_F(Tables, RefusedWithoutAChange) {
     Run("orders 600000.SH --from 20240105");
     sqlite3* pDb = nullptr;
-    sqlite3_open((m_cli.Folder() / "m.sqlite").c_str(), &pDb);
+    sqlite3_open(m_strFile.c_str(), &pDb);
     sqlite3_exec(pDb, "CREATE TABLE trades (a); BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     std::ofstream(m_cli.Folder() / "text.db") << "no database, but a text that is long enough";
     const std::pair<const char*, const char*> kLocked[] = {
