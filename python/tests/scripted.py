@@ -1,6 +1,7 @@
 """A server that answers as a test tells it to. Message head: flags 21320, type, length, 8 zero
 bytes, request id."""
 
+import contextlib
 import socket
 import struct
 import threading
@@ -56,7 +57,7 @@ class Server:
     def __init__(self, answers=None):
         self.answers = {1: login(), 116: lambda body: code_table(body.rstrip(b"\0")),
                         **(answers or {})}
-        self.seen = []
+        self.seen = []  # (type, body)
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.url = f"qrx://demo@127.0.0.1:{self.listener.getsockname()[1]}"
         self.connections = []
@@ -86,6 +87,10 @@ class Server:
         except OSError:
             pass
 
+    def asked(self, kind):
+        """The bodies of the requests of a type."""
+        return [body for seen, body in self.seen if seen == kind]
+
     def drop(self):
         """Ends every connection, and takes no more."""
         if self.listener.fileno() < 0:
@@ -103,3 +108,12 @@ class Server:
 
     def __exit__(self, *_):
         self.drop()
+
+
+@contextlib.contextmanager
+def scripted(answers=None, **options):
+    """A server with these answers, and a session on it."""
+    import qrx
+
+    with Server(answers) as server, qrx.connect(server.url, password="x", **options) as session:
+        yield server, session

@@ -138,7 +138,7 @@ def test_where_passwords_come_from(tmp_path, monkeypatch):
         def sent(**options):
             with qrx.connect(server.url, **options) as s:
                 assert "from-" not in repr(s) + repr(vars(s))
-            return [body[16:48].rstrip(b"\0") for kind, body in server.seen if kind == 1][-1]
+            return server.asked(1)[-1][16:48].rstrip(b"\0")
 
         with pytest.raises(qrx.BadArgument, match="others may read .*chmod 600"):
             path.chmod(0o644)
