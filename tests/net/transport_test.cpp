@@ -14,6 +14,13 @@ namespace {
 
 const unsigned kLoopback = inet_addr("127.0.0.1");
 
+// A transport that is connected to the server.
+struct Connected : SynNKNetWork {
+    Connected(int64_t nTimeOut, const ScriptedServer& server) : SynNKNetWork(nTimeOut) {
+        EXPECT_EQ(Connect(kLoopback, server.Port()), 1);
+    }
+};
+
 std::string Counting(size_t nBytes) {
     std::string strBytes(nBytes, '\0');
     for (size_t i = 0; i < nBytes; ++i) strBytes[i] = static_cast<char>(i * 131 >> 3);
@@ -28,8 +35,7 @@ TEST(Transport, ExactCountsWhateverThePieces) {
             peer.SendInPieces(strAll.substr(0, nTotal), nPiece);
             peer.WaitForEnd();
         });
-        SynNKNetWork net(5);
-        ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+        Connected net(5, server);
         EXPECT_EQ(net.Connect(kLoopback, server.Port()), 1);  // connected already
         std::string strGot;
         for (size_t nAsk = 1; strGot.size() < nTotal; nAsk = nAsk * 3 % 70001 + 1) {
@@ -51,8 +57,7 @@ TEST(Transport, TimeOutKeepsTheConnectionAndTellsWhatItTook) {
         peer.Send("67890");
         peer.WaitForEnd();
     });
-    SynNKNetWork net(1);
-    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    Connected net(1, server);
     char bytes[10];
     int nGot = 0;
     EXPECT_EQ(net.RecvN(bytes, 10, &nGot), -2);
@@ -66,8 +71,7 @@ TEST(Transport, TimeOutKeepsTheConnectionAndTellsWhatItTook) {
 TEST(Transport, BytesBeforeADisconnectCount) {
     for (int nRound = 0; nRound < 200; ++nRound) {
         ScriptedServer server([&](Peer& peer) { peer.Send("12345678"); });
-        SynNKNetWork net(5);
-        ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+        Connected net(5, server);
         char bytes[10];
         ASSERT_EQ(net.RecvN(bytes, 8), 8);
         ASSERT_EQ(net.RecvN(bytes, 1), -1);
@@ -79,8 +83,7 @@ TEST(Transport, BytesBeforeADisconnectCount) {
 // A last word that came before the request was sent is still read.
 TEST(Transport, ASendAfterTheLastWordLeavesItReadable) {
     ScriptedServer server([&](Peer& peer) { peer.Send("no"); });
-    SynNKNetWork net(5);
-    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    Connected net(5, server);
     usleep(100000);
     char bytes[2];
     EXPECT_GT(net.SendN("please", 6), 0);
@@ -93,8 +96,7 @@ TEST(Transport, AbortWakesAndAClosedTransportAnswersAtOnce) {
         peer.Send("kept");
         peer.WaitForEnd();
     });
-    SynNKNetWork net(60);
-    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    Connected net(60, server);
     char bytes[10];
     ASSERT_EQ(net.RecvN(bytes, 1), 1);
     std::thread aborter([&] {
@@ -117,10 +119,11 @@ TEST(Transport, AbortWakesAndAClosedTransportAnswersAtOnce) {
 
 TEST(Transport, ASendThatCannotMoveEnds) {
     ScriptedServer server([&](Peer&) { usleep(4000000); });
-    SynNKNetWork net(1);
-    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    Connected net(1, server);
     const std::string strBig(64 << 20, 'x');
+    const int64_t nStart = Deadline::NowMs();
     EXPECT_EQ(net.SendN(strBig.data(), static_cast<int>(strBig.size())), -1);
+    EXPECT_LT(Deadline::NowMs() - nStart, 3000);  // the server takes four seconds
     EXPECT_FALSE(net.IsConnected());
 }
 
@@ -130,8 +133,7 @@ TEST(Transport, HeldMemoryIsBounded) {
         const std::string strPiece(1 << 20, 'y');
         while (peer.Send(strPiece)) nSent += 1 << 20;
     });
-    SynNKNetWork net(5);
-    ASSERT_EQ(net.Connect(kLoopback, server.Port()), 1);
+    Connected net(5, server);
     int64_t nBefore = -1;
     while (nSent != nBefore) {  // until the sender stands still
         nBefore = nSent;
@@ -150,11 +152,7 @@ TEST(Transport, HeldMemoryIsBounded) {
 
 TEST(Transport, ConnectFailures) {
     SynNKNetWork net(1);
-    int nFree = 0;
-    {
-        ScriptedServer server([](Peer&) {});
-        nFree = server.Port();
-    }
+    const int nFree = ScriptedServer([](Peer&) {}).Port();
     EXPECT_EQ(net.Connect(kLoopback, nFree), -1);
     EXPECT_EQ(net.Connect(inet_addr("not an address"), nFree), -1);
     for (const int nPort : {0, -1, 65536}) EXPECT_EQ(net.Connect(kLoopback, nPort), -1);
