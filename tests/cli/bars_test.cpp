@@ -40,8 +40,7 @@ protected:
     }
     // The command is refused with a sentence about the grid.
     void Refused(const std::string& strArguments, const char* szSentence) {
-        EXPECT_EQ(m_cli.Run(strArguments + " --complete --from 20240105"), 12);
-        EXPECT_NE(m_cli.Err().find(szSentence), std::string::npos) << m_cli.Err();
+        m_cli.Fails(strArguments + " --complete --from 20240105", 12, szSentence);
     }
     // Lines of the command's table: a header and every place of the grid.
     std::ptrdiff_t Completed(const std::string& strArguments) {

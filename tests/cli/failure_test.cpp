@@ -54,19 +54,13 @@ protected:
 };
 
 TEST_F(Ending, CodesAndSentences) {
-    struct Case {
-        const char* szArguments;
-        int nExit;
-        const char* szSentence;  // a part of it
-    };
-    const Case kCases[] = {
+    constexpr Failing kCases[] = {
         {"", 2, "a command is needed, such as qrx codes; see qrx --help"},
         {"tick 600000.SH", 2, "qrx has no command \"tick\"; the nearest is \"ticks\"; see"},
         {"help", 2, "qrx has no command \"help\"; see qrx --help"},
         {"formula lst", 2, "qrx formula has no command \"lst\"; the nearest is \"list\""},
         {"ticks 600000.SH --form=20240105", 2,
-         "qrx ticks has no option \"--form\"; the nearest is "
-         "\"--from\""},
+         "qrx ticks has no option \"--form\"; the nearest is \"--from\""},
         {"ticks 600000.SH --colums time", 2, "the nearest is \"--columns\""},
         {"calc", 2, "qrx has no command \"calc\"; it is \"formula calc\"; see qrx --help"},
         {"-x", 2, "qrx has no option \"-x\"; see qrx --help"},
@@ -132,12 +126,10 @@ TEST_F(Ending, CodesAndSentences) {
         {"codes -o missing/codes.sqlite", 9, "missing/codes.sqlite"},
         {"bars 600000.SH --cycle 1m --complete --server 127.0.0.1:1", 6, "cannot connect"},
     };
-    for (const Case& test : kCases) {
-        EXPECT_EQ(m_cli.Run(test.szArguments), test.nExit) << test.szArguments << m_cli.Err();
-        EXPECT_NE(m_cli.Err().find(test.szSentence), std::string::npos) << test.szArguments << "\n"
-                                                                        << m_cli.Err();
+    for (const auto& [szArguments, nExit, szSentence] : kCases) {
+        m_cli.Fails(szArguments, nExit, szSentence);
         EXPECT_EQ(m_cli.Err().find('\n'), m_cli.Err().size() - 1) << m_cli.Err();
-        EXPECT_EQ(m_cli.Out(), "") << test.szArguments;
+        EXPECT_EQ(m_cli.Out(), "") << szArguments;
     }
     EXPECT_TRUE(FolderEmpty());
 }
@@ -178,8 +170,7 @@ TEST_F(Ending, ALostConnectionChangesNoFile) {
 
 TEST_F(Ending, TimesOut) {
     m_monday = OnMonday::Stalled;
-    EXPECT_EQ(m_cli.Run("orders 600000.SH --from 20240108 --timeout 1"), 7);
-    EXPECT_NE(m_cli.Err().find("within 1 seconds"), std::string::npos) << m_cli.Err();
+    m_cli.Fails("orders 600000.SH --from 20240108 --timeout 1", 7, "within 1 seconds");
 }
 
 TEST_F(Ending, AnInterruptLeavesNothing) {

@@ -2,6 +2,7 @@
 #ifndef QRX_TESTS_CLI_RUN_CLI_H
 #define QRX_TESTS_CLI_RUN_CLI_H
 
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,6 +25,13 @@ inline std::string ReadAll(const fs::path& path) {
     text << file.rdbuf();
     return text.str();
 }
+
+// A command that fails: see Cli::Fails.
+struct Failing {
+    const char* szArguments;
+    int nExit;
+    const char* szSentence;
+};
 
 class Cli {
 public:
@@ -81,6 +89,11 @@ public:
     int Run(const std::string& strArguments) {
         Start(strArguments);
         return Wait();
+    }
+    // For a command that fails with an exit code and a sentence, of which a part is given.
+    void Fails(const std::string& strArguments, int nExit, const std::string& strSentence) {
+        EXPECT_EQ(Run(strArguments), nExit) << strArguments << "\n" << Err();
+        EXPECT_NE(Err().find(strSentence), std::string::npos) << strArguments << "\n" << Err();
     }
     void Signal(int nSignal) const { kill(m_nPid, nSignal); }
     std::string Out() const { return ReadAll(m_folder / "out"); }

@@ -96,35 +96,27 @@ TEST_F(Tables, RefusedWithoutAChange) {
     sqlite3_open(m_strFile.c_str(), &pDb);
     sqlite3_exec(pDb, "CREATE TABLE trades (a); BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     std::ofstream(m_cli.Folder() / "text.db") << "no database, but a text that is long enough";
-    const std::pair<const char*, const char*> kLocked[] = {
-        {"orders 600000.SH --from 20240108 -o m.sqlite", "another process is writing"},
-        {"orders 600000.SH --from 20240108 -o text.db", "file is not a database"}};
-    const std::pair<const char*, const char*> kOther[] = {
-        {"orders 600000.SH --from 20240108 -o m.sqlite --columns price", "with other --columns;"},
-        {"orders 600000.SH --from 20240108 -o m.sqlite --raw", "another --raw or --price-unit"},
-        {"orders 600000.SH --from 20240108 -o m.sqlite --tz UTC",
-         "another --tz (the exchange's, not UTC)"},
-        {"orders 600000.SH --from 20240108 -o m.sqlite --price-unit 100",
-         "price unit 1e4, not price unit 1e2"},
-        {"trades 600000.SH --from 20240108 -o m.sqlite", "was not made by qrx"}};
-    const auto refused = [&](const auto& cases) {
-        for (const auto& [szArguments, szSentence] : cases) {
-            EXPECT_EQ(m_cli.Run(szArguments), 9) << szArguments << m_cli.Err();
-            EXPECT_NE(m_cli.Err().find(szSentence), std::string::npos) << m_cli.Err();
-        }
-    };
-    refused(kLocked);
+    const std::string strOrders = "orders 600000.SH --from 20240108 -o ";
+    m_cli.Fails(strOrders + "m.sqlite", 9, "another process is writing");
+    m_cli.Fails(strOrders + "text.db", 9, "file is not a database");
     sqlite3_exec(pDb, "COMMIT", nullptr, nullptr, nullptr);
     sqlite3_close(pDb);
-    refused(kOther);
+    const std::pair<const char*, const char*> kOther[] = {
+        {"--columns price", "with other --columns;"},
+        {"--raw", "another --raw or --price-unit"},
+        {"--tz UTC", "another --tz (the exchange's, not UTC)"},
+        {"--price-unit 100", "price unit 1e4, not price unit 1e2"}};
+    for (const auto& [szOther, szSentence] : kOther) {
+        m_cli.Fails(strOrders + "m.sqlite " + szOther, 9, szSentence);
+    }
+    m_cli.Fails("trades 600000.SH --from 20240108 -o m.sqlite", 9, "was not made by qrx");
     EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
 }
 
 TEST_F(Tables, TakeALimitWhenTheyAreNew) {
     const std::string strLimited = "orders 600000.SH --from 20240105 --to 20240108 --limit 1";
     Run(strLimited);
-    EXPECT_EQ(m_cli.Run(strLimited + " -o m.sqlite"), 2);
-    EXPECT_NE(m_cli.Err().find("--limit would put some rows"), std::string::npos) << m_cli.Err();
+    m_cli.Fails(strLimited + " -o m.sqlite", 2, "--limit would put some rows");
     EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
 }
 
