@@ -291,32 +291,33 @@ TEST(Request, AReconnectForgetsWhatWasLeft) {
 
 TEST(RequestDeath, MalformedPackets) {
     testing::GTEST_FLAG(death_test_style) = "threadsafe";  // the server has threads
-    std::string strBody(20, 'x');
-    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
-        return peer.Answer(r, ID_ZPMTELE_ORDER_V2, strBody);
-    }));
-    EXPECT_DEATH(
-        {
-            Session session(server.Port());
-            GetOrders(session.Get());
-        },
-        "MarketDataSource:[0-9]+: .*Assertion `vecPacketLen\\[i\\]>=sizeof\\(head\\)' failed\\.");
-    // Bodies of no or negative length; one that nobody asked for is reported before.
     const std::string strRefused = "SynNKNetWork:[0-9]+: .*RecvN.*Assertion `pDst && nLen' failed";
-    for (const auto& [nLength, bExpected] :
-         {std::pair(0, true), {0, false}, {-3, true}, {-3, false}}) {
-        ScriptedServer lying(Serving([&](Peer& peer, const Message& r) {
-            std::string strPacket = Packet(ID_ZPMTELE_ORDER_V2, r.head.nRequestID - !bExpected, "");
-            memcpy(&strPacket[offsetof(ZPMDefine_MessageHead, nDataLen)], &nLength, sizeof nLength);
+    const struct {
+        int nLength;
+        bool bExpected;
+        std::string strSaid;
+    } kCases[] = {
+        {20, true,
+         "MarketDataSource:[0-9]+: .*Assertion `vecPacketLen\\[i\\]>=sizeof\\(head\\)' failed\\."},
+        // Bodies of no or negative length; one that nobody asked for is reported before.
+        {0, true, "^[^,]*" + strRefused},
+        {0, false, "warnning:.*\n.*" + strRefused},
+        {-3, true, "^[^,]*" + strRefused},
+        {-3, false, "warnning:.*\n.*" + strRefused}};
+    for (const auto& c : kCases) {
+        ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+            std::string strPacket = Packet(ID_ZPMTELE_ORDER_V2, r.head.nRequestID - !c.bExpected,
+                                           std::string(std::max(c.nLength, 0), 'x'));
+            memcpy(&strPacket[offsetof(ZPMDefine_MessageHead, nDataLen)], &c.nLength, 4);
             return peer.Send(strPacket);
         }));
         EXPECT_DEATH(
             {
-                Session session(lying.Port());
+                Session session(server.Port());
                 GetOrders(session.Get());
             },
-            (bExpected ? "^[^,]*" : "warnning:.*\n.*") + strRefused)
-            << nLength;
+            c.strSaid)
+            << c.nLength;
     }
 }
 
