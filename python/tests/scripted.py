@@ -51,8 +51,8 @@ def snapshots(date, times):
 
 
 class Server:
-    """answers: message type to (type, body), to a function of the request's body that gives that,
-    or to None for silence."""
+    """answers: message type to (type, body), to several of them, to a function of the request's
+    body that gives either, or to None for silence."""
 
     def __init__(self, answers=None):
         self.answers = {1: login(), 116: lambda body: code_table(body.rstrip(b"\0")),
@@ -81,9 +81,8 @@ class Server:
                 self.seen.append((kind, body))
                 answer = self.answers[kind]
                 answer = answer(body) if callable(answer) else answer
-                if answer is not None:
-                    connection.sendall(HEAD.pack(21320, answer[0], len(answer[1]), request)
-                                       + answer[1])
+                for kind, body in [answer] if isinstance(answer, tuple) else answer or []:
+                    connection.sendall(HEAD.pack(21320, kind, len(body), request) + body)
         except OSError:
             pass
 
