@@ -156,73 +156,36 @@ def test_bars_as_asked_for():
         (1, 20240104, 0, 0, 5, 20240105, 20240105), (0, 0, 0, 4, 1, 20240104, 20240105)]
 
 
-def formula_item(name, text):
-    # Behind a NUL of the text stands what no one is to see.
-    return name.ljust(24, b"\0") + (text + b"\0").ljust(128, b"\xff")[:128]
+# A server of which every formula stays as it is, with bytes behind the NUL of its text.
+STUBBORN = {
+    6050: (6051, struct.pack("<ii", 1, 0) + "第1行没有等号".encode("gbk").ljust(192, b"\0")),
+    6052: (6053, struct.pack("<i24s64s", 0, b"LOCKED", b"locked")),
+    6054: (6055, struct.pack("<ii24s128s", 1, 152, b"LOCKED", b"A = 1\0".ljust(128, b"\xff")))}
 
 
-class FormulaService:
-    """Keeps formulas; refuses those without "=", and keeps LOCKED whatever is asked."""
-
-    def __init__(self):
-        self.stored = {}
-        self.answers = {6050: self.add, 6052: self.delete, 6054: self.get, 6056: self.calc}
-
-    def add(self, body):
-        name, (length,) = body[:24].rstrip(b"\0"), struct.unpack_from("<I", body, 28)
-        text = body[32:32 + length]
-        good = b"=" in text
-        if good:
-            self.stored[name] = text
-        said = "好" if good else "第1行没有等号"
-        return 6051, struct.pack("<ii", 0 if good else 1, 0) + said.encode("gbk").ljust(192, b"\0")
-
-    def delete(self, body):
-        name = body[:24].rstrip(b"\0")
-        gone = name != b"LOCKED" and self.stored.pop(name, None)
-        return 6053, struct.pack("<i24s64s", 0, name, b"deleted" if gone else b"locked")
-
-    def get(self, body):
-        name = body[:24].rstrip(b"\0")
-        items = [formula_item(n, t) for n, t in self.stored.items() if not name or n == name]
-        return 6055, struct.pack("<ii", len(items), 152) + b"".join(items)
-
-    def calc(self, _):
-        head = b"600000\0\0SH\0\0".rjust(40, b"\0") + struct.pack("<i28xii", 1, 2, 2)
-        # Two rows a minute apart; MA5 has no value in the first one.
-        stream = packed(2) + packed(20240105 - 19900101) + packed(0)
-        stream += packed(34_200_000) + packed(60_000)
-        stream += b"\x03MA5" + packed(1) + packed(1) + integer(90400)
-        stream += b"\x04DIFF" + packed(0) + packed(1) + integer(-5) + integer(12)
-        return 6057, head + stream
-
-
-def test_formulas():
-    service = FormulaService()
-    with scripted(service.answers) as (_, s):
-        assert s.formulas.list() == []
-        assert s.formulas.add("均线", "MA5 = MA(CLOSE, 5)\n" + "#" * 200) == "好"
-        s.formulas.add("LOCKED", "A = 1")
-        assert service.stored["均线".encode("gbk")].startswith(b"MA5 = MA(CLOSE, 5)\n###")
+def test_formulas_that_stay():
+    with scripted(STUBBORN) as (_, s):
         with pytest.raises(qrx.FormulaRefused, match='formula BAD .*says: "第1行没有等号"') as caught:
             s.formulas.add("BAD", "nonsense")
         assert caught.value.text == "第1行没有等号" and caught.value.code == -50
-        assert [f.name for f in s.formulas.list()] == ["均线", "LOCKED"]
-        shown = s.formulas.show("均线")
-        assert shown.cut and len(shown.text) == 128 and not s.formulas.show("LOCKED").cut
-        assert s.formulas.delete("均线") == "deleted"
-        for call in (s.formulas.show, s.formulas.delete):
-            with pytest.raises(qrx.NoData, match=r"no formulas named 均线; see formulas.list\(\)"):
-                call("均线")
+        assert s.formulas.list() == [s.formulas.show("LOCKED")]
+        assert s.formulas.show("LOCKED").text == "A = 1" and not s.formulas.show("LOCKED").cut
         with pytest.raises(qrx.FormulaRefused, match='kept the formula LOCKED .*"locked"'):
             s.formulas.delete("LOCKED")
-        # The longest text that can be sent arrives whole.
-        s.formulas.add("LONG", "A=" + "1" * (1048575 - 2))
-        assert len(service.stored[b"LONG"]) == 1048575
+
+
+def calculated(_):
+    head = b"600000\0\0SH\0\0".rjust(40, b"\0") + struct.pack("<i28xii", 1, 2, 2)
+    # Two rows a minute apart; MA5 has no value in the first one.
+    stream = packed(2) + packed(20240105 - 19900101) + packed(0)
+    stream += packed(34_200_000) + packed(60_000)
+    stream += b"\x03MA5" + packed(1) + packed(1) + integer(90400)
+    stream += b"\x04DIFF" + packed(0) + packed(1) + integer(-5) + integer(12)
+    return 6057, head + stream
 
 
 def test_calculation():
-    with scripted(FormulaService().answers) as (server, s):
+    with scripted({6056: calculated}) as (server, s):
         calc = s.calc("MA", "600000.sh", DAY, cycle="1m", params={"N": 5, "M": 20})
     frame = calc.to_pandas()
     expected = pd.DataFrame({
@@ -239,7 +202,7 @@ def test_calculation():
 
 
 def test_calculations_do_not_leak_and_can_be_drawn():
-    with scripted(FormulaService().answers) as (_, s):
+    with scripted({6056: calculated}) as (_, s):
         axes = qrx.plot.formula(s.calc("MA", "600000.SH", DAY), ["DIFF", "MA5"])
         diff, ma5 = (line.get_ydata() for line in axes.lines)
         assert diff.tolist() == [-5, 7] and np.isnan(ma5[0]) and ma5[1] == 90400
