@@ -1,6 +1,7 @@
 // Tables of SQLite: types, what is replaced and what is not, and files that are not ours to change.
 #include "cli/database.h"
 #include "cli/market.h"
+#include "cli/served_market.h"
 
 namespace qrx::test {
 namespace {
@@ -118,6 +119,36 @@ TEST_F(Tables, TakeALimitWhenTheyAreNew) {
     Run(strLimited);
     m_cli.Fails(strLimited + " -o m.sqlite", 2, "--limit would put some rows");
     EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
+}
+
+// Days of a night-traded contract fetched in other portions than before leave the table as it was:
+// a day's night has the date of the day before.
+TEST_F(ServedMarket, NightsAreReplacedWithTheirDay) {
+    for (const char* szCommand : {"futures cu2403.SHF --book", "bars cu2403.SHF --cycle 1m"}) {
+        const std::string strTable = szCommand[0] == 'f' ? "futures_book" : "bars_1m";
+        const auto run = [&](const std::string& strArguments) {
+            ASSERT_EQ(m_cli.Run(strArguments + " -o m.db"), 0) << strArguments << m_cli.Err();
+        };
+        const auto rows = [&] {
+            return Rows(m_cli.Folder() / "m.db",
+                        "SELECT code, date, count(*), min(time), max(time) FROM " + strTable +
+                            " GROUP BY code, date");
+        };
+        // Another contract's rows at the same times stay.
+        std::string strOther = szCommand;
+        strOther.replace(strOther.find("cu"), 2, "ag");
+        run(strOther + " --from 20240104 --to 20240108");
+        run(std::string(szCommand) + " --from 20240104 --to 20240108");
+        const std::string strOnce = rows();
+        // Saturday, after the midnight of Monday's night.
+        EXPECT_NE(strOnce.find("2024-01-06|"), std::string::npos) << strOnce;
+        for (const char* szDays :
+             {" --from 20240108", " --from 20240104 --to 20240105", " --from 20240105",
+              " --from 20240104 --to 20240108", " --from 20240108 --begin 10:00 --end 10:30"}) {
+            run(szCommand + std::string(szDays));
+            EXPECT_EQ(rows(), strOnce) << szCommand << szDays;
+        }
+    }
 }
 
 }  // namespace
