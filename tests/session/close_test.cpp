@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
 #include <thread>
 
 #include "session/orders.h"
@@ -169,32 +168,6 @@ TEST(Close, EndsEverythingWithinASecond) {
         });
     }
     for (std::thread& thread : threads) thread.join();
-}
-
-int64_t ResidentBytes() {
-    std::ifstream file("/proc/self/statm");
-    int64_t nPages = 0;
-    file >> nPages >> nPages;
-    return nPages * sysconf(_SC_PAGESIZE);
-}
-
-// A server that pushes 4 GiB at a session that asks for nothing.
-TEST(Close, AgainstAFlood) {
-    std::atomic<int64_t> nSent{0};
-    ScriptedServer server([&](Peer& peer) {
-        Welcome(peer);
-        const std::string strPiece(1 << 20, 'y');
-        while (nSent < int64_t{4} << 30 && peer.Send(strPiece)) nSent += 1 << 20;
-    });
-    const int64_t nBefore = ResidentBytes();
-    Session session(server.Port());
-    ASSERT_NE(session.Get(), nullptr);
-    for (int64_t nLast = -1; nSent != nLast; usleep(300000)) nLast = nSent;  // till it stands still
-    constexpr int64_t kShadow = kSanitized ? 6 : 1;  // a sanitizer keeps several bytes beside each
-    EXPECT_LT(ResidentBytes() - nBefore, (int64_t{160} << 20) * kShadow);
-    const int64_t nStart = Deadline::NowMs();
-    EXPECT_EQ(session.Close(), 0);
-    EXPECT_LT(Deadline::NowMs() - nStart, kBoundMs);
 }
 
 TEST(Close, TwoAtOnceAndForeignHandles) {
