@@ -111,7 +111,11 @@ TEST_F(Export, GoesOnWhereItEnded) {
         auto files = Files(test.szFolder);
         files["manifest.json"].replace(files["manifest.json"].find(m_strServer), m_strServer.size(),
                                        strFirstServer);
-        EXPECT_EQ(files, whole) << test.szFolder;
+        EXPECT_EQ(files.size(), whole.size()) << test.szFolder;
+        for (const auto& [strPath, strText] : files) {  // too long to be shown
+            EXPECT_TRUE(whole.contains(strPath) && whole.at(strPath) == strText)
+                << test.szFolder << "/" << strPath;
+        }
     }
 }
 
