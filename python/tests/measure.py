@@ -17,7 +17,7 @@ from pathlib import Path
 
 import numpy as np
 from conftest import PASSWORD, demo
-from scripted import HEAD, Server, code_table, login
+from scripted import HEAD, Server
 
 import qrx
 
@@ -29,7 +29,7 @@ def exchange(stream, out, kind, body):
     packets = []
     while True:
         _, answer, length, _ = HEAD.unpack(stream.read(HEAD.size))
-        packets.append((answer, bytearray(stream.read(length))))
+        packets.append((answer, stream.read(length)))
         if kind != 110 or struct.unpack_from("<i", packets[-1][1], 36)[0]:
             return packets
 
@@ -42,37 +42,19 @@ def take_a_day(port, book):
                                                                           20240105) + bytes(20))
 
 
-class Player(Server):
-    """Plays the packets of a day `times` times for each request."""
+def played(packets, times):
+    """Answers each request with the packets of a day, `times` times, the very last marked so."""
 
-    def __init__(self, packets, times):
-        self.packets, self.times = packets, times
-        super().__init__()
+    def answer(_):
+        for left in range(times * len(packets) - 1, -1, -1):
+            kind, packet = packets[-1 - left % len(packets)]
+            yield kind, packet[:36] + struct.pack("<i", left == 0) + packet[40:]
 
-    def _serve(self, connection):
-        stream = connection.makefile("rb")
-        while head := stream.read(HEAD.size):
-            _, kind, length, request = HEAD.unpack(head)
-            body = stream.read(length)
-            if kind in (1, 116):
-                answer, body = login() if kind == 1 else code_table(body.rstrip(b"\0"))
-                connection.sendall(HEAD.pack(21320, answer, len(body), request) + body)
-                continue
-            rounds = []
-            for last in (False, True):
-                made = b""
-                for place, (answer, packet) in enumerate(self.packets):
-                    done = last and place + 1 == len(self.packets)
-                    struct.pack_into("<i", packet, 36, int(done))
-                    made += HEAD.pack(21320, answer, len(packet), request) + packet
-                rounds.append(made)
-            for _ in range(self.times - 1):
-                connection.sendall(rounds[0])
-            connection.sendall(rounds[1])
+    return answer
 
 
 def play(packets, times, pipe):
-    pipe.send(Player(packets, times).url)
+    pipe.send(Server({110: played(packets, times)}).url)
     pipe.recv()
 
 

@@ -1,6 +1,7 @@
 """A server that answers as a test tells it to. Message head: flags 21320, type, length, 8 zero
 bytes, request id."""
 
+import contextlib
 import socket
 import struct
 import threading
@@ -50,13 +51,13 @@ def snapshots(date, times):
 
 
 class Server:
-    """answers: message type to (type, body), to a function of the request's body that gives that,
-    or to None for silence."""
+    """answers: message type to (type, body), to several of them, to a function of the request's
+    body that gives either, or to None for silence."""
 
     def __init__(self, answers=None):
         self.answers = {1: login(), 116: lambda body: code_table(body.rstrip(b"\0")),
                         **(answers or {})}
-        self.seen = []
+        self.seen = []  # (type, body)
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.url = f"qrx://demo@127.0.0.1:{self.listener.getsockname()[1]}"
         self.connections = []
@@ -80,11 +81,14 @@ class Server:
                 self.seen.append((kind, body))
                 answer = self.answers[kind]
                 answer = answer(body) if callable(answer) else answer
-                if answer is not None:
-                    connection.sendall(HEAD.pack(21320, answer[0], len(answer[1]), request)
-                                       + answer[1])
+                for kind, body in [answer] if isinstance(answer, tuple) else answer or []:
+                    connection.sendall(HEAD.pack(21320, kind, len(body), request) + body)
         except OSError:
             pass
+
+    def asked(self, kind):
+        """The bodies of the requests of a type."""
+        return [body for seen, body in self.seen if seen == kind]
 
     def drop(self):
         """Ends every connection, and takes no more."""
@@ -103,3 +107,12 @@ class Server:
 
     def __exit__(self, *_):
         self.drop()
+
+
+@contextlib.contextmanager
+def scripted(answers=None, **options):
+    """A server with these answers, and a session on it."""
+    import qrx
+
+    with Server(answers) as server, qrx.connect(server.url, password="x", **options) as session:
+        yield server, session

@@ -12,7 +12,7 @@ from scripted import Server, login
 
 import qrx
 import qrx.aio
-from qrx import _dates
+from qrx import _connection, _dates
 from qrx._connection import OPTIONS
 from qrx._formulas import parse_cycle
 
@@ -138,7 +138,7 @@ def test_where_passwords_come_from(tmp_path, monkeypatch):
         def sent(**options):
             with qrx.connect(server.url, **options) as s:
                 assert "from-" not in repr(s) + repr(vars(s))
-            return [body[16:48].rstrip(b"\0") for kind, body in server.seen if kind == 1][-1]
+            return server.asked(1)[-1][16:48].rstrip(b"\0")
 
         with pytest.raises(qrx.BadArgument, match="others may read .*chmod 600"):
             path.chmod(0o644)
@@ -150,7 +150,15 @@ def test_where_passwords_come_from(tmp_path, monkeypatch):
         assert sent(password="from-arg", password_file=path) == b"from-arg"
 
 
-def test_nothing_keeps_the_password():
+def test_nothing_keeps_the_password(monkeypatch):
+    records = []
+
+    class Kept(_connection.Record):
+        def __init__(self, name):
+            super().__init__(name)
+            records.append(self)
+
+    monkeypatch.setattr(_connection, "Record", Kept)
     secret = "-".join(["s3cret", "of", "this", "test"])
     known = sys.getrefcount(secret)
 
@@ -168,6 +176,7 @@ def test_nothing_keeps_the_password():
     with Server() as server:
         with qrx.connect(server.url, password=secret):
             assert forgotten()
+        assert records and not any(secret.encode() in record.data.tobytes() for record in records)
         asyncio.run(over_asyncio(server.url))
 
 

@@ -71,15 +71,6 @@ def test_price_in_units(demo, session):
         session.ticks("600000.SH", DAY).to_pandas(columns=["prise"])
 
 
-def test_nights_keep_their_calendar_day(session):
-    times = session.futures("ag2403.SHF", "2024-01-05").column("time")
-    assert times.dtype == "datetime64[ms]" and (np.diff(times).astype(int) >= 0).all()
-    night, morning = times[times < np.datetime64("2024-01-05T08:00")], times[-1]
-    assert str(night[0])[:13] in ("2024-01-04T20", "2024-01-04T21")
-    assert np.datetime64("2024-01-05T02:00") < night[-1] <= np.datetime64("2024-01-05T02:30")
-    assert morning == np.datetime64("2024-01-05T15:00:00.000")
-
-
 @pytest.mark.parametrize("date, time, moment", [
     (20240229, 235959999, "2024-02-29T23:59:59.999"), (20240101, 0, "2024-01-01T00:00"),
     (19691231, 93000000, "1969-12-31T09:30"), (20230229, 93000000, "NaT"), (0, 0, "NaT"),
@@ -89,10 +80,10 @@ def test_moments(date, time, moment):
     rows["nDate"], rows["nTime"] = (20240105, date), (90000000, time)
     for some in (rows, rows[1:]):
         records = qrx._records.wrap(some, "QRXDefine_Transaction", qrx._table.Options())
-        expected = np.datetime64(moment)
-        assert np.array_equal(records.column("time")[-1], expected, equal_nan=True) or \
-            (np.isnat(records.column("time")[-1]) and np.isnat(expected))
-        assert pd.isna(records.to_pandas().time.iloc[-1]) == np.isnat(expected)
+        times = records.column("time")
+        assert times.dtype == "datetime64[ms]"
+        np.testing.assert_array_equal(times[-1:], np.array([moment], times.dtype))
+        assert pd.isna(records.to_pandas().time.iloc[-1]) == (moment == "NaT")
 
 
 @pytest.mark.parametrize("record, codes", [*zip(GROUPS, [1, 3] * 4), ("QRXDefine_Tick", 300)])

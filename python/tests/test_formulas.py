@@ -41,8 +41,24 @@ def test_formula_against_numpy(session):
     assert session.formulas.list() == []
 
 
+def test_stored_and_deleted(session):
+    text = "MA5 = MA(CLOSE, 5)\n" + "MA9 = MA(CLOSE, 9)\n" * 9
+    assert session.formulas.add("均线", text).startswith("new; gives MA5")
+    session.formulas.add("SHORT", "A = OPEN")
+    assert session.formulas.show("均线") == qrx.Formula("均线", text[:128], True)
+    assert [f.cut for f in session.formulas.list()] == [False, True]
+    for name in ("均线", "SHORT"):
+        assert session.formulas.delete(name) == "no longer stored"
+        for call in (session.formulas.show, session.formulas.delete):
+            with pytest.raises(qrx.NoData, match=rf"no formulas named {name}; see formulas.list\(\)"):
+                call(name)
+
+
 def test_what_is_refused(session):
     with pytest.raises(qrx.FormulaRefused, match="line 1: unknown name CLOES"):
         session.formulas.add("BAD", "A = MA(CLOES, 5)")
+    # The longest text that can be sent arrives whole.
+    with pytest.raises(qrx.FormulaRefused, match="too long: 1048575 bytes"):
+        session.formulas.add("LONG", "A=CLOSE".ljust(1048575))
     with pytest.raises(qrx.NoData, match="the server's log says why"):
         session.calc("NONE", "600000.SH", "2024-01-03", cycle="1d")

@@ -26,9 +26,8 @@ def test_layout_is_that_of_the_compiler(tmp_path):
         for member in dtype.names:
             lines.append(f'printf("{record}.{member} %zu %zu\\n", offsetof({record}, {member}), '
                          f"sizeof((({record}*)0)->{member}));")
-    for name, value in {**_generated.RESULT_CODES, **_generated.CYCLES,
-                        **_generated.PROXY_TYPES}.items():
-        lines.append(f'printf("{name} %d\\n", (int){name});')
+    values = {**_generated.RESULT_CODES, **_generated.CYCLES, **_generated.PROXY_TYPES}
+    lines += [f'printf("{name} %d\\n", (int){name});' for name in values]
     (tmp_path / "layout.c").write_text("\n".join(lines + ["return 0; }"]))
     subprocess.run(["cc", f"-I{ROOT}/include", "-o", tmp_path / "layout", tmp_path / "layout.c"],
                    check=True)
@@ -39,8 +38,7 @@ def test_layout_is_that_of_the_compiler(tmp_path):
         for member in dtype.names:
             kind, offset = dtype.fields[member][:2]
             assert found.pop(f"{record}.{member}") == [offset, kind.itemsize], f"{record}.{member}"
-    for name, value in {**_generated.RESULT_CODES, **_generated.CYCLES,
-                        **_generated.PROXY_TYPES}.items():
+    for name, value in values.items():
         assert found.pop(name) == [value]
 
 

@@ -1,16 +1,13 @@
 // Bars and futures through the command line: what is asked, and what is shown.
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <atomic>
-#include <mutex>
 
 #include "cli/market.h"
-#include "cli/run_cli.h"
 
 namespace qrx::test {
 namespace {
 
-// Answers bars and snapshots, and keeps the last request.
+// Answers bars and snapshots, and keeps the requests.
 class BarsAndFutures : public testing::Test {
 protected:
     bool Handle(Peer& peer, const Message& request) {
@@ -19,42 +16,37 @@ protected:
             m_requests.push_back(request);
         }
         if (request.head.sDataType == ID_ZPMTELE_REQ_KDATA) {
-            ZPMDefine_KData_Head head{};
-            memcpy(head.chCode, "600000", 6);
-            memcpy(head.chMarket, "SH", 2);
-            head.nItems = 1;
-            head.nLastPacket = 1;
             const ZPMDefine_KData bar = {kFriday, m_nBarTime, 71200,    71500, 71100,
                                          71300,   400,        28520000, 3,     0};
-            std::string strBody = Bytes(head);
-            codec::EncodeRecord(bar, strBody);
-            return peer.Answer(request, ID_ZPMTELE_DAYKDATA, strBody);
+            return peer.Answer(request, ID_ZPMTELE_DAYKDATA,
+                               Answer<ZPMDefine_KData_Head>(&bar, 1, kFriday));
         }
         ZPMDefine_Future_Head head{};
-        head.nItems = 1;
-        head.nLastPacket = 1;
         head.nDayRef1 = 451000;
         head.nDayRef2 = 452000;
         head.nDayRef3 = 90;
         const ZPMDefine_Future_Night snapshot = {
             kFriday, m_nSnapshotTime, 450000, 5, 22500000, 91, 'B', 450100, 450200, 450300, 0, -12};
-        std::string strBody = Bytes(head);
-        codec::EncodeRecord(snapshot, strBody);
-        return peer.Answer(request, ID_ZPMTELE_FUTURE, strBody);
+        return peer.Answer(request, ID_ZPMTELE_FUTURE, Answer(&snapshot, 1, kFriday, head));
     }
-    template <class Request>
-    Request Asked() {
+    ZPMDefine_RequestKData Asked() {
         const std::lock_guard<std::mutex> guard(m_mutex);
-        Request request{};
-        if (m_requests.empty()) return request;
-        memcpy(&request, m_requests.back().strBody.data(),
-               std::min(sizeof request, m_requests.back().strBody.size()));
-        return request;
+        return m_requests.empty() ? ZPMDefine_RequestKData{}
+                                  : m_requests.back().As<ZPMDefine_RequestKData>();
     }
-
     size_t Requests() {
         const std::lock_guard<std::mutex> guard(m_mutex);
         return m_requests.size();
+    }
+    // The command is refused with a sentence about the grid.
+    void Refused(const std::string& strArguments, const char* szSentence) {
+        m_cli.Fails(strArguments + " --complete --from 20240105", 12, szSentence);
+    }
+    // Lines of the command's table: a header and every place of the grid.
+    std::ptrdiff_t Completed(const std::string& strArguments) {
+        EXPECT_EQ(m_cli.Run(strArguments + " --complete --from 20240105 --columns time -f csv"), 0)
+            << m_cli.Err();
+        return std::ranges::count(m_cli.Out(), '\n');
     }
 
     // Shared with the server's threads.
@@ -80,7 +72,7 @@ TEST_F(BarsAndFutures, BarsAsAskedAndShown) {
     EXPECT_EQ(m_cli.Out(),
               "code,date,time,open,high,low,close,volume,turnover,trades,open_interest\n"
               "600000.SH,2024-01-05,09:31:00.000,7.1200,7.1500,7.1100,7.1300,400,2852.0000,3,0\n");
-    const auto asked = Asked<ZPMDefine_RequestKData>();
+    const auto asked = Asked();
     EXPECT_EQ(asked.nModeFlag, 1);
     EXPECT_EQ(asked.nModeDate, 20240101);
     EXPECT_EQ(asked.nModeSwitch, 1);
@@ -94,27 +86,21 @@ TEST_F(BarsAndFutures, BarsAsAskedAndShown) {
         {"30s", 11}, {"d", 7}, {"w", 8}, {"month", 9}, {"quarter", 4}, {"half", 5}, {"y", 6}};
     for (const auto& [szCycle, nCode] : kCycles) {
         EXPECT_EQ(m_cli.Run(std::string("bars 600000.SH --from 20240105 --cycle ") + szCycle), 0);
-        EXPECT_EQ(Asked<ZPMDefine_RequestKData>().nCycType, nCode) << szCycle;
+        EXPECT_EQ(Asked().nCycType, nCode) << szCycle;
     }
 }
 
 TEST_F(BarsAndFutures, CompletionIsRefusedBeforeItStopsTheProcess) {
-    EXPECT_EQ(m_cli.Run("bars 00001.HK --cycle 1m --complete --from 20240105"), 12);
-    EXPECT_NE(m_cli.Err().find("HK has no session grid; only SH, SZ, CF, SHF, CZC, DCE have one"),
-              std::string::npos)
-        << m_cli.Err();
+    Refused("bars 00001.HK --cycle 1m",
+            "HK has no session grid; only SH, SZ, CF, SHF, CZC, DCE have one");
     m_nBarTime = 85900;
-    EXPECT_EQ(m_cli.Run("bars 600000.SH --cycle 1m --complete --from 20240105"), 12);
-    EXPECT_NE(m_cli.Err().find("2024-01-05, record 1 at 08:59:00.000: the first bar"),
-              std::string::npos)
-        << m_cli.Err();
+    Refused("bars 600000.SH --cycle 1m", "2024-01-05, record 1 at 08:59:00.000: the first bar");
     m_nBarTime = 93100;
-    ASSERT_EQ(
-        m_cli.Run("bars 600000.SH --cycle 1m --complete --from 20240105 --columns time -f csv"), 0)
-        << m_cli.Err();
-    // A header, and 240 bars of one minute in two sessions of two hours.
-    const std::string strOut = m_cli.Out();
-    EXPECT_EQ(std::count(strOut.begin(), strOut.end(), '\n'), 241) << strOut;
+    // 240 bars of one minute in two sessions of two hours.
+    EXPECT_EQ(Completed("bars 600000.SH --cycle 1m"), 241);
+    EXPECT_EQ(Completed("futures CU1701.SHF"), 28804);
+    m_nSnapshotTime = 84900000;
+    Refused("futures CU1701.SHF", "2024-01-05: no record at or after the start of the pre-open");
 }
 
 TEST_F(BarsAndFutures, SnapshotsDayByDay) {
@@ -126,16 +112,6 @@ TEST_F(BarsAndFutures, SnapshotsDayByDay) {
               "CU1701.SHF,2024-01-05,09:30:00.500,45.0000,5,2250.0000,91,B,45.0100,45.0200,45.0300,"
               "0.0000,-0.0012,5,2250.0000,45.1000,45.2000,90\n");
     EXPECT_EQ(Requests(), 1U);
-    EXPECT_EQ(m_cli.Run("futures 600000.SH --from 20240105"), 8);
-    ASSERT_EQ(m_cli.Run("futures CU1701.SHF --from 20240105 --complete --columns time -f csv"), 0);
-    const std::string strOut = m_cli.Out();
-    EXPECT_EQ(std::count(strOut.begin(), strOut.end(), '\n'), 28804);  // a header and every slot
-    // Nothing from the pre-open on: the library would stop the process.
-    m_nSnapshotTime = 84900000;
-    EXPECT_EQ(m_cli.Run("futures CU1701.SHF --from 20240105 --complete"), 12);
-    EXPECT_NE(m_cli.Err().find("2024-01-05: no record at or after the start of the pre-open"),
-              std::string::npos)
-        << m_cli.Err();
 }
 
 }  // namespace

@@ -1,13 +1,10 @@
 // Charts of the real qrx, drawn from a scripted server's bars and compared with pictures drawn by
 // hand: four rows are eight half rows, and prices from 10 to 17 give every half row one price.
-#include <gtest/gtest.h>
-#include <pty.h>
-
 #include <mutex>
 
+#include "cli/calculated.h"
 #include "cli/market.h"
-#include "cli/run_cli.h"
-#include "codec/integer.h"
+#include "cli/terminal.h"
 
 namespace qrx::test {
 namespace {
@@ -29,54 +26,25 @@ protected:
     bool Handle(Peer& peer, const Message& request) {
         const std::lock_guard<std::mutex> guard(m_mutex);
         if (request.head.sDataType == ID_ZPMTELE_FORMULA_CALC) {
-            return peer.Answer(request, ID_ZPMTELE_EZFORMULA_CALC_ANSWER_DYN, Calculated());
+            return peer.Answer(request, ID_ZPMTELE_EZFORMULA_CALC_ANSWER_DYN,
+                               m_calculated.Answer());
         }
         return peer.Answer(request, ID_ZPMTELE_DAYKDATA,
                            Answer<ZPMDefine_KData_Head>(
                                m_vecBars.data(), static_cast<int>(m_vecBars.size()), kFriday));
     }
-    std::string Calculated() const {
-        std::string strStream;
-        const auto put = [&](int n) {
-            char bytes[8];
-            strStream.append(bytes, static_cast<size_t>(compressData32(bytes, n)));
-        };
-        ZPMDefine_CalcFormula_Head head{};
-        memcpy(head.chCode, "600000", 6);
-        memcpy(head.chMarket, "SH", 2);
-        head.nColumns = static_cast<int>(m_vecColumns.size());
-        put(static_cast<int>(m_vecBars.size()));
-        int nBefore = 19900101;
-        for (const ZPMDefine_KData& bar : m_vecBars) {
-            put(bar.nDate - nBefore);
-            nBefore = bar.nDate;
-        }
-        for (const auto& [strName, vecValues] : m_vecColumns) {
-            strStream += static_cast<char>(strName.size());
-            strStream += strName;
-            put(0);
-            put(static_cast<int>(vecValues.size()) - 1);
-            int nPrevious = 0;
-            for (const int n : vecValues) {
-                char bytes[16];
-                strStream.append(bytes, static_cast<size_t>(compressData(n - nPrevious, bytes)));
-                nPrevious = n;
-            }
-        }
-        return Bytes(head) + strStream;
-    }
-
-    using Columns = std::vector<std::pair<std::string, std::vector<int>>>;
     // What the server, which has threads of its own, answers from now on.
-    void Hold(std::vector<ZPMDefine_KData> vecBars, Columns vecColumns = {}) {
+    void Hold(std::vector<ZPMDefine_KData> vecBars,
+              std::vector<Calculated::Column> vecColumns = {}) {
         const std::lock_guard<std::mutex> guard(m_mutex);
+        m_calculated = {{}, {}, std::move(vecColumns)};
+        for (const ZPMDefine_KData& bar : vecBars) m_calculated.vecDates.push_back(bar.nDate);
         m_vecBars = std::move(vecBars);
-        m_vecColumns = std::move(vecColumns);
     }
 
     std::mutex m_mutex;
     std::vector<ZPMDefine_KData> m_vecBars;
-    Columns m_vecColumns;
+    Calculated m_calculated;
     ScriptedServer m_server{
         Serving([this](Peer& peer, const Message& request) { return Handle(peer, request); },
                 NamedMarkets())};
@@ -189,20 +157,11 @@ TEST_F(Charts, FitsTheWindow) {
             for (const char* szNoColour : {"", "1"}) {
                 Hold(std::vector<ZPMDefine_KData>(nBars, Bar(kFriday, 93000, 10, 17, 10, 12, 1)));
                 m_cli.Set("NO_COLOR", szNoColour);
-                winsize size{};
-                size.ws_col = static_cast<unsigned short>(nColumns);
-                int nMaster = -1;
-                int nSlave = -1;
-                ASSERT_EQ(openpty(&nMaster, &nSlave, nullptr, nullptr, &size), 0);
-                m_cli.Start("bars 600000.SH --cycle 1m --from 20240105 --chart", nSlave);
-                close(nSlave);
-                std::string strOut;
-                char buffer[4096];
-                for (ssize_t n; (n = read(nMaster, buffer, sizeof buffer)) > 0;) {
-                    strOut.append(buffer, static_cast<size_t>(n));
-                }
-                close(nMaster);
-                ASSERT_EQ(m_cli.Wait(), 0) << m_cli.Err();
+                Terminal window({QRX_BUILD_DIR "/qrx", "bars", "600000.SH", "--cycle", "1m",
+                                 "--from", "20240105", "--chart"},
+                                m_cli, nColumns);
+                const std::string strOut = window.Type("");
+                ASSERT_EQ(window.Wait(), 0) << strOut;
                 EXPECT_EQ(strOut.find('\033') == std::string::npos, *szNoColour != '\0');
                 int nMost = 0;
                 int nNow = 0;

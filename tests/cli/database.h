@@ -2,6 +2,7 @@
 #ifndef QRX_TESTS_CLI_DATABASE_H
 #define QRX_TESTS_CLI_DATABASE_H
 
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <string>
@@ -25,6 +26,14 @@ inline std::string Rows(const std::string& strPath, const std::string& strSql) {
     }
     sqlite3_close(pDb);
     return strRows;
+}
+
+// Changes it behind qrx's back.
+inline void Change(const std::string& strPath, const std::string& strSql) {
+    sqlite3* pDb = nullptr;
+    sqlite3_open(strPath.c_str(), &pDb);
+    EXPECT_EQ(sqlite3_exec(pDb, strSql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << strSql;
+    sqlite3_close(pDb);
 }
 
 }  // namespace qrx::test

@@ -111,7 +111,11 @@ TEST_F(Export, GoesOnWhereItEnded) {
         auto files = Files(test.szFolder);
         files["manifest.json"].replace(files["manifest.json"].find(m_strServer), m_strServer.size(),
                                        strFirstServer);
-        EXPECT_EQ(files, whole) << test.szFolder;
+        EXPECT_EQ(files.size(), whole.size()) << test.szFolder;
+        for (const auto& [strPath, strText] : files) {  // too long to be shown
+            EXPECT_TRUE(whole.contains(strPath) && whole.at(strPath) == strText)
+                << test.szFolder << "/" << strPath;
+        }
     }
 }
 
@@ -173,12 +177,7 @@ TEST_F(Export, RefusesAnotherRequestUnlessItBeginsAnew) {
     const std::string strFirst = "600000.SH -o x --from 20240105 --kinds trades,orders ";
     Run(strFirst + "--columns time,price");
     const auto before = Files("x");
-    struct Case {
-        const char* szArguments;
-        int nExit;
-        const char* szSentence;
-    };
-    const Case kCases[] = {
+    constexpr Failing kCases[] = {
         {"600000.SH -o x --kinds trades", 2, "x was begun with --columns time,price, not none;"},
         {"600000.SH -o x --kinds trades --columns price,time", 2, "not price,time;"},
         {"600000.SH -o x --kinds trades --columns time,price --raw", 2, "with --raw no, not yes"},
@@ -205,12 +204,10 @@ TEST_F(Export, RefusesAnotherRequestUnlessItBeginsAnew) {
     // The same server, but who knows?
     const std::string strNamed =
         strFirst + "--columns time,price --server localhost:" + std::to_string(m_pServer->Port());
-    EXPECT_NE(Run(strNamed, 2).find("with --server " + m_strServer + ", not localhost:"),
-              std::string::npos);
+    m_cli.Fails("export " + strNamed, 2, "with --server " + m_strServer + ", not localhost:");
     EXPECT_NE(m_cli.Err().find("say --server-moved if both are the same"), std::string::npos);
-    for (const Case& test : kCases) {
-        const std::string strErr = Run(test.szArguments, test.nExit);
-        EXPECT_NE(strErr.find(test.szSentence), std::string::npos) << strErr;
+    for (const auto& [szArguments, nExit, szSentence] : kCases) {
+        m_cli.Fails(std::string("export ") + szArguments, nExit, szSentence);
     }
     EXPECT_EQ(Files("x"), before);
     EXPECT_FALSE(fs::exists(m_cli.Folder() / "y"));
@@ -237,11 +234,12 @@ TEST_F(Export, RefusesAnotherRequestUnlessItBeginsAnew) {
          {std::string(), std::string("{}"), std::string("[1"), strOut + "../mine" + strEntry,
           strOut + "/tmp/mine" + strEntry, strOut + "a/../../mine" + strEntry}) {
         std::ofstream(m_cli.Folder() / "x/manifest.json") << strDamaged;
-        EXPECT_NE(Run(strFirst, 9).find("is no manifest"), std::string::npos) << strDamaged;
+        SCOPED_TRACE(strDamaged);
+        m_cli.Fails("export " + strFirst, 9, "is no manifest");
     }
     const int fd = open((m_cli.Folder() / "x").c_str(), O_RDONLY);
     flock(fd, LOCK_EX);
-    EXPECT_NE(Run(strFirst + "--restart", 9).find("another export"), std::string::npos);
+    m_cli.Fails("export " + strFirst + "--restart", 9, "another export");
     close(fd);
     Run(strFirst + "--restart");
 }
@@ -259,14 +257,9 @@ TEST_F(Export, FillsADatabase) {
     EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM trades"), std::to_string(nTrades) + "\n");
     EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM bars_d"), "2\n");
     // Rows of a day that has none, and of one between those of bars, have to go.
-    sqlite3* pDb = nullptr;
-    sqlite3_open(strDatabase.c_str(), &pDb);
-    for (const char* szSql :
-         {"INSERT INTO trades (code, date, time) VALUES ('600000.SH', '2024-01-03', '10:00')",
-          "INSERT INTO bars_d (code, date) VALUES ('600000.SH', '2024-01-06')"}) {
-        EXPECT_EQ(sqlite3_exec(pDb, szSql, nullptr, nullptr, nullptr), SQLITE_OK);
-    }
-    sqlite3_close(pDb);
+    Change(strDatabase,
+           "INSERT INTO trades (code, date, time) VALUES ('600000.SH', '2024-01-03', '10:00');"
+           "INSERT INTO bars_d (code, date) VALUES ('600000.SH', '2024-01-06')");
     Run(strArguments + "20240103 --to 20240107");
     EXPECT_EQ(Rows(strDatabase, "SELECT count(*) FROM trades"), std::to_string(nTrades) + "\n");
     EXPECT_EQ(Rows(strDatabase, "SELECT date FROM bars_d"), "2024-01-04\n2024-01-05\n");

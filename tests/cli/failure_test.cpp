@@ -1,35 +1,32 @@
 // How commands end: exit codes and sentences, nothing half-written, interrupts, closed pipes.
-#include <gtest/gtest.h>
-#include <pty.h>
+#include <fcntl.h>
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 
 #include "cli/database.h"
 #include "cli/market.h"
-#include "cli/run_cli.h"
+#include "cli/terminal.h"
+#include "support/deadline.h"
 
 namespace qrx::test {
 namespace {
 
-using Clock = std::chrono::steady_clock;
+void EndsByInterrupt(Cli& cli) {
+    const int64_t nBegin = Deadline::NowMs();
+    cli.Signal(SIGINT);
+    EXPECT_EQ(cli.Wait(), 130);
+    EXPECT_LT(Deadline::NowMs() - nBegin, 1000);
+}
 
 class Ending : public testing::Test {
 protected:
     // Friday is answered; what Monday's request meets is the test's to say.
     enum class OnMonday { Answered, Cut, Stalled };
-    explicit Ending(OnMonday monday = OnMonday::Answered)
-        : m_monday(monday),
-          m_server(
-              Serving([this](Peer& peer, const Message& request) { return Handle(peer, request); },
-                      NamedMarkets())),
-          m_cli(m_server.Port()) {}
 
     bool Handle(Peer& peer, const Message& request) {
-        ZPMDefine_RequestSaveData asked;
-        memcpy(&asked, request.strBody.data(), std::min(sizeof asked, request.strBody.size()));
-        if (request.head.sDataType == ID_ZPMTELE_REQ_SAVEDATA && asked.nDate == kMonday) {
+        if (request.head.sDataType == ID_ZPMTELE_REQ_SAVEDATA &&
+            request.As<ZPMDefine_RequestSaveData>().nDate == kMonday) {
             if (m_monday == OnMonday::Cut) return false;
             if (m_monday == OnMonday::Stalled) {
                 m_bStalling = true;
@@ -39,40 +36,31 @@ protected:
         }
         return m_market(peer, request);
     }
-    void WaitForStall() const {
+    void InterruptWhenStalled(const std::string& strArguments) {
+        m_monday = OnMonday::Stalled;
+        m_cli.Start(strArguments);
         while (!m_bStalling) usleep(1000);
+        EndsByInterrupt(m_cli);
     }
     bool FolderEmpty() const { return fs::is_empty(m_cli.Folder()); }
 
-    std::atomic<OnMonday> m_monday;
+    std::atomic<OnMonday> m_monday{OnMonday::Answered};
     std::atomic<bool> m_bStalling{false};
     Market m_market;
-    ScriptedServer m_server;
-    Cli m_cli;
-};
-class CutOnMonday : public Ending {
-protected:
-    CutOnMonday() : Ending(OnMonday::Cut) {}
-};
-class StalledOnMonday : public Ending {
-protected:
-    StalledOnMonday() : Ending(OnMonday::Stalled) {}
+    ScriptedServer m_server{
+        Serving([this](Peer& peer, const Message& request) { return Handle(peer, request); },
+                NamedMarkets())};
+    Cli m_cli{m_server.Port()};
 };
 
 TEST_F(Ending, CodesAndSentences) {
-    struct Case {
-        const char* szArguments;
-        int nExit;
-        const char* szSentence;  // a part of it
-    };
-    const Case kCases[] = {
+    constexpr Failing kCases[] = {
         {"", 2, "a command is needed, such as qrx codes; see qrx --help"},
         {"tick 600000.SH", 2, "qrx has no command \"tick\"; the nearest is \"ticks\"; see"},
         {"help", 2, "qrx has no command \"help\"; see qrx --help"},
         {"formula lst", 2, "qrx formula has no command \"lst\"; the nearest is \"list\""},
         {"ticks 600000.SH --form=20240105", 2,
-         "qrx ticks has no option \"--form\"; the nearest is "
-         "\"--from\""},
+         "qrx ticks has no option \"--form\"; the nearest is \"--from\""},
         {"ticks 600000.SH --colums time", 2, "the nearest is \"--columns\""},
         {"calc", 2, "qrx has no command \"calc\"; it is \"formula calc\"; see qrx --help"},
         {"-x", 2, "qrx has no option \"-x\"; see qrx --help"},
@@ -138,12 +126,10 @@ TEST_F(Ending, CodesAndSentences) {
         {"codes -o missing/codes.sqlite", 9, "missing/codes.sqlite"},
         {"bars 600000.SH --cycle 1m --complete --server 127.0.0.1:1", 6, "cannot connect"},
     };
-    for (const Case& test : kCases) {
-        EXPECT_EQ(m_cli.Run(test.szArguments), test.nExit) << test.szArguments << m_cli.Err();
-        EXPECT_NE(m_cli.Err().find(test.szSentence), std::string::npos) << test.szArguments << "\n"
-                                                                        << m_cli.Err();
+    for (const auto& [szArguments, nExit, szSentence] : kCases) {
+        m_cli.Fails(szArguments, nExit, szSentence);
         EXPECT_EQ(m_cli.Err().find('\n'), m_cli.Err().size() - 1) << m_cli.Err();
-        EXPECT_EQ(m_cli.Out(), "") << test.szArguments;
+        EXPECT_EQ(m_cli.Out(), "") << szArguments;
     }
     EXPECT_TRUE(FolderEmpty());
 }
@@ -165,52 +151,38 @@ TEST(Ambiguous, SaysHowManyAndWhereTheyAre) {
     EXPECT_EQ(std::ranges::count(cli.Out(), '\n'), 1 + 6);
 }
 
-TEST_F(CutOnMonday, LeavesNoFileBehind) {
-    const std::string strArguments = "orders 600000.SH --from 20240105 --to 20240109 -o ";
-    EXPECT_EQ(m_cli.Run(strArguments + "new.csv"), 6);
-    EXPECT_TRUE(FolderEmpty());
-    std::ofstream(m_cli.Folder() / "old.csv") << "old";
-    EXPECT_EQ(m_cli.Run(strArguments + "old.csv"), 6);
-    EXPECT_EQ(ReadAll(m_cli.Folder() / "old.csv"), "old");
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_cli.Folder()), {}), 1);
+// Files and databases stay as they were; new ones do not appear.
+TEST_F(Ending, ALostConnectionChangesNoFile) {
+    m_monday = OnMonday::Cut;
+    for (const std::string strFile : {"rows.csv", "rows.sqlite"}) {
+        SCOPED_TRACE(strFile);
+        const std::string strDays = "orders 600000.SH --from 20240105 --to 20240109 -o " + strFile;
+        EXPECT_EQ(m_cli.Run(strDays), 6);
+        EXPECT_TRUE(FolderEmpty());
+        ASSERT_EQ(m_cli.Run("trades 600000.SH --from 20240105 -o " + strFile), 0) << m_cli.Err();
+        const std::string strBefore = ReadAll(m_cli.Folder() / strFile);
+        EXPECT_EQ(m_cli.Run(strDays), 6);
+        EXPECT_EQ(ReadAll(m_cli.Folder() / strFile), strBefore);
+        EXPECT_EQ(std::distance(fs::directory_iterator(m_cli.Folder()), {}), 1);
+        fs::remove(m_cli.Folder() / strFile);
+    }
 }
 
-// What a database held before stays as it was; a new one does not appear.
-TEST_F(CutOnMonday, LeavesADatabaseAsItWas) {
-    const std::string strDays = "orders 600000.SH --from 20240105 --to 20240109 -o rows.sqlite";
-    EXPECT_EQ(m_cli.Run(strDays), 6);
-    EXPECT_TRUE(FolderEmpty());
-    ASSERT_EQ(m_cli.Run("trades 600000.SH --from 20240105 -o rows.sqlite"), 0) << m_cli.Err();
-    EXPECT_EQ(m_cli.Run(strDays), 6);
-    EXPECT_EQ(Rows(m_cli.Folder() / "rows.sqlite", "SELECT name FROM qrx_tables"), "trades\n");
-    EXPECT_EQ(std::distance(fs::directory_iterator(m_cli.Folder()), {}), 1);
+TEST_F(Ending, TimesOut) {
+    m_monday = OnMonday::Stalled;
+    m_cli.Fails("orders 600000.SH --from 20240108 --timeout 1", 7, "within 1 seconds");
 }
 
-TEST_F(StalledOnMonday, TimesOut) {
-    EXPECT_EQ(m_cli.Run("orders 600000.SH --from 20240108 --timeout 1"), 7);
-    EXPECT_NE(m_cli.Err().find("within 1 seconds"), std::string::npos) << m_cli.Err();
-}
-
-TEST_F(StalledOnMonday, InterruptEndsAtOnceAndLeavesNothing) {
-    m_cli.Start("orders 600000.SH --from 20240105 --to 20240109 -o rows.csv");
-    WaitForStall();
-    const auto begin = Clock::now();
-    m_cli.Signal(SIGINT);
-    EXPECT_EQ(m_cli.Wait(), 130);
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+TEST_F(Ending, AnInterruptLeavesNothing) {
+    InterruptWhenStalled("orders 600000.SH --from 20240105 --to 20240109 -o rows.csv");
     EXPECT_TRUE(FolderEmpty());
     EXPECT_EQ(m_cli.Err(), "");
 }
 
-TEST_F(StalledOnMonday, AnInterruptedExportKeepsWhatItsDatabaseHolds) {
+TEST_F(Ending, AnInterruptedExportKeepsWhatItsDatabaseHolds) {
     const std::string strExport =
         "export 600000.SH --kinds orders --from 20240104 --to 20240109 -f sqlite -o x";
-    m_cli.Start(strExport);
-    WaitForStall();
-    const auto begin = Clock::now();
-    m_cli.Signal(SIGINT);
-    EXPECT_EQ(m_cli.Wait(), 130);
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    InterruptWhenStalled(strExport);
     EXPECT_EQ(m_cli.Err(), "qrx: interrupted; the same command goes on from here.\n");
     const fs::path rows = m_cli.Folder() / "x/data.sqlite";
     EXPECT_EQ(Rows(rows, "SELECT date FROM orders"), "2024-01-05\n");
@@ -230,10 +202,7 @@ TEST(Interrupt, EndsALoginThatIsNotAnswered) {
     Cli cli(server.Port());
     cli.Start("codes -o codes.csv");
     while (!bAsked) usleep(1000);
-    const auto begin = Clock::now();
-    cli.Signal(SIGINT);
-    EXPECT_EQ(cli.Wait(), 130);
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    EndsByInterrupt(cli);
     EXPECT_TRUE(fs::is_empty(cli.Folder()));
 }
 
@@ -270,10 +239,7 @@ TEST_F(Flood, AReaderThatGoesIsNoError) {
 TEST_F(Flood, AReaderThatSleepsDoesNotHoldAnInterrupt) {
     const int fd = StartIntoPipe();
     usleep(200000);
-    const auto begin = Clock::now();
-    m_cli.Signal(SIGINT);
-    EXPECT_EQ(m_cli.Wait(), 130);
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(1));
+    EndsByInterrupt(m_cli);
     close(fd);
 }
 
@@ -299,29 +265,12 @@ TEST(Terminal, AsksForThePasswordAndShowsProgress) {
     });
     Cli cli(server.Port());
     cli.Unset("QRX_PASSWORD");
-    const std::vector<char*> vecEnvironment = cli.Environment();
-    int fd = -1;
-    const pid_t nPid = forkpty(&fd, nullptr, nullptr, nullptr);
-    if (nPid == 0) {
-        const char* const arguments[] = {"qrx",      "orders",    "600000.SH",   "--from",
-                                         "20240105", "--to",      "20240105",    "-f",
-                                         "csv",      "--columns", "date,volume", nullptr};
-        execve(QRX_BUILD_DIR "/qrx", const_cast<char* const*>(arguments), vecEnvironment.data());
-        _exit(99);
-    }
-    std::string strScreen;
-    char bytes[1000];
-    bool bTyped = false;
-    for (ssize_t n; (n = read(fd, bytes, sizeof bytes)) > 0;) {
-        strScreen.append(bytes, static_cast<size_t>(n));
-        if (!bTyped && strScreen.ends_with("Password of user: ")) {
-            bTyped = write(fd, "secret\n", 7) == 7;
-        }
-    }
-    int nStatus = 0;
-    waitpid(nPid, &nStatus, 0);
-    close(fd);
-    EXPECT_EQ(nStatus, 0);
+    Terminal terminal({QRX_BUILD_DIR "/qrx", "orders", "600000.SH", "--from", "20240105", "--to",
+                       "20240105", "-f", "csv", "--columns", "date,volume"},
+                      cli);
+    std::string strScreen = terminal.Type("", "Password of user: ");
+    strScreen += terminal.Type("secret\n");
+    EXPECT_EQ(terminal.Wait(), 0);
     EXPECT_TRUE(bPassword);
     EXPECT_EQ(strScreen.find("secret"), std::string::npos) << strScreen;
     EXPECT_NE(strScreen.find("\r0 of 1 days, 0 rows"), std::string::npos) << strScreen;

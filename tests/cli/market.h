@@ -4,10 +4,13 @@
 #ifndef QRX_TESTS_CLI_MARKET_H
 #define QRX_TESTS_CLI_MARKET_H
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <mutex>
 #include <vector>
 
+#include "cli/run_cli.h"
 #include "codec/codecs.h"
 #include "support/scripted_server.h"
 
@@ -35,11 +38,14 @@ Record NightTick(int nDate) {
     return tick;
 }
 
+// One packet: the head with the security, the day and the number of the records, where it has room
+// for them, and the records.
 template <class Head, class Record>
-std::string Answer(const Record* pRecords, int nItems, int nDate) {
-    Head head{};
-    memcpy(head.chCode, "600000", 6);
-    memcpy(head.chMarket, "SH", 2);
+std::string Answer(const Record* pRecords, int nItems, int nDate, Head head = {}) {
+    if constexpr (requires { head.chCode; }) {
+        memcpy(head.chCode, "600000", 6);
+        memcpy(head.chMarket, "SH", 2);
+    }
     if constexpr (requires { head.nDate; }) head.nDate = nDate;
     head.nItems = nItems;
     head.nLastPacket = 1;
@@ -53,21 +59,22 @@ class Market {
 public:
     bool operator()(Peer& peer, const Message& request) {
         if (request.head.sDataType == ID_ZPMTELE_REQ_TICK_NIGHT) return Ticks(peer, request);
-        ZPMDefine_RequestSaveData asked;
-        memcpy(&asked, request.strBody.data(), sizeof asked);
-        const int nItems = Asked(asked.nDate);
+        const auto asked = request.As<ZPMDefine_RequestSaveData>();
+        const auto send = [&](int nType, const auto& record) {
+            return Send<ZPMDefine_SaveData_Head>(peer, request, nType, record, asked.nDate);
+        };
         if (asked.nDataKind == 0) {
-            const ZPMDefine_Transaction_v2 trade = {93001000, 7, 0, '1', 'B', {71300, 200, 31}, 32};
-            return Send(peer, request, ID_ZPMTELE_TRANSACTION_V2, &trade, nItems, asked.nDate);
+            return send(ID_ZPMTELE_TRANSACTION_V2,
+                        ZPMDefine_Transaction_v2{93001000, 7, 0, '1', 'B', {71300, 200, 31}, 32});
         }
         if (asked.nDataKind == 2) {
-            const ZPMDefine_Order_v2 order = {93002000, 55, 8, 'A', 'S', 71400, 900};
-            return Send(peer, request, ID_ZPMTELE_ORDER_V2, &order, nItems, asked.nDate);
+            return send(ID_ZPMTELE_ORDER_V2,
+                        ZPMDefine_Order_v2{93002000, 55, 8, 'A', 'S', 71400, 900});
         }
         ZPMDefine_OrderQueue queue = {93003000, {71500, 'B', 3, 2}, {}};
         queue.nQueueItems[0] = 500;
         queue.nQueueItems[49] = 4900;
-        return Send(peer, request, ID_ZPMTELE_ORDERQUEUE_V2, &queue, nItems, asked.nDate);
+        return send(ID_ZPMTELE_ORDERQUEUE_V2, queue);
     }
     std::vector<int> Days() {
         const std::lock_guard<std::mutex> guard(m_mutex);
@@ -75,21 +82,14 @@ public:
     }
 
 private:
-    int Asked(int nDate) {
-        const std::lock_guard<std::mutex> guard(m_mutex);
-        m_days.push_back(nDate);
-        return nDate == kFriday || nDate == kMonday ? 1 : 0;
-    }
     bool Ticks(Peer& peer, const Message& request) {
-        ZPMDefine_RequestTickData asked;
-        memcpy(&asked, request.strBody.data(), sizeof asked);
-        const int nItems = Asked(asked.nDate);
+        const auto asked = request.As<ZPMDefine_RequestTickData>();
+        const auto send = [&](const auto& tick) {
+            return Send<ZPMDefine_TickData_Head>(peer, request, ID_ZPMTELE_TICK_NIGHT, tick,
+                                                 asked.nDate);
+        };
+        if (asked.nFlags == 2) return send(NightTick<ZPMDefine_Tick_Night>(asked.nDate));
         auto tick = NightTick<ZPMDefine_Tick_AB_Night>(asked.nDate);
-        if (asked.nFlags == 2) {
-            const auto plain = NightTick<ZPMDefine_Tick_Night>(asked.nDate);
-            return peer.Answer(request, ID_ZPMTELE_TICK_NIGHT,
-                               Answer<ZPMDefine_TickData_Head>(&plain, nItems, asked.nDate));
-        }
         tick.nBook1[0] = 71210;
         tick.nBook1[9] = 71300;
         tick.nBook2[9] = 1109;
@@ -97,13 +97,16 @@ private:
         tick.nBook4[9] = 1409;
         tick.nABField1 = 72000;
         tick.iABField4 = 8000000000;
-        return peer.Answer(request, ID_ZPMTELE_TICK_NIGHT,
-                           Answer<ZPMDefine_TickData_Head>(&tick, nItems, asked.nDate));
+        return send(tick);
     }
-    template <class Record>
-    bool Send(Peer& peer, const Message& request, int nType, const Record* pRecord, int nItems,
-              int nDate) {
-        return peer.Answer(request, nType, Answer<ZPMDefine_SaveData_Head>(pRecord, nItems, nDate));
+    template <class Head, class Record>
+    bool Send(Peer& peer, const Message& request, int nType, const Record& record, int nDate) {
+        {
+            const std::lock_guard<std::mutex> guard(m_mutex);
+            m_days.push_back(nDate);
+        }
+        const int nItems = nDate == kFriday || nDate == kMonday ? 1 : 0;
+        return peer.Answer(request, nType, Answer<Head>(&record, nItems, nDate));
     }
 
     std::mutex m_mutex;
@@ -119,6 +122,16 @@ inline std::vector<TestMarket> NamedMarkets() {
             {"SHF", {{"cu1701", 112, "cu"}}},
             {"SZ", {{"600000", 16, "other"}}}};
 }
+
+// The command line against that market.
+class MarketCli : public testing::Test {
+protected:
+    Market m_market;
+    ScriptedServer m_server{
+        Serving([this](Peer& peer, const Message& request) { return m_market(peer, request); },
+                NamedMarkets())};
+    Cli m_cli{m_server.Port()};
+};
 
 }  // namespace qrx::test
 

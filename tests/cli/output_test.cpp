@@ -1,20 +1,10 @@
 // What each command prints: columns, formats, texts.
-#include <gtest/gtest.h>
-
 #include "cli/market.h"
-#include "cli/run_cli.h"
 
 namespace qrx::test {
 namespace {
 
-class Output : public testing::Test {
-protected:
-    Market m_market;
-    ScriptedServer m_server{
-        Serving([this](Peer& peer, const Message& request) { return m_market(peer, request); },
-                NamedMarkets())};
-    Cli m_cli{m_server.Port()};
-};
+using Output = MarketCli;
 
 TEST_F(Output, EveryCommandAsWrittenByHand) {
     struct Case {

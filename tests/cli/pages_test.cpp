@@ -2,8 +2,9 @@
 // into real shells.
 #include <gtest/gtest.h>
 
-#include "cli/run_cli.h"
-#include "cli/shell.h"
+#include <algorithm>
+
+#include "cli/terminal.h"
 #include "support/server_process.h"
 
 namespace qrx::test {
@@ -16,73 +17,6 @@ std::string OutputOf(const std::string& strCommand) {
     for (size_t n; (n = fread(bytes, 1, sizeof bytes, pPipe)) > 0;) strText.append(bytes, n);
     pclose(pPipe);
     return strText;
-}
-
-class Pages : public testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ(m_cli.Run("pages made"), 0) << m_cli.Err(); }
-    std::string Path(const char* szName) const {
-        return (m_cli.Folder() / "made" / szName).string();
-    }
-
-    Cli m_cli{1};
-};
-
-TEST_F(Pages, ManualsHoldWhatHelpShows) {
-    if (access("/usr/bin/groff", X_OK) != 0) GTEST_SKIP() << "groff is not installed";
-    const char* const kCommands[] = {"",
-                                     "codes",
-                                     "ticks",
-                                     "trades",
-                                     "orders",
-                                     "queues",
-                                     "bars",
-                                     "futures",
-                                     "export",
-                                     "doctor",
-                                     "formula add",
-                                     "formula list",
-                                     "formula show",
-                                     "formula delete",
-                                     "formula calc"};
-    const fs::path folder = Path("man");
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), std::ssize(kCommands));
-    int nAll = 0;
-    for (const std::string strCommand : kCommands) {
-        std::string strName = strCommand.empty() ? "qrx" : "qrx-" + strCommand;
-        if (const size_t n = strName.find(' '); n != std::string::npos) strName[n] = '-';
-        const std::string strFile = (folder / (strName + ".1")).string();
-        EXPECT_EQ(OutputOf("groff -man -Tutf8 -ww -z " + strFile + " 2>&1"), "");
-        // A terminal that breaks no line, and no bold and underlined characters.
-        const std::string strShown =
-            OutputOf("groff -man -Tascii -P-cbou -rHY=0 -rLL=9000n " + strFile);
-        ASSERT_EQ(m_cli.Run(strCommand + " --help"), 0);
-        std::istringstream words(m_cli.Out());
-        for (std::string strWord; words >> strWord;) {
-            const size_t nAt = strWord.find("--");
-            if (nAt == std::string::npos) continue;
-            const std::string strOption = strWord.substr(nAt, strWord.find_first_of(",;.)\"", nAt));
-            if (strOption == "--help" || strOption == "--version") continue;
-            EXPECT_NE(strShown.find(strOption), std::string::npos) << strName << " " << strOption;
-            ++nAll;
-        }
-        EXPECT_EQ(strShown.find("\nEXAMPLES\n") != std::string::npos, !strCommand.empty());
-    }
-    EXPECT_GT(nAll, 50);
-    const std::string strShown =
-        OutputOf("groff -man -Tascii -P-cbou " + (folder / "qrx.1").string());
-    for (const char* szText : {"130", "Ctrl", "QRX_PASSWORD", "socks5://", "chmod 600"}) {
-        EXPECT_NE(strShown.find(szText), std::string::npos) << szText;
-    }
-    if (!HaveServer()) return;
-    std::ofstream(folder / "server.1") << RunServerCommand({"manual"}).strOutput;
-    const std::string strServer =
-        OutputOf("groff -man -Tascii -ww -P-cbou " + (folder / "server.1").string() + " 2>&1");
-    EXPECT_EQ(strServer.find("warning"), std::string::npos) << strServer;
-    for (const char* szText : {"qrx-server serve\n", "qrx-server user add name\n", "--port-file",
-                               "--seed", "qrx-server import bars files\n"}) {
-        EXPECT_NE(strServer.find(szText), std::string::npos) << szText;
-    }
 }
 
 // Keys up to a tab, or two for a list, and what the shell makes of them.
@@ -108,17 +42,79 @@ constexpr Typed kTyped[] = {{"qrx fut\t", "qrx futures "},
                             {"qrx formula \t\t", "delete"},
                             {"qrx q\t", "qrx queues "}};
 
-TEST_F(Pages, BashCompletes) {
-    std::ofstream(m_cli.Folder() / "my codes.txt") << "600000.SH\n";
-    Shell bash({"bash", "--norc", "--noprofile", "-i"});
-    bash.Type("cd " + m_cli.Folder().string() + "; bind 'set bell-style none'; source " +
-                  Path("bash/qrx") + "; echo re''ady\n",
-              "ready");
-    for (const Typed& test : kTyped) {
-        const std::string strScreen = bash.Type(test.szKeys, test.szShown);
-        EXPECT_NE(strScreen.find(test.szShown), std::string::npos) << test.szKeys << strScreen;
-        bash.Type("\x15 echo do''ne\n", "done");  // the line away
+class Pages : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_EQ(m_cli.Run("pages made"), 0) << m_cli.Err(); }
+    std::string Path(const char* szName) const {
+        return (m_cli.Folder() / "made" / szName).string();
     }
+
+    // Types into a shell that has loaded the completions.
+    void Completes(const std::vector<std::string>& vecShell, const std::string& strLoad) {
+        std::ofstream(m_cli.Folder() / "my codes.txt") << "600000.SH\n";
+        for (const auto& [szName, szValue] :
+             {std::pair{"TERM", "dumb"}, {"LC_ALL", "C"}, {"PS1", "> "}}) {
+            m_cli.Set(szName, szValue);
+        }
+        Terminal shell(vecShell, m_cli);
+        shell.Type("cd " + m_cli.Folder().string() + "; " + strLoad + "; echo re''ady\n", "ready");
+        for (const Typed& test : kTyped) {
+            const std::string strScreen = shell.Type(test.szKeys, test.szShown);
+            EXPECT_NE(strScreen.find(test.szShown), std::string::npos) << test.szKeys << strScreen;
+            shell.Type("\x15 echo do''ne\n", "done");  // the line away
+        }
+    }
+
+    Cli m_cli{1};
+};
+
+TEST_F(Pages, ManualsHoldWhatHelpShows) {
+    if (access("/usr/bin/groff", X_OK) != 0) GTEST_SKIP() << "groff is not installed";
+    const fs::path folder = Path("man");
+    int nPages = 0;
+    int nAll = 0;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        ++nPages;
+        const std::string strFile = entry.path(), strName = entry.path().stem();
+        std::string strCommand = strName.substr(strName == "qrx" ? 3 : 4);
+        std::ranges::replace(strCommand, '-', ' ');  // formula-add
+        EXPECT_EQ(OutputOf("groff -man -Tutf8 -ww -z " + strFile + " 2>&1"), "");
+        // A terminal that breaks no line, and no bold and underlined characters.
+        const std::string strShown =
+            OutputOf("groff -man -Tascii -P-cbou -rHY=0 -rLL=9000n " + strFile);
+        ASSERT_EQ(m_cli.Run(strCommand + " --help"), 0) << strFile;
+        std::istringstream words(m_cli.Out());
+        for (std::string strWord; words >> strWord;) {
+            const size_t nAt = strWord.find("--");
+            if (nAt == std::string::npos) continue;
+            const std::string strOption = strWord.substr(nAt, strWord.find_first_of(",;.)\"", nAt));
+            if (strOption == "--help" || strOption == "--version") continue;
+            EXPECT_NE(strShown.find(strOption), std::string::npos) << strName << " " << strOption;
+            ++nAll;
+        }
+        EXPECT_EQ(strShown.find("\nEXAMPLES\n") != std::string::npos, !strCommand.empty());
+    }
+    EXPECT_EQ(nPages, 15);
+    EXPECT_GT(nAll, 50);
+    const std::string strShown =
+        OutputOf("groff -man -Tascii -P-cbou " + (folder / "qrx.1").string());
+    for (const char* szText : {"130", "Ctrl", "QRX_PASSWORD", "socks5://", "chmod 600"}) {
+        EXPECT_NE(strShown.find(szText), std::string::npos) << szText;
+    }
+    if (!HaveServer()) return;
+    std::ofstream(folder / "server.1") << RunServerCommand({"manual"}).strOutput;
+    const std::string strServer =
+        OutputOf("groff -man -Tascii -ww -P-cbou " + (folder / "server.1").string() + " 2>&1");
+    EXPECT_EQ(strServer.find("warning"), std::string::npos) << strServer;
+    for (const char* szText : {"qrx-server serve\n", "qrx-server user add name\n", "--port-file",
+                               "--seed", "qrx-server import bars files\n"}) {
+        EXPECT_NE(strServer.find(szText), std::string::npos) << szText;
+    }
+}
+
+TEST_F(Pages, BashCompletes) {
+    Completes({"bash", "--norc", "--noprofile", "-i"},
+              "bind 'set bell-style none'; source " + Path("bash/qrx"));
 }
 
 // What stands behind the tab, exactly: the last word is being typed.
@@ -150,17 +146,9 @@ TEST_F(Pages, BashOffers) {
 
 TEST_F(Pages, ZshCompletes) {
     if (access("/usr/bin/zsh", X_OK) != 0) GTEST_SKIP() << "zsh is not installed";
-    std::ofstream(m_cli.Folder() / "my codes.txt") << "600000.SH\n";
-    Shell zsh({"zsh", "-f", "-i"});
-    zsh.Type("cd " + m_cli.Folder().string() + "; fpath=(" + Path("zsh") +
-                 " $fpath); autoload -U compinit; compinit -u -D; unsetopt zle_bracketed_paste; "
-                 "echo re''ady\n",
-             "ready");
-    for (const Typed& test : kTyped) {
-        const std::string strScreen = zsh.Type(test.szKeys, test.szShown);
-        EXPECT_NE(strScreen.find(test.szShown), std::string::npos) << test.szKeys << strScreen;
-        zsh.Type("\x15 echo do''ne\n", "done");
-    }
+    Completes({"zsh", "-f", "-i"}, "fpath=(" + Path("zsh") +
+                                       " $fpath); autoload -U compinit; compinit -u -D; "
+                                       "unsetopt zle_bracketed_paste");
 }
 
 }  // namespace

@@ -2,9 +2,8 @@
 #ifndef QRX_TESTS_CLI_RUN_CLI_H
 #define QRX_TESTS_CLI_RUN_CLI_H
 
-#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +12,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/server_process.h"
 
 namespace qrx::test {
 
@@ -24,6 +25,13 @@ inline std::string ReadAll(const fs::path& path) {
     text << file.rdbuf();
     return text.str();
 }
+
+// A command that fails: see Cli::Fails.
+struct Failing {
+    const char* szArguments;
+    int nExit;
+    const char* szSentence;
+};
 
 class Cli {
 public:
@@ -66,31 +74,11 @@ public:
         std::vector<std::string> vecWords = {QRX_BUILD_DIR "/qrx"};
         std::istringstream stream(strArguments);
         for (std::string strWord; stream >> strWord;) vecWords.push_back(strWord);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addchdir_np(&actions, Folder().c_str());
-        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-        if (nOut >= 0) {
-            posix_spawn_file_actions_adddup2(&actions, nOut, 1);
-        } else {
-            posix_spawn_file_actions_addopen(&actions, 1, (m_folder / "out").c_str(),
-                                             O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        }
-        posix_spawn_file_actions_addopen(&actions, 2, (m_folder / "err").c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        posix_spawnattr_t attributes;
-        posix_spawnattr_init(&attributes);
-        sigset_t set;
-        sigemptyset(&set);
-        posix_spawnattr_setsigmask(&attributes, &set);
-        sigaddset(&set, SIGINT);
-        sigaddset(&set, SIGPIPE);
-        posix_spawnattr_setsigdefault(&attributes, &set);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-        posix_spawn(&m_nPid, vecWords[0].c_str(), &actions, &attributes, Pointers(vecWords).data(),
-                    Environment().data());
-        posix_spawnattr_destroy(&attributes);
-        posix_spawn_file_actions_destroy(&actions);
+        m_nPid = StartProcess(vecWords, m_folder / "out",
+                              {.strErr = m_folder / "err",
+                               .nOut = nOut,
+                               .strFolder = Folder(),
+                               .vecEnvironment = m_vecEnvironment});
     }
     // The exit code; 1000 and the signal's number when one ended it.
     int Wait() {
@@ -102,19 +90,17 @@ public:
         Start(strArguments);
         return Wait();
     }
+    // For a command that fails with an exit code and a sentence, of which a part is given.
+    void Fails(const std::string& strArguments, int nExit, const std::string& strSentence) {
+        EXPECT_EQ(Run(strArguments), nExit) << strArguments << "\n" << Err();
+        EXPECT_NE(Err().find(strSentence), std::string::npos) << strArguments << "\n" << Err();
+    }
     void Signal(int nSignal) const { kill(m_nPid, nSignal); }
     std::string Out() const { return ReadAll(m_folder / "out"); }
     std::string Err() const { return ReadAll(m_folder / "err"); }
-    std::vector<char*> Environment() { return Pointers(m_vecEnvironment); }
+    const std::vector<std::string>& Environment() const { return m_vecEnvironment; }
 
 private:
-    static std::vector<char*> Pointers(std::vector<std::string>& vecTexts) {
-        std::vector<char*> vecPointers;
-        for (std::string& strText : vecTexts) vecPointers.push_back(strText.data());
-        vecPointers.push_back(nullptr);
-        return vecPointers;
-    }
-
     fs::path m_folder;
     std::vector<std::string> m_vecEnvironment;
     pid_t m_nPid = -1;

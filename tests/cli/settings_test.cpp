@@ -78,13 +78,11 @@ TEST_F(SettingsSources, Refused) {
         if (const size_t n = strArguments.find("HOME"); n != std::string::npos) {
             strArguments.replace(n, 4, m_cli.Home().string());
         }
-        EXPECT_EQ(m_cli.Run(strArguments), 2) << test.szSentence << m_cli.Err();
-        EXPECT_NE(m_cli.Err().find(test.szSentence), std::string::npos) << m_cli.Err();
+        m_cli.Fails(strArguments, 2, test.szSentence);
     }
     fs::remove_all(m_cli.Home() / ".config");
     m_cli.Unset("QRX_SERVER");
-    EXPECT_EQ(m_cli.Run("codes"), 2);
-    EXPECT_NE(m_cli.Err().find("QRX_SERVER"), std::string::npos) << m_cli.Err();
+    m_cli.Fails("codes", 2, "QRX_SERVER");
 }
 
 }  // namespace

@@ -1,32 +1,20 @@
 // Tables of SQLite: types, what is replaced and what is not, and files that are not ours to change.
-#include <gtest/gtest.h>
-
 #include "cli/database.h"
 #include "cli/market.h"
-#include "cli/run_cli.h"
+#include "cli/served_market.h"
 
 namespace qrx::test {
 namespace {
 
-class Tables : public testing::Test {
+class Tables : public MarketCli {
 protected:
     void Run(const std::string& strArguments) {
         ASSERT_EQ(m_cli.Run(strArguments + " -o m.sqlite"), 0) << m_cli.Err();
         EXPECT_EQ(m_cli.Out(), "");
     }
-    std::string Ask(const std::string& strSql) { return Rows(m_cli.Folder() / "m.sqlite", strSql); }
-    void Change(const std::string& strSql) {
-        sqlite3* pDb = nullptr;
-        sqlite3_open((m_cli.Folder() / "m.sqlite").c_str(), &pDb);
-        EXPECT_EQ(sqlite3_exec(pDb, strSql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
-        sqlite3_close(pDb);
-    }
+    std::string Ask(const std::string& strSql) { return Rows(m_strFile, strSql); }
 
-    Market m_market;
-    ScriptedServer m_server{
-        Serving([this](Peer& peer, const Message& request) { return m_market(peer, request); },
-                NamedMarkets())};
-    Cli m_cli{m_server.Port()};
+    const std::string m_strFile = m_cli.Folder() / "m.sqlite";
 };
 
 TEST_F(Tables, TypedColumnsATableAKind) {
@@ -83,15 +71,15 @@ TEST_F(Tables, HoldJustWhatWasAskedFor) {
          {"2024-01-04 08:00:00.000", "2024-01-09 08:00:00.001"}}};
     for (const Case& test : kCases) {
         SCOPED_TRACE(test.szAsked);
-        fs::remove(m_cli.Folder() / "m.sqlite");
+        fs::remove(m_strFile);
         const std::string strCommand = std::string("orders 600000.SH ") + test.szAsked;
         Run(strCommand);
         std::string strAll = Ask("SELECT code, date, time FROM orders");
         const auto add = [&](const std::string& strCode, const std::string& strMoment) {
             const std::string strDay = strMoment.substr(0, 10);
             const std::string strTime = strMoment.substr(11);
-            Change("INSERT INTO orders (code, date, time) VALUES ('" + strCode + "', '" + strDay +
-                   "', '" + strTime + "')");
+            Change(m_strFile, "INSERT INTO orders (code, date, time) VALUES ('" + strCode + "', '" +
+                                  strDay + "', '" + strTime + "')");
             return strCode + "|" + strDay + "|" + strTime + "\n";
         };
         for (const char* szMoment : test.vecGone) add("600000.SH", szMoment);
@@ -106,39 +94,61 @@ TEST_F(Tables, HoldJustWhatWasAskedFor) {
 TEST_F(Tables, RefusedWithoutAChange) {
     Run("orders 600000.SH --from 20240105");
     sqlite3* pDb = nullptr;
-    sqlite3_open((m_cli.Folder() / "m.sqlite").c_str(), &pDb);
+    sqlite3_open(m_strFile.c_str(), &pDb);
     sqlite3_exec(pDb, "CREATE TABLE trades (a); BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
     std::ofstream(m_cli.Folder() / "text.db") << "no database, but a text that is long enough";
-    const std::pair<const char*, const char*> kLocked[] = {
-        {"orders 600000.SH --from 20240108 -o m.sqlite", "another process is writing"},
-        {"orders 600000.SH --from 20240108 -o text.db", "file is not a database"}};
-    const std::pair<const char*, const char*> kOther[] = {
-        {"orders 600000.SH --from 20240108 -o m.sqlite --columns price", "with other --columns;"},
-        {"orders 600000.SH --from 20240108 -o m.sqlite --raw", "another --raw or --price-unit"},
-        {"orders 600000.SH --from 20240108 -o m.sqlite --tz UTC",
-         "another --tz (the exchange's, not UTC)"},
-        {"orders 600000.SH --from 20240108 -o m.sqlite --price-unit 100",
-         "price unit 1e4, not price unit 1e2"},
-        {"trades 600000.SH --from 20240108 -o m.sqlite", "was not made by qrx"}};
-    const auto refused = [&](const auto& cases) {
-        for (const auto& [szArguments, szSentence] : cases) {
-            EXPECT_EQ(m_cli.Run(szArguments), 9) << szArguments << m_cli.Err();
-            EXPECT_NE(m_cli.Err().find(szSentence), std::string::npos) << m_cli.Err();
-        }
-    };
-    refused(kLocked);
+    const std::string strOrders = "orders 600000.SH --from 20240108 -o ";
+    m_cli.Fails(strOrders + "m.sqlite", 9, "another process is writing");
+    m_cli.Fails(strOrders + "text.db", 9, "file is not a database");
     sqlite3_exec(pDb, "COMMIT", nullptr, nullptr, nullptr);
     sqlite3_close(pDb);
-    refused(kOther);
+    const std::pair<const char*, const char*> kOther[] = {
+        {"--columns price", "with other --columns;"},
+        {"--raw", "another --raw or --price-unit"},
+        {"--tz UTC", "another --tz (the exchange's, not UTC)"},
+        {"--price-unit 100", "price unit 1e4, not price unit 1e2"}};
+    for (const auto& [szOther, szSentence] : kOther) {
+        m_cli.Fails(strOrders + "m.sqlite " + szOther, 9, szSentence);
+    }
+    m_cli.Fails("trades 600000.SH --from 20240108 -o m.sqlite", 9, "was not made by qrx");
     EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
 }
 
 TEST_F(Tables, TakeALimitWhenTheyAreNew) {
     const std::string strLimited = "orders 600000.SH --from 20240105 --to 20240108 --limit 1";
     Run(strLimited);
-    EXPECT_EQ(m_cli.Run(strLimited + " -o m.sqlite"), 2);
-    EXPECT_NE(m_cli.Err().find("--limit would put some rows"), std::string::npos) << m_cli.Err();
+    m_cli.Fails(strLimited + " -o m.sqlite", 2, "--limit would put some rows");
     EXPECT_EQ(Ask("SELECT date FROM orders"), "2024-01-05\n");
+}
+
+// Days of a night-traded contract fetched in other portions than before leave the table as it was:
+// a day's night has the date of the day before.
+TEST_F(ServedMarket, NightsAreReplacedWithTheirDay) {
+    for (const char* szCommand : {"futures cu2403.SHF --book", "bars cu2403.SHF --cycle 1m"}) {
+        const std::string strTable = szCommand[0] == 'f' ? "futures_book" : "bars_1m";
+        const auto run = [&](const std::string& strArguments) {
+            ASSERT_EQ(m_cli.Run(strArguments + " -o m.db"), 0) << strArguments << m_cli.Err();
+        };
+        const auto rows = [&] {
+            return Rows(m_cli.Folder() / "m.db",
+                        "SELECT code, date, count(*), min(time), max(time) FROM " + strTable +
+                            " GROUP BY code, date");
+        };
+        // Another contract's rows at the same times stay.
+        std::string strOther = szCommand;
+        strOther.replace(strOther.find("cu"), 2, "ag");
+        run(strOther + " --from 20240104 --to 20240108");
+        run(std::string(szCommand) + " --from 20240104 --to 20240108");
+        const std::string strOnce = rows();
+        // Saturday, after the midnight of Monday's night.
+        EXPECT_NE(strOnce.find("2024-01-06|"), std::string::npos) << strOnce;
+        for (const char* szDays :
+             {" --from 20240108", " --from 20240104 --to 20240105", " --from 20240105",
+              " --from 20240104 --to 20240108", " --from 20240108 --begin 10:00 --end 10:30"}) {
+            run(szCommand + std::string(szDays));
+            EXPECT_EQ(rows(), strOnce) << szCommand << szDays;
+        }
+    }
 }
 
 }  // namespace

@@ -27,13 +27,14 @@ const char* CodeOf(Plain eGrid) {
 }
 
 template <class T>
-T At(int nTime, int nDate = kDate, int nVolume = 0) {
+T At(int nTime, int nDate = kDate, int nVolume = 0, int nAccVolume = 0) {
     T record{};
     memcpy(record.chVelaCode, "CU1701.SHF", 10);
     memcpy(record.chCode, "cu1701", 6);
     record.nDate = nDate;
     record.nTime = nTime;
     record.iVolume = nVolume;
+    record.iAccVolume = nAccVolume;
     return record;
 }
 
@@ -57,77 +58,54 @@ Day<T> Complete(const Day<T>& day, Plain eGrid) {
     return Complete(day, MarketOf(eGrid), CodeOf(eGrid));
 }
 
-TEST(Completion, OnlyTheTradingHoursGiveAnEmptyDay) {
-    Day<QRXDefine_Future> day = {At<QRXDefine_Future>(Clock(9), kDate, 5),
-                                 At<QRXDefine_Future>(Clock(14), kDate, 6)};
-    day[1].nSettle = 77;
-    const auto slots = Complete(day, Plain::kSHF);
-    ASSERT_EQ(slots.size(), 28803U);
-    EXPECT_EQ(+slots[0].nTime, 85900500);
-    EXPECT_EQ(+slots[1].nTime, 90000000);
-    EXPECT_EQ(+slots[18001].nTime, 113000000);
-    EXPECT_EQ(+slots[18002].nTime, 133000000);
-    EXPECT_EQ(+slots.back().nTime, 150000000);
-    for (const QRXDefine_Future& slot : slots) {
-        QRXDefine_Future expected = At<QRXDefine_Future>(slot.nTime);
+TEST(Completion, WorkedDays) {
+    using T = QRXDefine_Future;
+    constexpr int a = kDate, b = kDate + 1;
+    const T early = At<T>(Clock(8, 55), a, 5, 100);
+    const T ten = At<T>(Clock(10), a, 3, 103);
+    // clang-format off
+    struct Slot { size_t nAt; int nDate, nTime, nVolume, nAccVolume; };
+    const struct {
+        const char* szWhat;
+        Plain eGrid;
+        Day<T> day;
+        size_t nSlots;
+        std::vector<Slot> slots;
+    } kCases[] = {
+        // The volume of the merged pre-open is counted twice.
+        {"the second half of a second", Plain::kSHF,
+         {early, At<T>(Clock(10, 0, 0, 700), a, 3, 103)}, 28803,
+         {{0, a, 85900500, 5, 105}, {1, a, 90000000, 0, 105}, {7201, a, 100000000, 0, 105},
+          {7202, a, 100000500, 3, 103}, {7203, a, 100001000, 0, 103}, {18001, a, 113000000, 0, 103},
+          {18002, a, 133000000, 0, 103}, {28802, a, 150000000, 0, 103}}},
+        {"three of one second: two fill the pair, the third is merged into its second slot",
+         Plain::kDCE, {early, ten, At<T>(Clock(10), a, 4), At<T>(Clock(10), a, 8)}, 28805,
+         {{7201, a, 100000000, 3, 103}, {7202, a, 100000000, 12, 12}, {7203, a, 100001000, 0, 12}}},
+        {"a night", Plain::kNight,
+         {At<T>(Clock(20, 57), a - 1, 1), At<T>(Clock(23, 59, 59, 600), a - 1, 2),
+          At<T>(200, a, 3), At<T>(Clock(14, 59, 59, 999), b, 4, 9)}, 68405,
+         {{0, a - 1, 205900500, 1, 1}, {1, a - 1, 210000000, 0, 1}, {21600, a - 1, 235959500, 2, 0},
+          {21601, a, 0, 3, 0}, {39601, a, 23000000, 0, 0}, {39602, a, 85900500, 0, 0},
+          {39603, a, 90000000, 0, 0}, {57603, a, 113000000, 0, 0}, {57604, b, 133000000, 0, 0},
+          {68403, b, 145959500, 4, 9}, {68404, b, 150000000, 0, 9}}}};
+    // clang-format on
+    for (const auto& c : kCases) {
+        const auto slots = Complete(c.day, c.eGrid);
+        ASSERT_EQ(slots.size(), c.nSlots) << c.szWhat;
+        for (const Slot& e : c.slots) {
+            SCOPED_TRACE(testing::Message() << c.szWhat << ", slot " << e.nAt);
+            const T& slot = slots[e.nAt];
+            EXPECT_EQ(std::vector<int64_t>({slot.nDate, slot.nTime, slot.iVolume, slot.iAccVolume}),
+                      std::vector<int64_t>({e.nDate, e.nTime, e.nVolume, e.nAccVolume}));
+        }
+    }
+    // Nothing before the opening: all slots are empty.
+    Day<T> hours = {At<T>(Clock(9), a, 5), At<T>(Clock(14), a, 6)};
+    hours[1].nSettle = 77;
+    for (const T& slot : Complete(hours, Plain::kSHF)) {
+        T expected = At<T>(slot.nTime);
         expected.nSettle = 77;
         ASSERT_EQ(memcmp(&slot, &expected, sizeof slot), 0) << +slot.nTime;
-    }
-}
-
-TEST(Completion, SlotsOfOneHalfSecond) {
-    Day<QRXDefine_Future> day = {At<QRXDefine_Future>(Clock(8, 55), kDate, 5)};
-    day[0].iAccVolume = 100;
-    day.push_back(At<QRXDefine_Future>(Clock(10, 0, 0, 700), kDate, 3));
-    day[1].iAccVolume = 103;
-    auto slots = Complete(day, Plain::kSHF);
-    EXPECT_EQ(+slots[0].iVolume, 5);
-    EXPECT_EQ(+slots[0].iAccVolume, 105);  // counted twice
-    EXPECT_EQ(+slots[7200].nTime, Clock(9, 59, 59, 500));
-    EXPECT_EQ(+slots[7201].iVolume, 0);  // 10:00:00.000
-    EXPECT_EQ(+slots[7201].iAccVolume, 105);
-    EXPECT_EQ(+slots[7202].iVolume, 3);  // 10:00:00.500
-    EXPECT_EQ(+slots[7202].iAccVolume, 103);
-    EXPECT_EQ(+slots[7203].iVolume, 0);
-    EXPECT_EQ(+slots[7203].iAccVolume, 103);
-
-    // Three of one second: two fill the pair, the third is merged into its second slot.
-    day[1].nTime = Clock(10);
-    day.push_back(At<QRXDefine_Future>(Clock(10), kDate, 4));
-    day.push_back(At<QRXDefine_Future>(Clock(10), kDate, 8));
-    slots = Complete(day, Plain::kDCE);
-    ASSERT_EQ(slots.size(), 28805U);
-    EXPECT_EQ(+slots[7201].nTime, Clock(10));
-    EXPECT_EQ(+slots[7201].iVolume, 3);
-    EXPECT_EQ(+slots[7202].nTime, Clock(10));
-    EXPECT_EQ(+slots[7202].iVolume, 12);
-    EXPECT_EQ(+slots[7202].iAccVolume, 12);
-    EXPECT_EQ(+slots[7203].nTime, Clock(10, 0, 1));
-    EXPECT_EQ(+slots[7203].iAccVolume, 12);
-}
-
-TEST(Completion, NightGrid) {
-    using T = QRXDefine_Future;
-    const Day<T> day = {At<T>(Clock(20, 57), 20170102, 1),
-                        At<T>(Clock(23, 59, 59, 600), 20170102, 2), At<T>(200, 20170103, 3),
-                        At<T>(Clock(14, 59, 59, 999), 20170104, 4)};
-    const auto slots = Complete(day, Plain::kNight);
-    ASSERT_EQ(slots.size(), 68405U);
-    struct {
-        size_t nSlot;
-        int nDate, nTime, nVolume;
-    } const kCases[] = {
-        {0, 20170102, 205900500, 1},     {1, 20170102, 210000000, 0},
-        {21600, 20170102, 235959500, 2}, {21601, 20170103, 0, 3},
-        {39601, 20170103, 23000000, 0},  {39602, 20170103, 85900500, 0},
-        {39603, 20170103, 90000000, 0},  {57603, 20170103, 113000000, 0},
-        {57604, 20170104, 133000000, 0}, {68404, 20170104, 150000000, 0},
-    };
-    for (const auto& c : kCases) {
-        SCOPED_TRACE(c.nSlot);
-        EXPECT_EQ(+slots[c.nSlot].nDate, c.nDate);
-        EXPECT_EQ(+slots[c.nSlot].nTime, c.nTime);
-        EXPECT_EQ(+slots[c.nSlot].iVolume, c.nVolume);
     }
 }
 
@@ -145,31 +123,26 @@ TEST(Completion, ChoosesByMarketAndCode) {
         EXPECT_EQ(Complete(day, c.szMarket, c.szCode).size(), c.nSlots)
             << c.szMarket << " " << c.szCode;
     }
-    for (const auto& [szCode, bNight] : {std::pair{"j", true},
-                                         {"p1705", true},
-                                         {"jm1705", false},
-                                         {"pp1705", false},
-                                         {"J1705", false},
-                                         {"", false},
-                                         {"jM", true},
-                                         {"a1705", false}}) {
-        EXPECT_EQ(BusinessConvertor::IsDCENightCode(szCode), bNight) << szCode;
+    for (const char* sz : {"j", "p1705", "jM"}) {
+        EXPECT_TRUE(BusinessConvertor::IsDCENightCode(sz)) << sz;
+    }
+    for (const char* sz : {"jm1705", "pp1705", "J1705", "", "a1705"}) {
+        EXPECT_FALSE(BusinessConvertor::IsDCENightCode(sz)) << sz;
     }
     EXPECT_DEATH(Complete(day, "XYZ", "a"), "BusinessConverter:.*Assertion `0' failed");
     EXPECT_DEATH(Complete(day, "C", "a"), "Assertion `0' failed");
     EXPECT_TRUE(CheckGrid(day.data(), 1, "XYZ", "a", kDate).has_value());
 
-    void* pData = nullptr;
-    unsigned nItems = 1;
     QRXDefine_Future record{};
+    void* pNoData = nullptr;
+    void* pData = &record;
+    unsigned nItems = 1;
+    unsigned nNone = 0;
     EXPECT_EQ(
-        BusinessConvertor::AutoCompleteFutureTickOneDay(&pData, &nItems, false, "SHF", "a", 1),
+        BusinessConvertor::AutoCompleteFutureTickOneDay(&pNoData, &nItems, false, "SHF", "a", 1),
         -11);
-    pData = &record;
-    nItems = 0;
-    EXPECT_EQ(
-        BusinessConvertor::AutoCompleteFutureTickOneDay(&pData, &nItems, false, "SHF", "a", 1),
-        -11);
+    EXPECT_EQ(BusinessConvertor::AutoCompleteFutureTickOneDay(&pData, &nNone, false, "SHF", "a", 1),
+              -11);
     QRXDefine_Future* pNone = nullptr;
     EXPECT_DEATH(BusinessConvertor::AutoAlignFutureOneDayCF(&pNone, &nItems, 1),
                  "Assertion `ppFuture && pItems && \\*ppFuture && \\*pItems' failed");
@@ -180,39 +153,31 @@ TEST(Completion, ChoosesByMarketAndCode) {
 // What the check names is what stops the process.
 TEST(Completion, ConditionsStopTheProcess) {
     using T = QRXDefine_Future;
-    const T preOpen = At<T>(Clock(8, 55));
-    const T preOpenCF = At<T>(Clock(9, 14));
-    struct {
-        Day<T> day;
+    const T preOpen = At<T>(Clock(8, 55)), preOpenCF = At<T>(Clock(9, 14));
+    // clang-format off
+    const char* szOne = "nEnd == nOrgCursor";
+    const struct {
         const char *szMarket, *szAssertion, *szText;  // no assertion: the day is fine
-    } const kCases[] = {
-        {{At<T>(Clock(8, 49))}, "SHF", "`0'", "2017-01-03: no record"},
-        {{At<T>(Clock(9, 20), kDate - 1)}, "CF", "`0'", "2017-01-03: no record"},
-        {{preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 35))},
-         "SHF",
-         "nEnd == nOrgCursor",
-         "record 3 at 11:35:00.000: more than one record"},
-        {{preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 35, 0, 1))}, "SHF", nullptr, ""},
-        {{preOpen, At<T>(Clock(11, 29, 59, 999)), At<T>(Clock(11, 35))}, "SHF", nullptr, ""},
-        {{preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 30, 0, 500))}, "DCE", nullptr, ""},
+        Day<T> day;
+    } kCases[] = {
+        {"SHF", "`0'", "2017-01-03: no record", {At<T>(Clock(8, 49))}},
+        {"CF", "`0'", "2017-01-03: no record", {At<T>(Clock(9, 20), kDate - 1)}},
+        {"SHF", szOne, "record 3 at 11:35:00.000: more than one record",
+         {preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 35))}},
+        {"SHF", nullptr, "", {preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 35, 0, 1))}},
+        {"SHF", nullptr, "", {preOpen, At<T>(Clock(11, 29, 59, 999)), At<T>(Clock(11, 35))}},
+        {"DCE", nullptr, "", {preOpen, At<T>(Clock(11, 30)), At<T>(Clock(11, 30, 0, 500))}},
         // A dead cursor forgives everything.
-        {{At<T>(Clock(9)), At<T>(Clock(11, 30)), At<T>(Clock(11, 31))}, "SHF", nullptr, ""},
-        {{preOpen, At<T>(Clock(15)), At<T>(Clock(15, 0, 1))},
-         "SHF",
-         "nEnd == nOrgCursor",
-         "record 3 at 15:00:01.000"},
-        {{preOpen, At<T>(Clock(15)), At<T>(Clock(15, 0, 1, 1))}, "SHF", nullptr, ""},
-        {{preOpenCF, At<T>(Clock(15)), At<T>(Clock(15))}, "CF", nullptr, ""},
-        {{preOpenCF, At<T>(Clock(15, 15)), At<T>(Clock(15, 15, 0, 500))},
-         "CF",
-         "nEnd == nOrgCursor",
-         "record 3"},
+        {"SHF", nullptr, "", {At<T>(Clock(9)), At<T>(Clock(11, 30)), At<T>(Clock(11, 31))}},
+        {"SHF", szOne, "record 3 at 15:00:01.000",
+         {preOpen, At<T>(Clock(15)), At<T>(Clock(15, 0, 1))}},
+        {"SHF", nullptr, "", {preOpen, At<T>(Clock(15)), At<T>(Clock(15, 0, 1, 1))}},
+        {"CF", nullptr, "", {preOpenCF, At<T>(Clock(15)), At<T>(Clock(15))}},
+        {"CF", szOne, "record 3", {preOpenCF, At<T>(Clock(15, 15)), At<T>(Clock(15, 15, 0, 500))}},
         // Out of order within a pair: its second slot goes back in time.
-        {{preOpen, At<T>(Clock(10)), At<T>(Clock(9, 30))},
-         "DCE",
-         "nCurTime == nMorningEndTime",
-         "out of order"},
-    };
+        {"DCE", "nCurTime == nMorningEndTime", "out of order",
+         {preOpen, At<T>(Clock(10)), At<T>(Clock(9, 30))}}};
+    // clang-format on
     for (const auto& c : kCases) {
         SCOPED_TRACE(testing::Message() << c.szMarket << " " << +c.day.back().nTime);
         const auto fault =
@@ -285,6 +250,9 @@ protected:
         }
         if (Below(3) == 0) Trade(kDate, 15 * kHour, 15 * kHour + 16 * kMinute, 2);
         SortFrom(nNight);
+        if (m_day.empty() || Below(3) != 0) return;
+        memset(m_day[0].chVelaCode, 'V', sizeof m_day[0].chVelaCode);  // without their NULs
+        memset(m_day[0].chCode, 'c', sizeof m_day[0].chCode);
     }
 
     std::mt19937 m_random{20170103};

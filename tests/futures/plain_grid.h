@@ -130,11 +130,8 @@ private:
             Add(here.empty() ? Quiet(m_slots.back()) : here[0], nTime, nDate);
             if (!bPairs) continue;
             Day<T> rest = Between(day, nTime, nTime);
-            // The very first record of the day never fills a second slot.
-            const bool bFirstRecord =
-                !rest.empty() && memcmp(&rest[0], m_day.data(), sizeof(T)) == 0;
             if (!rest.empty()) rest.erase(rest.begin());
-            Add(rest.empty() || bFirstRecord ? Quiet(m_slots.back()) : Merged(rest), nTime, nDate);
+            Add(rest.empty() ? Quiet(m_slots.back()) : Merged(rest), nTime, nDate);
         }
     }
 

@@ -22,13 +22,6 @@ QRXDefine_Future At(int nDate, int nTime, int nVolume = 0) {
     return record;
 }
 
-TEST(SnapshotAlign, TimeAdd) {
-    EXPECT_EQ(CFAlign::TimeAdd(113000000, 500), 113000500);
-    EXPECT_EQ(CFAlign::TimeAdd(145959500, 500), 150000000);
-    EXPECT_EQ(CFAlign::TimeAdd(235959999, 1), 0);
-    EXPECT_EQ(CFAlign::TimeAdd(235959500, 500), 0);
-}
-
 TEST(SnapshotAlign, Searches) {
     // The last one is later by date and earlier by clock.
     const std::vector<QRXDefine_Future> day = {At(kDay - 1, 210000000), At(kDay, 90000000),

@@ -9,18 +9,15 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "session/transport.h"
 #include "support/deadline.h"
 #include "support/scripted_server.h"
+#include "support/server_process.h"
 
 namespace qrx::test {
 namespace {
-
-namespace fs = std::filesystem;
 
 int FreePort() {
     return ScriptedServer([](Peer&) {}).Port();
@@ -29,19 +26,8 @@ int FreePort() {
 // A child process that is ended with the object.
 class Process {
 public:
-    explicit Process(std::vector<std::string> args) {
-        m_nPid = fork();
-        if (m_nPid == 0) {
-            std::vector<char*> argv;
-            for (std::string& strArg : args) argv.push_back(strArg.data());
-            argv.push_back(nullptr);
-            if (freopen("/dev/null", "w", stdout) == nullptr ||
-                freopen("/dev/null", "w", stderr) == nullptr)
-                _exit(126);
-            execvp(argv[0], argv.data());
-            _exit(127);
-        }
-    }
+    explicit Process(const std::vector<std::string>& vecWords)
+        : m_nPid(StartProcess(vecWords, "/dev/null")) {}
     ~Process() {
         kill(m_nPid, SIGTERM);
         waitpid(m_nPid, nullptr, 0);
@@ -69,22 +55,6 @@ std::string Find(const std::string& strName) {
     }
     return {};
 }
-
-class Folder {
-public:
-    Folder() {
-        std::string strName = (fs::temp_directory_path() / "qrx-proxy-XXXXXX").string();
-        m_path = mkdtemp(strName.data());
-    }
-    ~Folder() { fs::remove_all(m_path); }
-    std::string operator/(const std::string& strName) const { return (m_path / strName).string(); }
-    void Write(const std::string& strName, const std::string& strText) const {
-        std::ofstream(m_path / strName) << strText;
-    }
-
-private:
-    fs::path m_path;
-};
 
 std::string OpenThrough(QRX_PROXY_TYPE nType, int nProxyPort, int nServerPort,
                         const char* szUser = "", const char* szPwd = "", unsigned nTimeOut = 5) {
@@ -132,12 +102,13 @@ TEST(Proxy, HttpConnectWithAndWithoutUser) {
     if (strProxy.empty()) GTEST_SKIP() << "tinyproxy is not installed";
     ScriptedServer server(Idle());
     for (const bool bUser : {false, true}) {
-        const Folder folder;
+        const ScratchFolder folder;
         const int nPort = FreePort();
-        folder.Write("conf", "Port " + std::to_string(nPort) +
-                                 "\nListen 127.0.0.1\nTimeout 60\nMaxClients 20\n" +
-                                 (bUser ? "BasicAuth me pw\n" : ""));
-        const Process proxy({strProxy, "-d", "-c", folder / "conf"});
+        const std::string strSettings =
+            folder.Write("conf", "Port " + std::to_string(nPort) +
+                                     "\nListen 127.0.0.1\nTimeout 60\nMaxClients 20\n" +
+                                     (bUser ? "BasicAuth me pw\n" : ""));
+        const Process proxy({strProxy, "-d", "-c", strSettings});
         ASSERT_TRUE(WaitForPort(nPort));
         EXPECT_EQ(OpenThrough(QRX_PROXY_HTTP, nPort, server.Port(), "me", "pw"), kOpened);
         EXPECT_EQ(OpenThrough(QRX_PROXY_HTTP, nPort, server.Port()), bUser ? kFailed : kOpened);
@@ -150,39 +121,39 @@ TEST(Proxy, Socks4And4aThroughSsh) {
     const std::string strServer = Find("sshd");
     const std::string strClient = Find("ssh");
     if (strServer.empty() || strClient.empty()) GTEST_SKIP() << "OpenSSH is not there";
-    const Folder folder;
+    const ScratchFolder folder;
     const int nSshPort = FreePort();
     const int nPort = FreePort();
     const std::string strKeys = "ssh-keygen -q -t ed25519 -N '' -f ";
-    ASSERT_EQ(system((strKeys + (folder / "host")).c_str()), 0);
-    ASSERT_EQ(system((strKeys + (folder / "user")).c_str()), 0);
+    ASSERT_EQ(system((strKeys + folder.Path("host")).c_str()), 0);
+    ASSERT_EQ(system((strKeys + folder.Path("user")).c_str()), 0);
     folder.Write("sshd",
                  "Port " + std::to_string(nSshPort) + "\nListenAddress 127.0.0.1\nHostKey " +
-                     (folder / "host") + "\nAuthorizedKeysFile " + (folder / "user.pub") +
+                     folder.Path("host") + "\nAuthorizedKeysFile " + folder.Path("user.pub") +
                      "\nPidFile none\nStrictModes no\nUsePAM no\nPasswordAuthentication no\n"
                      "AllowTcpForwarding yes\n");
     // As root it wants an account for privilege separation: it finds one in a mount namespace with
     // accounts of its own, and none is made on the machine.
     const bool bRoot = getuid() == 0;
     std::string strUser = getenv("USER") != nullptr ? getenv("USER") : "";
-    std::vector<std::string> args = {strServer, "-D", "-e", "-f", folder / "sshd"};
+    std::vector<std::string> args = {strServer, "-D", "-e", "-f", folder.Path("sshd")};
     if (bRoot) {
         if (system("unshare -m true 2>/dev/null") != 0) GTEST_SKIP() << "no mount namespaces here";
         strUser = "tester";
         folder.Write("passwd",
                      "root:NP:0:0::/root:/bin/sh\nsshd:*:65533:65534::/:/bin/false\n"
                      "tester:NP:65532:65534::/tmp:/bin/sh\n");
-        folder.Write("run", "mount --bind " + (folder / "passwd") +
+        folder.Write("run", "mount --bind " + folder.Path("passwd") +
                                 " /etc/passwd && mount -t tmpfs none /run && "
                                 "mkdir /run/sshd && exec " +
-                                strServer + " -D -e -f " + (folder / "sshd") + "\n");
-        ASSERT_EQ(chmod((folder / "").c_str(), 0755), 0);
-        args = {"unshare", "-m", "sh", folder / "run"};
+                                strServer + " -D -e -f " + folder.Path("sshd") + "\n");
+        ASSERT_EQ(chmod(folder.Path("").c_str(), 0755), 0);
+        args = {"unshare", "-m", "sh", folder.Path("run")};
     }
     const Process daemon(args);
     ASSERT_TRUE(WaitForPort(nSshPort));
     const Process client({strClient, "-N", "-F", "none", "-D", "127.0.0.1:" + std::to_string(nPort),
-                          "-i", folder / "user", "-p", std::to_string(nSshPort), "-o",
+                          "-i", folder.Path("user"), "-p", std::to_string(nSshPort), "-o",
                           "StrictHostKeyChecking=no", "-o", "UserKnownHostsFile=/dev/null", "-o",
                           "IdentitiesOnly=yes", "-o", "BatchMode=yes", strUser + "@127.0.0.1"});
     ASSERT_TRUE(WaitForPort(nPort));
@@ -194,47 +165,61 @@ TEST(Proxy, Socks4And4aThroughSsh) {
     EXPECT_EQ(server.Connections(), 4);
 }
 
-// What each handshake says, and that nothing behind the proxy's answer is lost.
+// What each handshake says, that nothing behind the proxy's answer is lost, and that an answer with
+// one other byte refuses.
 TEST(Proxy, BytesOnTheWire) {
     const int nServerPort = 0x1E14;  // 7700
+    const std::string strGranted("\0\x5A\0\0\0\0\0\0", 8);
+    struct Turn {
+        std::string strExpected, strAnswer;
+        size_t nVerdict;  // the byte of the answer that matters
+    };
     const struct {
         QRX_PROXY_TYPE nType;
-        std::vector<std::pair<std::string, std::string>> exchange;  // expected, answered
+        std::vector<Turn> turns;
     } kCases[] = {
-        {QRX_PROXY_SOCKS4,
-         {{std::string("\4\1\x1E\x14\x7F\0\0\1me\0", 11), std::string("\0\x5A\0\0\0\0\0\0", 8)}}},
+        {QRX_PROXY_SOCKS4, {{std::string("\4\1\x1E\x14\x7F\0\0\1me\0", 11), strGranted, 1}}},
         {QRX_PROXY_SOCKS4A,
-         {{std::string("\4\1\x1E\x14\0\0\0\1me\000127.0.0.1\0", 21),
-           std::string("\0\x5A\0\0\0\0\0\0", 8)}}},
+         {{std::string("\4\1\x1E\x14\0\0\0\1me\000127.0.0.1\0", 21), strGranted, 1}}},
         {QRX_PROXY_SOCKS5,
-         {{std::string("\5\2\0\2", 4), std::string("\5\2", 2)},
-          {std::string("\1\2me\2pw", 7), std::string("\1\0", 2)},
-          {std::string("\5\1\0\1\x7F\0\0\1\x1E\x14", 10), std::string("\5\0\0\3\4host\0\1", 11)}}},
+         {{std::string("\5\2\0\2", 4), std::string("\5\2", 2), 0},
+          {std::string("\1\2me\2pw", 7), std::string("\1\0", 2), 1},
+          {std::string("\5\1\0\1\x7F\0\0\1\x1E\x14", 10), std::string("\5\0\0\3\4host\0\1", 11),
+           1}}},
         {QRX_PROXY_HTTP,
          {{"CONNECT 127.0.0.1:7700 HTTP/1.1\r\nHost: 127.0.0.1:7700\r\n"
            "Proxy-Authorization: Basic bWU6cHc=\r\n\r\n",
-           "HTTP/1.0 200 fine\r\nServer: x\r\n\r\n"}}},
+           "HTTP/1.0 200 fine\r\nServer: x\r\n\r\n", 9}}},
     };
     for (const auto& c : kCases) {
-        ScriptedServer proxy([&](Peer& peer) {
-            for (const auto& [strExpected, strAnswer] : c.exchange) {
-                std::string strGot(strExpected.size(), '\0');
-                peer.Read(strGot.data(), strGot.size());
-                EXPECT_EQ(strGot, strExpected);
-                // The last answer and the tunnel's first bytes in one piece.
-                peer.Send(strAnswer + (&strAnswer == &c.exchange.back().second ? "tunnel" : ""));
-            }
-            peer.WaitForEnd();
-        });
-        SynNKNetWork net(5);
-        const unsigned nIP = inet_addr("127.0.0.1");
-        ASSERT_EQ(net.ConnectProxy(nIP, nServerPort,
-                                   static_cast<CNKNetWorkClient::NK_PROXY_TYPE>(c.nType), nIP,
-                                   proxy.Port(), "me", "pw"),
-                  1);
-        char bytes[6];
-        ASSERT_EQ(net.RecvN(bytes, 6), 6);
-        EXPECT_EQ(std::string(bytes, 6), "tunnel");
+        for (size_t nRefused = 0; nRefused <= c.turns.size(); ++nRefused) {
+            SCOPED_TRACE(std::to_string(c.nType) + " refused at " + std::to_string(nRefused));
+            ScriptedServer proxy([&](Peer& peer) {
+                for (size_t i = 0; i < c.turns.size() && i <= nRefused; ++i) {
+                    std::string strGot(c.turns[i].strExpected.size(), '\0');
+                    peer.Read(strGot.data(), strGot.size());
+                    EXPECT_EQ(strGot, c.turns[i].strExpected);
+                    std::string strAnswer = c.turns[i].strAnswer;
+                    if (i == nRefused) ++strAnswer[c.turns[i].nVerdict];
+                    // The last answer and the tunnel's first bytes in one piece.
+                    peer.Send(strAnswer + (i + 1 == c.turns.size() ? "tunnel" : ""));
+                }
+                peer.WaitForEnd();
+            });
+            SynNKNetWork net(5);
+            const unsigned nIP = inet_addr("127.0.0.1");
+            const bool bGranted = nRefused == c.turns.size();
+            const int64_t nStart = Deadline::NowMs();
+            ASSERT_EQ(net.ConnectProxy(nIP, nServerPort,
+                                       static_cast<CNKNetWorkClient::NK_PROXY_TYPE>(c.nType), nIP,
+                                       proxy.Port(), "me", "pw"),
+                      bGranted ? 1 : -1);
+            EXPECT_LT(Deadline::NowMs() - nStart, 3000);  // a refusal is no time-out
+            if (!bGranted) continue;
+            char bytes[6];
+            ASSERT_EQ(net.RecvN(bytes, 6), 6);
+            EXPECT_EQ(std::string(bytes, 6), "tunnel");
+        }
     }
 }
 

@@ -28,11 +28,12 @@ Outcome TryOpen(ScriptedServer::Script script, unsigned nTimeOut = 5) {
 
 // Answers the login with a body; then what `after` does.
 ScriptedServer::Script LoginScript(const std::string& strBody, int nFlags = PROTOCAL_NUMBER,
-                                   std::function<void(Peer&)> after = {}) {
+                                   ScriptedServer::Script after = {},
+                                   int nType = ID_ZPMTELE_LOGIN_ANSWER) {
     return [=](Peer& peer) {
         Message request;
         if (!peer.Receive(request)) return;
-        peer.Send(Packet(ID_ZPMTELE_LOGIN_ANSWER, 0, strBody, nFlags));
+        peer.Send(Packet(nType, 0, strBody, nFlags));
         if (after) {
             after(peer);
         } else {
@@ -40,6 +41,21 @@ ScriptedServer::Script LoginScript(const std::string& strBody, int nFlags = PROT
         }
     };
 }
+
+// Answers requests for code tables with these packets; then what `after` does.
+ScriptedServer::Script Tables(
+    const std::vector<TestMarket>& vecMarkets, const std::vector<std::string>& vecPackets,
+    ScriptedServer::Script after = [](Peer&) {}) {
+    return LoginScript(LoginAnswer(vecMarkets), PROTOCAL_NUMBER, [=](Peer& peer) {
+        Message request;
+        for (const std::string& strPacket : vecPackets) {
+            if (peer.Receive(request)) peer.Send(strPacket);
+        }
+        if (peer.Receive(request)) after(peer);
+    });
+}
+
+const std::string kOpened = "retrieve code table: success!";
 
 TEST(Open, FillsTheLoginResult) {
     Message asked;
@@ -99,8 +115,40 @@ TEST(Open, FillsTheLoginResult) {
 
 TEST(Open, Refusals) {
     const auto& markets = DefaultMarkets();
-    EXPECT_EQ(TryOpen(LoginScript(LoginAnswer(markets, 0, "wrong password"))).strText,
-              "wrong password");
+    ZPMDefine_LoginAnswer negative{};
+    negative.nResult = 1;
+    negative.nMarkets = -3;
+    const std::vector<TestMarket> two = {{"SH", {}}, {"SZ", {}}};
+    const std::string strEmpty = Packet(ID_ZPMTELE_CODETABLE, 0, CodeTableAnswer(two[0]));
+    const auto silent = [](Peer& peer) { peer.WaitForEnd(); };
+    const struct {
+        ScriptedServer::Script script;
+        std::string strText;
+        unsigned nTimeOut = 5;
+    } kCases[] = {
+        {LoginScript(LoginAnswer(markets, 0, "wrong password")), "wrong password"},
+        {LoginScript(LoginAnswer({})), "login: no authorized markets!"},
+        {LoginScript(Bytes(negative)), "login: no authorized markets!"},
+        {silent, "login: recv time out!", 1},
+        {[](Peer&) {}, "login: connect failed!"},
+        {Tables(two, {strEmpty, strEmpty}), "retrieve code table: no code table!"},
+        {Tables(two, {strEmpty}, silent), "retrieve code table: recv time out!", 1},
+        {Tables(two, {}), "retrieve code table: connect failed!"},
+        // One empty market and one with a code is an open session.
+        {Tables(two,
+                {strEmpty, Packet(ID_ZPMTELE_CODETABLE, 0, CodeTableAnswer({"SZ", {{"1", 16}}}))}),
+         kOpened},
+        // An item size below the stride passes the length check; what the body does not hold is not
+        // there.
+        {Tables({{"SH", {}}},
+                {Packet(ID_ZPMTELE_CODETABLE, 0,
+                        Bytes(ZPMDefine_CodeTable_Head{0, 1000, 1}) + std::string(1000, 'A'))}),
+         kOpened}};
+    for (const auto& c : kCases) {
+        const Outcome outcome = TryOpen(c.script, c.nTimeOut);
+        EXPECT_EQ(outcome.strText, c.strText);
+        EXPECT_EQ(outcome.bOpen, c.strText == kOpened) << c.strText;
+    }
     // Answered and closed at once: still the server's own word. Market names are filled all the
     // same.
     for (int i = 0; i < 50; ++i) {
@@ -109,13 +157,6 @@ TEST(Open, Refusals) {
         ASSERT_EQ(cut.strText, "go away");
         ASSERT_STREQ(cut.login.szMarket[0], "SH");
     }
-    EXPECT_EQ(TryOpen(LoginScript(LoginAnswer({}))).strText, "login: no authorized markets!");
-    ZPMDefine_LoginAnswer negative{};
-    negative.nResult = 1;
-    negative.nMarkets = -3;
-    EXPECT_EQ(TryOpen(LoginScript(Bytes(negative))).strText, "login: no authorized markets!");
-    EXPECT_EQ(TryOpen([](Peer& peer) { peer.WaitForEnd(); }, 1).strText, "login: recv time out!");
-    EXPECT_EQ(TryOpen([](Peer&) {}).strText, "login: connect failed!");
     testing::internal::CaptureStderr();
     EXPECT_EQ(TryOpen(LoginScript(std::string(100, 'x'))).strText,
               "login: receive exception data!");
@@ -129,70 +170,23 @@ TEST(Open, Refusals) {
     EXPECT_STREQ(login.szInfo, "connect: connect failed!");
 }
 
-TEST(Open, CodeTableFailures) {
-    const std::vector<TestMarket> two = {{"SH", {}}, {"SZ", {}}};
-    const auto tables = [&](std::function<bool(Peer&, int)> answer) {
-        return LoginScript(LoginAnswer(two), PROTOCAL_NUMBER, [=](Peer& peer) {
-            Message request;
-            for (int i = 0; peer.Receive(request) && answer(peer, i); ++i) {
-            }
-        });
-    };
-    const std::string strEmpty = Packet(ID_ZPMTELE_CODETABLE, 0, CodeTableAnswer(two[0]));
-    EXPECT_EQ(TryOpen(tables([&](Peer& p, int) { return p.Send(strEmpty); })).strText,
-              "retrieve code table: no code table!");
-    EXPECT_EQ(TryOpen(tables([&](Peer& p, int i) {
-                          if (i == 0) return p.Send(strEmpty);
-                          p.WaitForEnd();
-                          return false;
-                      }),
-                      1)
-                  .strText,
-              "retrieve code table: recv time out!");
-    EXPECT_EQ(TryOpen(tables([&](Peer&, int) { return false; })).strText,
-              "retrieve code table: connect failed!");
-    // One empty market and one with a code is an open session.
-    EXPECT_TRUE(TryOpen(tables([&](Peer& p, int i) {
-                    return p.Send(i == 0 ? strEmpty
-                                         : Packet(ID_ZPMTELE_CODETABLE, 0,
-                                                  CodeTableAnswer({"SZ", {{"000001", 16}}})));
-                })).bOpen);
-    // An item size below the stride passes the length check; what the body does not hold is not
-    // there.
-    ZPMDefine_CodeTable_Head lying{0, 1000, 1};
-    const std::string strLying = Bytes(lying) + std::string(1000, 'A');
-    EXPECT_TRUE(TryOpen(tables([&](Peer& p, int) {
-                    return p.Send(Packet(ID_ZPMTELE_CODETABLE, 0, strLying));
-                })).bOpen);
-}
-
 TEST(OpenDeath, ContractViolations) {
     const auto& markets = DefaultMarkets();
-    const auto open = [](ScriptedServer::Script script) { TryOpen(std::move(script)); };
-    EXPECT_DEATH(open(LoginScript(LoginAnswer(markets), 1)), "MarketDataSource:[0-9]+: ");
     ZPMDefine_LoginAnswer many{};
     many.nResult = 1;
     many.nMarkets = 32;
-    EXPECT_DEATH(open(LoginScript(Bytes(many))), "MarketDataSource:[0-9]+: ");
-    EXPECT_DEATH(open([&](Peer& peer) {
-                     Message request;
-                     peer.Receive(request);
-                     peer.Send(Packet(3, 0, LoginAnswer(markets)));
-                 }),
-                 "MarketDataSource:[0-9]+: ");
-    // A code table does not accept a zero mark, nor items beyond its length.
-    const auto table = [&](const std::string& strPacket) {
-        return LoginScript(LoginAnswer(markets), 0, [=](Peer& peer) {
-            Message request;
-            peer.Receive(request);
-            peer.Send(strPacket);
-            peer.WaitForEnd();
-        });
-    };
-    EXPECT_DEATH(open(table(Packet(1001, 0, CodeTableAnswer(markets[0]), 0))), "MarketDataSource:");
-    EXPECT_DEATH(open(table(Packet(
-                     1001, 0, Bytes(ZPMDefine_CodeTable_Head{0, 2, 52}) + std::string(100, 'A')))),
-                 "MarketDataSource:");
+    const std::pair<const char*, ScriptedServer::Script> kCases[] = {
+        {"mark of a login", LoginScript(LoginAnswer(markets), 1)},
+        {"markets", LoginScript(Bytes(many))},
+        {"type of a login", LoginScript(LoginAnswer(markets), 0, {}, 3)},
+        // A code table does not accept a zero mark, nor items beyond its length.
+        {"mark of a table", Tables(markets, {Packet(1001, 0, CodeTableAnswer(markets[0]), 0)})},
+        {"items of a table", Tables(markets, {Packet(1001, 0,
+                                                     Bytes(ZPMDefine_CodeTable_Head{0, 2, 52}) +
+                                                         std::string(100, 'A'))})}};
+    for (const auto& [szWhat, script] : kCases) {
+        EXPECT_DEATH(TryOpen(script), "MarketDataSource:[0-9]+: ") << szWhat;
+    }
     QRX_PROXY_SETTING proxy{};
     proxy.nProxyType = 4;
     const OPEN_SETTINGS settings = Settings(1);

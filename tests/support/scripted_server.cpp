@@ -42,13 +42,12 @@ bool Peer::Send(const std::string& strBytes) {
     return SendInPieces(strBytes, strBytes.size());
 }
 
-bool Peer::SendInPieces(const std::string& strBytes, size_t nPiece, int nPauseUs) {
+bool Peer::SendInPieces(const std::string& strBytes, size_t nPiece) {
     for (size_t nDone = 0; nDone < strBytes.size();) {
         const size_t nNow = std::min(nPiece, strBytes.size() - nDone);
         const ssize_t n = send(m_socket.Get(), strBytes.data() + nDone, nNow, MSG_NOSIGNAL);
         if (n <= 0) return false;
         nDone += static_cast<size_t>(n);
-        if (nPauseUs > 0) usleep(static_cast<useconds_t>(nPauseUs));
     }
     return true;
 }

@@ -50,7 +50,7 @@ public:
     bool Read(void* pData, size_t nLen);  // false when the client has gone
     bool Receive(Message& message);
     bool Send(const std::string& strBytes);
-    bool SendInPieces(const std::string& strBytes, size_t nPiece, int nPauseUs = 0);
+    bool SendInPieces(const std::string& strBytes, size_t nPiece);
     bool Answer(const Message& request, int nType, const std::string& strBody) {
         return Send(Packet(nType, request.head.nRequestID, strBody));
     }

@@ -25,23 +25,46 @@ std::string ReadFile(const std::string& strPath) {
     return text.str();
 }
 
-pid_t Start(const std::vector<std::string>& vecArguments, const std::string& strLog) {
-    std::vector<char*> vecArgv{const_cast<char*>(kServer.c_str())};
-    for (const auto& str : vecArguments) vecArgv.push_back(const_cast<char*>(str.c_str()));
-    vecArgv.push_back(nullptr);
-    const pid_t nPid = fork();
-    if (nPid == 0) {
-        const int nFd = open(strLog.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        dup2(nFd, STDOUT_FILENO);
-        dup2(nFd, STDERR_FILENO);
-        setsid();  // no terminal: a password can only come from a file
-        execv(kServer.c_str(), vecArgv.data());
-        _exit(127);
-    }
-    return nPid;
+pid_t Start(std::vector<std::string> vecArguments, const std::string& strLog) {
+    vecArguments.insert(vecArguments.begin(), kServer);
+    return StartProcess(vecArguments, strLog);
 }
 
 }  // namespace
+
+std::vector<char*> Pointers(const std::vector<std::string>& vecTexts) {
+    std::vector<char*> vecPointers;
+    for (const auto& str : vecTexts) vecPointers.push_back(const_cast<char*>(str.c_str()));
+    vecPointers.push_back(nullptr);
+    return vecPointers;
+}
+
+pid_t StartProcess(const std::vector<std::string>& vecWords, const std::string& strOut,
+                   const ProcessPlace& place) {
+    const std::vector<char*> vecArgv = Pointers(vecWords);
+    const std::vector<char*> vecEnvironment = Pointers(place.vecEnvironment);
+    const pid_t nPid = fork();
+    if (nPid != 0) return nPid;
+    constexpr int kNew = O_WRONLY | O_CREAT | O_TRUNC;
+    if (place.nOut < 0) {
+        dup2(open(strOut.c_str(), kNew, 0600), STDOUT_FILENO);
+    } else {
+        dup2(place.nOut, STDOUT_FILENO);
+    }
+    const bool bOne = place.strErr.empty();
+    dup2(bOne ? STDOUT_FILENO : open(place.strErr.c_str(), kNew, 0600), STDERR_FILENO);
+    dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+    setsid();  // no terminal: a password can only come from a file
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    for (const int nSignal : {SIGINT, SIGPIPE}) signal(nSignal, SIG_DFL);
+    if (chdir(place.strFolder.c_str()) == 0) {
+        execvpe(vecArgv[0], vecArgv.data(),
+                place.vecEnvironment.empty() ? environ : vecEnvironment.data());
+    }
+    _exit(127);
+}
 
 bool HaveServer() {
     return access(kServer.c_str(), X_OK) == 0;

@@ -1,5 +1,5 @@
-// A real qrx-server for tests: a scratch folder, its commands run to their end, and one process
-// that serves on a free port until the object goes.
+// Processes for tests. A real qrx-server: a scratch folder, its commands run to their end, and one
+// process that serves on a free port until the object goes.
 #ifndef QRX_TESTS_SUPPORT_SERVER_PROCESS_H
 #define QRX_TESTS_SUPPORT_SERVER_PROCESS_H
 
@@ -9,6 +9,20 @@
 #include <vector>
 
 namespace qrx::test {
+
+// The texts as exec takes them, a null pointer behind.
+std::vector<char*> Pointers(const std::vector<std::string>& vecTexts);
+
+// Where a process runs, if not as this one does.
+struct ProcessPlace {
+    std::string strErr;  // empty: with the output
+    int nOut = -1;       // takes the place of the file for the output
+    std::string strFolder = ".";
+    std::vector<std::string> vecEnvironment;
+};
+// Without input, terminal and blocked signals.
+pid_t StartProcess(const std::vector<std::string>& vecWords, const std::string& strOut,
+                   const ProcessPlace& place = {});
 
 struct CommandResult {
     int nExit;

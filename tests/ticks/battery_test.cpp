@@ -1,41 +1,53 @@
-// What every data request must stand, written once and run over all kinds: an answer in bytes, cut
-// at every byte, empty, of several packets and days, late, too long for the time-out, closed.
+// What every data request must stand, written once and run over all kinds: the request byte by
+// byte, an answer in single bytes, cut at every byte, empty, of several packets and days, and too
+// late.
 #include <gtest/gtest.h>
 
 #include <thread>
 
 #include "codec/codecs.h"
-#include "support/deadline.h"
+#include "support/fetch.h"
 #include "support/scripted_server.h"
 
 namespace qrx::test {
 namespace {
 
-// A kind of request: how to call it, and how its server answers n records.
+constexpr int kDay = 20240105;
+
+// A kind of request: how to call it, what it sends for kDay, and how its server answers n records.
 struct Kind {
     const char* szName;
-    const char* szCode;
     size_t nRecordSize;
     int nRequestType, nAnswerType;
-    size_t nDateAt;  // of the day in the request body
-    std::function<int(void*, int, int, std::vector<std::string>&)> call;
+    std::string strRequest;
+    std::function<Fetched<std::string>(void*, int, int)> call;
     std::function<std::string(int nDate, int nItems, bool bLast)> body;
 };
 
 template <class Request, class Record>
 auto Call(int (*pfn)(void*, const Request*, Record**, int*), const char* szCode) {
-    return [=](void* h, int nBegin, int nEnd, std::vector<std::string>& records) {
-        auto request = RequestFor<Request>(szCode, nBegin, nEnd);
-        Record* pData = nullptr;
-        int nCount = 0;
-        const int nResult = pfn(h, &request, &pData, &nCount);
-        EXPECT_EQ(pData != nullptr, nResult == 0);
-        EXPECT_EQ(nCount != 0, nResult == 0);
-        records.clear();
-        for (int i = 0; i < nCount; ++i) records.push_back(Bytes(pData[i]));
-        QRX_Free(pData);
-        return nResult;
+    return [=](void* h, int nBegin, int nEnd) {
+        const auto fetched = Fetch(pfn, h, RequestFor<Request>(szCode, nBegin, nEnd));
+        Fetched<std::string> bytes{fetched.nResult, {}};
+        for (const Record& record : fetched.records) bytes.records.push_back(Bytes(record));
+        return bytes;
     };
+}
+
+// A request's body: code and market in their fields, then numbers of four bytes.
+std::string Sent(std::string strCode, size_t nCodeWidth, std::string strMarket,
+                 const std::vector<int>& words) {
+    strCode.resize(nCodeWidth);
+    strMarket.resize(4);
+    strCode += strMarket;
+    for (const int nWord : words) strCode += Bytes(nWord);
+    return strCode;
+}
+std::string SentTick(int nFlags) {
+    return Sent("600000", 8, "SH", {nFlags, kDay, 0, -1, 0, INT32_MIN, 0});
+}
+std::string SentTrade(const char* szCode, const char* szMarket, int nDataKind, int nMark) {
+    return Sent(szCode, 8, szMarket, {0, kDay, nDataKind, 0, -1, 0, nMark, 0, 0});
 }
 
 template <class Head, class Body>
@@ -59,26 +71,38 @@ auto AnswerOf(bool bOwnDate) {
 }
 
 const std::vector<Kind>& Kinds() {
+    const char *szIndex = "600000.sh", *szCopper = "CU1701.shf", *szOption = "io1701-c-3500.cf";
     static const std::vector<Kind> kKinds = {
-        {"tick", "600000.SH", 154, 110, 1048, 16, Call(&QRX_GetTick, "600000.SH"),
+        // The first: not a day a request.
+        {"bar", 112, 101, 1010,
+         Sent("600000", 8, "SH", {0, 0, 0, 0, 11, 1, kDay, kDay, 0, 0, 0, 0, 0, 0, 0}),
+         Call(&QRX_GetKLine, szIndex), AnswerOf<ZPMDefine_KData_Head, ZPMDefine_KData>(true)},
+        {"tick", 154, 110, 1048, SentTick(2), Call(&QRX_GetTick, szIndex),
          AnswerOf<ZPMDefine_TickData_Head, ZPMDefine_Tick_Night>(true)},
-        {"tick with levels", "600000.SH", 338, 110, 1048, 16, Call(&QRX_GetTickAB, "600000.SH"),
+        {"tick with levels", 338, 110, 1048, SentTick(3), Call(&QRX_GetTickAB, szIndex),
          AnswerOf<ZPMDefine_TickData_Head, ZPMDefine_Tick_AB_Night>(true)},
-        {"transaction", "600000.SH", 95, 111, 1038, 16, Call(&QRX_GetTransaction, "600000.SH"),
+        {"transaction", 95, 111, 1038, SentTrade("600000", "SH", 0, 0),
+         Call(&QRX_GetTransaction, szIndex),
          AnswerOf<ZPMDefine_SaveData_Head, ZPMDefine_Transaction_v2>(false)},
-        {"order", "cu1701.SHF", 90, 111, 1039, 16, Call(&QRX_GetOrder, "cu1701.SHF"),
+        {"order", 90, 111, 1039, SentTrade("cu1701", "SHF", 2, 0x22222222),
+         Call(&QRX_GetOrder, szCopper),
          AnswerOf<ZPMDefine_SaveData_Head, ZPMDefine_Order_v2>(false)},
-        {"future", "cu1701.SHF", 145, 112, 1049, 12, Call(&QRX_GetFuture, "cu1701.SHF"),
-         AnswerOf<ZPMDefine_Future_Head, ZPMDefine_Future_Night>(true)},
-        {"option with levels", "IO1701-C-3500.CF", 225, 115, 1050, 20,
-         Call(&QRX_GetFutureAB, "IO1701-C-3500.CF"),
-         AnswerOf<ZPMDefine_Future_Head, ZPMDefine_Future_AB_Night>(true)},
-        {"order queue", "600000.SH", 288, 111, 1037, 16, Call(&QRX_GetOrderQueue, "600000.SH"),
+        {"order queue", 288, 111, 1037, SentTrade("600000", "SH", 1, 0),
+         Call(&QRX_GetOrderQueue, szIndex),
          AnswerOf<ZPMDefine_SaveData_Head, ZPMDefine_OrderQueue>(false)},
-        // The last: not a day a request.
-        {"bar", "600000.SH", 112, 101, 1010, 36, Call(&QRX_GetKLine, "600000.SH"),
-         AnswerOf<ZPMDefine_KData_Head, ZPMDefine_KData>(true)},
-    };
+        {"future", 145, 112, 1049, Sent("cu1701", 8, "SHF", {kDay, 0, -1}),
+         Call(&QRX_GetFuture, szCopper),
+         AnswerOf<ZPMDefine_Future_Head, ZPMDefine_Future_Night>(true)},
+        {"option with levels", 225, 115, 1050, Sent("IO1701-C-3500", 16, "CF", {kDay, 0, -1}),
+         Call(&QRX_GetFutureAB, szOption),
+         AnswerOf<ZPMDefine_Future_Head, ZPMDefine_Future_AB_Night>(true)},
+        // From here on not cut at every byte: in that they are as the two above.
+        {"future with levels", 225, 113, 1050, Sent("cu1701", 8, "SHF", {kDay, 0, -1}),
+         Call(&QRX_GetFutureAB, szCopper),
+         AnswerOf<ZPMDefine_Future_Head, ZPMDefine_Future_AB_Night>(true)},
+        {"option", 145, 114, 1049, Sent("IO1701-C-3500", 16, "CF", {kDay, 0, -1}),
+         Call(&QRX_GetFuture, szOption),
+         AnswerOf<ZPMDefine_Future_Head, ZPMDefine_Future_Night>(true)}};
     return kKinds;
 }
 
@@ -90,40 +114,40 @@ protected:
                Packet(kind().nAnswerType, nId, kind().body(nDate, 0, false)) +
                Packet(kind().nAnswerType, nId, kind().body(nDate, 2, true));
     }
-    static int DateOf(const Message& r, size_t nAt) {
+    // The day that is asked for; all of the request for kDay is held against what is to be sent.
+    int DateOf(const Message& r) const {
         int nDate;
-        memcpy(&nDate, r.strBody.data() + nAt, 4);
+        memcpy(&nDate, r.strBody.data() + kind().strRequest.find(Bytes(kDay)), 4);
+        EXPECT_EQ(r.head.sDataType, kind().nRequestType);
+        if (nDate == kDay) EXPECT_EQ(r.strBody, kind().strRequest);
         return nDate;
     }
-    std::vector<std::string> m_records;
 };
 
 class CutBattery : public Battery {};
 
 TEST_P(Battery, DaysPacketsAndSingleBytes) {
     ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
-        EXPECT_EQ(r.head.sDataType, kind().nRequestType);
-        const int nDate = DateOf(r, kind().nDateAt);
+        const int nDate = DateOf(r);
         if (nDate == 20240106)
             return peer.Answer(r, kind().nAnswerType, kind().body(nDate, 0, true));
         return peer.SendInPieces(Whole(r.head.nRequestID, nDate), nDate == 20240107 ? 1 : 100);
     }));
     Session session(server.Port());
-    ASSERT_EQ(kind().call(session.Get(), 20240105, 20240107, m_records), 0);
-    ASSERT_EQ(m_records.size(), 10U);
+    const auto [nResult, records] = kind().call(session.Get(), kDay, 20240107);
+    ASSERT_EQ(nResult, 0);
+    ASSERT_EQ(records.size(), 10U);
     for (size_t i = 0; i < 10; ++i) {
-        ASSERT_EQ(m_records[i].size(), kind().nRecordSize);
-        int nDate;
-        memcpy(&nDate, m_records[i].data() + 64, 4);
-        EXPECT_EQ(nDate, i < 5 ? 20240105 : 20240107);
+        ASSERT_EQ(records[i].size(), kind().nRecordSize);
+        EXPECT_EQ(records[i].substr(64, 4), Bytes(i < 5 ? kDay : 20240107)) << i;
     }
-    EXPECT_EQ(kind().call(session.Get(), 20240106, 20240106, m_records), -3);
+    EXPECT_EQ(kind().call(session.Get(), 20240106, 20240106).nResult, -3);
 }
 
 // The connection is cut after every byte of the answer: without a retry that is -1, with one the
 // answer comes whole.
 TEST_P(CutBattery, AtEveryByte) {
-    const size_t nWhole = Whole(1, 20240105).size();
+    const size_t nWhole = Whole(1, kDay).size();
     constexpr size_t kThreads = 48;
     std::atomic<size_t> nNext{0};
     std::vector<std::thread> threads;
@@ -131,17 +155,17 @@ TEST_P(CutBattery, AtEveryByte) {
         threads.emplace_back([&] {
             for (size_t nCut = nNext++; nCut < nWhole; nCut = nNext++) {
                 ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
-                    const std::string strAll = Whole(r.head.nRequestID, 20240105);
+                    const std::string strAll = Whole(r.head.nRequestID, DateOf(r));
                     peer.Send(strAll.substr(0, peer.Index() < 2 ? nCut : strAll.size()));
                     return peer.Index() >= 2;
                 }));
                 Session session(server.Port(), 20, 0, 1);
-                std::vector<std::string> records;
-                ASSERT_EQ(kind().call(session.Get(), 20240105, 20240105, records), -1) << nCut;
+                ASSERT_EQ(kind().call(session.Get(), kDay, kDay).nResult, -1) << nCut;
                 if (nCut % 8 != 0) continue;  // the pause before a reconnect is a second
                 Session retrying(server.Port(), 20, 1, 1);
-                ASSERT_EQ(kind().call(retrying.Get(), 20240105, 20240105, records), 0) << nCut;
-                ASSERT_EQ(records.size(), 5U);
+                const auto whole = kind().call(retrying.Get(), kDay, kDay);
+                ASSERT_EQ(whole.nResult, 0) << nCut;
+                ASSERT_EQ(whole.records.size(), 5U) << nCut;
             }
         });
     }
@@ -150,24 +174,24 @@ TEST_P(CutBattery, AtEveryByte) {
 
 TEST_P(Battery, AFailingDayDiscardsTheEarlierOnes) {
     ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
-        const int nDate = DateOf(r, kind().nDateAt);
-        return nDate != 20240105 || peer.Send(Whole(r.head.nRequestID, nDate));
+        const int nDate = DateOf(r);
+        return nDate != kDay || peer.Send(Whole(r.head.nRequestID, nDate));
     }));
     Session session(server.Port(), 1);
-    EXPECT_EQ(kind().call(session.Get(), 20240105, 20240107, m_records), -2);
-    EXPECT_EQ(kind().call(session.Get(), 20240105, 20240105, m_records), 0);  // still open, in step
+    EXPECT_EQ(kind().call(session.Get(), kDay, 20240107).nResult, -2);
+    EXPECT_EQ(kind().call(session.Get(), kDay, kDay).nResult, 0);  // still open, in step
 }
 
-TEST_P(Battery, TodayAndUnknown) {
+TEST_P(Battery, WithoutDatesTodayIsAskedFor) {
     std::vector<int> days;
     ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
-        days.push_back(DateOf(r, kind().nDateAt));
+        days.push_back(DateOf(r));
         return peer.Answer(r, kind().nAnswerType, kind().body(1, 0, true));
     }));
     Session session(server.Port());
-    EXPECT_EQ(kind().call(session.Get(), 0, 0, m_records), -3);
+    EXPECT_EQ(kind().call(session.Get(), 0, 0).nResult, -3);
     ASSERT_EQ(days.size(), 1U);
-    EXPECT_GT(days[0], 20240000);
+    EXPECT_GT(days[0], 20240105);
 }
 
 std::string NameOf(const testing::TestParamInfo<size_t>& kindInfo) {
@@ -175,8 +199,8 @@ std::string NameOf(const testing::TestParamInfo<size_t>& kindInfo) {
     std::replace(strName.begin(), strName.end(), ' ', '_');
     return strName;
 }
-INSTANTIATE_TEST_SUITE_P(Kinds, Battery, testing::Range<size_t>(0, Kinds().size() - 1), NameOf);
-INSTANTIATE_TEST_SUITE_P(Kinds, CutBattery, testing::Range<size_t>(0, Kinds().size()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Kinds, Battery, testing::Range<size_t>(1, Kinds().size()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Kinds, CutBattery, testing::Range<size_t>(0, 8), NameOf);
 
 }  // namespace
 }  // namespace qrx::test

@@ -125,19 +125,10 @@ Answer SomeAnswer(Random& random) {
                 strStream.resize(random() % strStream.size());  // cut anywhere
             }
         }
-        switch (Below(random, 8)) {
-            case 0:
-                nRecords = -Below(random, 100);
-                break;
-            case 1:
-                nRecords += Below(random, 50);  // the stream does not reach so far
-                break;
-            case 2:
-                nRecords /= 2;  // the stream goes on
-                break;
-            default:
-                break;
-        }
+        const int nLie = Below(random, 8);
+        if (nLie == 0) nRecords = -Below(random, 100);
+        if (nLie == 1) nRecords += Below(random, 50);  // the stream does not reach so far
+        if (nLie == 2) nRecords /= 2;                  // the stream goes on
         head.nItems = nRecords;
         answer.Add(std::string(reinterpret_cast<const char*>(&head), sizeof head) + strStream);
     }
@@ -177,12 +168,12 @@ public:
     using Body = typename KindType::Body;
     using Record = typename KindType::Record;
 
-    // The fewest bytes that a pipeline may not write: the array has room for nMax records only.
+    // One record more than the pipeline has room for, which it may not write.
     using Array = std::unique_ptr<Record[]>;
     static Array NewArray(int nMax) {
-        Array pArray(new Record[static_cast<size_t>(std::max(nMax, 0)) + 1]);
-        memset(static_cast<void*>(pArray.get()), 0xCD,
-               (static_cast<size_t>(std::max(nMax, 0)) + 1) * sizeof(Record));
+        const size_t nRecords = static_cast<size_t>(nMax) + 1;
+        Array pArray(new Record[nRecords]);
+        memset(static_cast<void*>(pArray.get()), 0xCD, nRecords * sizeof(Record));
         return pArray;
     }
     static bool Untouched(const Record& record) {
@@ -190,10 +181,20 @@ public:
         return memcmp(&record, strPoison.data(), sizeof record) == 0;
     }
 
-    static int Announced(const Answer& answer) {
-        int n = 0;
-        for (const char* p : answer.vecPacket) n += std::max(HeadOf<Head>(p).nItems, 0);
-        return n;
+    // An answer and all its records as the plain pipeline gives them.
+    struct Whole {
+        Answer answer;
+        int nAll = 0;
+        Array pAll;
+    };
+    Whole SomeWhole(Random& random) {
+        Whole whole{SomeAnswer<Head, Body>(random), 0, {}};
+        for (const char* p : whole.answer.vecPacket) {
+            whole.nAll += std::max(HeadOf<Head>(p).nItems, 0);
+        }
+        whole.pAll = NewArray(whole.nAll);
+        EXPECT_EQ(Plain(whole.answer, whole.pAll.get(), whole.nAll, {}), whole.nAll);
+        return whole;
     }
 
     int Plain(const Answer& answer, Record* pArray, int nMax, const RangeFilter& f) {
@@ -208,22 +209,23 @@ public:
                                              KindType::kType, f.nBeginDate, f.nEndDate,
                                              f.nBeginTime, f.nEndTime, nullptr);
     }
+    template <class Quit>
+    static int FastUntil(const Answer& answer, Record* pArray, int nMax, Quit quit) {
+        FastPipeline<Head, Body, Record, Quit> pipeline(pArray, nMax, RangeFilter{}, quit);
+        return pipeline.Run(answer.vecPacket, answer.vecLen);
+    }
 
     // Bounds on the dates and times that the records have, on random ones for random bytes.
-    static RangeFilter SomeFilter(Random& random, const Record* pRecords, int nRecords) {
-        const auto date = [&] {
-            switch (Below(random, 3)) {
-                case 0:
-                    return 0;
-                case 1:
-                    return kDates[Below(random, 3)];
-                default:
-                    return nRecords > 0 ? pRecords[Below(random, nRecords)].nDate : 0;
-            }
+    static RangeFilter SomeFilter(Random& random, const Whole& whole) {
+        const auto one = [&] { return whole.pAll[Below(random, whole.nAll)]; };
+        const auto date = [&]() -> int {
+            const int nKind = Below(random, 3);
+            if (nKind == 1) return kDates[Below(random, 3)];
+            return nKind == 2 && whole.nAll > 0 ? one().nDate : 0;
         };
-        const auto time = [&] {
+        const auto time = [&]() -> int {
             if (Below(random, 2) == 0) return 0;
-            return nRecords > 0 ? pRecords[Below(random, nRecords)].nTime : 93000000;
+            return whole.nAll > 0 ? one().nTime : 93000000;
         };
         return {date(), date(), time(), time()};
     }
@@ -238,111 +240,51 @@ TYPED_TEST(FastPipelineTest, AsThePlainOne) {
     int nCut = 0;
     for (int i = 0; i < 1200; ++i) {
         SCOPED_TRACE(i);
-        const auto answer = SomeAnswer<typename TypeParam::Head, typename TypeParam::Body>(random);
-        const int nAnnounced = this->Announced(answer);
-        const auto pAll = this->NewArray(nAnnounced);
-        const int nAll = this->Plain(answer, pAll.get(), nAnnounced, {});
-        ASSERT_EQ(nAll, nAnnounced);
-        const RangeFilter filter =
-            i % 4 == 0 ? RangeFilter{} : this->SomeFilter(random, pAll.get(), nAll);
-        const int nMax = Below(random, 3) == 0 ? Below(random, nAnnounced + 5) : nAnnounced;
+        const auto whole = this->SomeWhole(random);
+        const auto filter = i % 4 == 0 ? RangeFilter{} : this->SomeFilter(random, whole);
+        const int nMax = Below(random, 3) == 0 ? Below(random, whole.nAll + 5) : whole.nAll;
         const auto pPlain = this->NewArray(nMax);
         const auto pFast = this->NewArray(nMax);
-        const int nPlain = this->Plain(answer, pPlain.get(), nMax, filter);
-        const int nFast = this->Fast(answer, pFast.get(), nMax, filter);
-        nDropped += nPlain < nAll && nMax >= nAll;
-        nCut += nPlain == nMax && nMax < nAll;
-        ASSERT_EQ(nFast, nPlain);
+        const int nPlain = this->Plain(whole.answer, pPlain.get(), nMax, filter);
+        ASSERT_EQ(this->Fast(whole.answer, pFast.get(), nMax, filter), nPlain);
+        nDropped += nPlain < whole.nAll && nMax >= whole.nAll;
+        nCut += nPlain == nMax && nMax < whole.nAll;
         for (int j = 0; j < nPlain; ++j) {
             ASSERT_EQ(memcmp(&pFast[j], &pPlain[j], sizeof pFast[j]), 0) << "record " << j;
         }
-        ASSERT_TRUE(this->Untouched(pFast[std::max(nMax, 0)]));
+        ASSERT_TRUE(this->Untouched(pFast[nMax]));
     }
     EXPECT_GT(nDropped, 100);
     EXPECT_GT(nCut, 50);
 }
 
-// Stopped at every look at the flag in turn: what is returned is the beginning of the whole result.
+// Stopped at every look at the flag in turn: what is returned is the beginning of the whole result,
+// and nothing once the session is closed.
 TYPED_TEST(FastPipelineTest, StoppedAnywhere) {
     Random random(4);
     int nPartial = 0;
     for (int i = 0; i < 60; ++i) {
-        const auto answer = SomeAnswer<typename TypeParam::Head, typename TypeParam::Body>(random);
-        const int nAnnounced = this->Announced(answer);
-        const auto pAll = this->NewArray(nAnnounced);
-        const int nAll = this->Plain(answer, pAll.get(), nAnnounced, {});
-        for (int nLooks = 0; nLooks < 200; ++nLooks) {
-            int nLooked = 0;
-            const auto quit = [&] { return nLooked++ >= nLooks; };
-            const auto pFast = this->NewArray(nAnnounced);
-            FastPipeline<typename TypeParam::Head, typename TypeParam::Body,
-                         typename TypeParam::Record, decltype(quit)>
-                pipeline(pFast.get(), nAnnounced, RangeFilter{}, quit);
-            const int nFast = pipeline.Run(answer.vecPacket, answer.vecLen);
-            ASSERT_LE(nFast, nAll);
-            ASSERT_EQ(memcmp(pFast.get(), pAll.get(),
-                             static_cast<size_t>(nFast) * sizeof(typename TypeParam::Record)),
-                      0);
-            nPartial += nFast > 0 && nFast < nAll;
-            if (nLooked <= nLooks) {
-                ASSERT_EQ(nFast, nAll);
-                break;
-            }
+        const auto whole = this->SomeWhole(random);
+        for (int nLooks = 0, nLooked = 0; nLooks < 200 && nLooked >= nLooks; ++nLooks) {
+            SCOPED_TRACE(testing::Message() << "answer " << i << ", look " << nLooks);
+            nLooked = 0;
+            const auto pFast = this->NewArray(whole.nAll);
+            const int nFast = this->FastUntil(whole.answer, pFast.get(), whole.nAll,
+                                              [&] { return nLooked++ >= nLooks; });
+            ASSERT_LE(nFast, whole.nAll);
+            ASSERT_EQ(
+                memcmp(pFast.get(), whole.pAll.get(), static_cast<size_t>(nFast) * sizeof pFast[0]),
+                0);
+            nPartial += nFast > 0 && nFast < whole.nAll;
+            if (nLooked <= nLooks) ASSERT_EQ(nFast, whole.nAll);
         }
     }
     EXPECT_GT(nPartial, 5);
-}
-
-TYPED_TEST(FastPipelineTest, NothingOnceClosed) {
-    Random random(5);
-    Answer answer;
-    while (this->Announced(answer) == 0) {
-        answer = SomeAnswer<typename TypeParam::Head, typename TypeParam::Body>(random);
-    }
-    const int nAnnounced = this->Announced(answer);
-    const auto pArray = this->NewArray(nAnnounced);
+    auto whole = this->SomeWhole(random);
+    while (whole.nAll == 0) whole = this->SomeWhole(random);
     this->m_source.Close();
-    EXPECT_EQ(this->Plain(answer, pArray.get(), nAnnounced, {}), 0);
-    EXPECT_EQ(this->Fast(answer, pArray.get(), nAnnounced, {}), 0);
-}
-
-// Two packets worked by hand: the second announces a record more than its stream has.
-TEST(FastPipeline, RecordsBeyondAStreamsEnd) {
-    Answer answer;
-    for (const int nItems : {1, 2}) {
-        ZPMDefine_SaveData_Head head{};
-        memcpy(head.chCode, "000001", 6);
-        memcpy(head.chMarket, "SZ", 2);
-        head.nDate = 20240105;
-        head.nItems = nItems;
-        // time 93000000, order field 7, index 30; flags -1 and 2; then 300 and the stream's end
-        const char kStream[] = {0x33, 0x48, 0x6B, 0x01, 0x10, 7, 0x0D, '\x84', 0x08, 0x0E};
-        answer.Add(std::string(reinterpret_cast<const char*>(&head), sizeof head) +
-                   std::string(kStream, sizeof kStream));
-    }
-    MarketDataSource source;
-    QRXDefine_Order orders[3];
-    memset(orders, 0xCD, sizeof orders);
-    ASSERT_EQ(source.DecompressFast<ZPMDefine_SaveData_Head>(
-                  orders, 3, answer.vecPacket, answer.vecLen, &decompress_Order_v2,
-                  &codec::Convert<ZPMDefine_Order_v2, QRXDefine_Order>, ID_ZPMTELE_ORDER_V2,
-                  20240105, 20240105, 0, 0, nullptr),
-              3);
-    for (int i = 0; i < 3; ++i) {
-        QRXDefine_Order expected{};
-        memcpy(expected.chVelaCode, "000001.SZ", 9);
-        memcpy(expected.chCode, "000001", 6);
-        expected.nDate = 20240105;
-        if (i < 2) {
-            expected.nTime = 93000000;
-            expected.nOrderField = 7;
-            expected.nIndex = 30;
-            expected.chFlag1 = -1;
-            expected.chFlag2 = 2;
-            expected.nOrderValue1 = 300;
-        }
-        EXPECT_EQ(memcmp(&orders[i], &expected, sizeof expected), 0) << i;
-    }
+    EXPECT_EQ(this->Plain(whole.answer, whole.pAll.get(), whole.nAll, {}), 0);
+    EXPECT_EQ(this->Fast(whole.answer, whole.pAll.get(), whole.nAll, {}), 0);
 }
 
 }  // namespace

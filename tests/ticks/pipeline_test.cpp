@@ -11,143 +11,84 @@ namespace {
 
 using namespace BusinessConvertor;
 
-// A record whose bytes are all different from those of its neighbours.
-template <class Body>
-Body Patterned() {
-    Body body;
-    for (size_t i = 0; i < sizeof body; ++i)
-        reinterpret_cast<char*>(&body)[i] = static_cast<char>(i * 37 + 11);
-    return body;
-}
+// Bytes that a converter moves: offset in the server record, offset in the public one, how many.
+struct Run {
+    size_t nFrom, nTo, nBytes;
+};
 
+// Converts a record whose bytes all differ from their neighbours and holds the whole result.
 template <class Body, class Record>
-Record Converted(void (*pfn)(const Body&, Record&, int, const std::string&, const std::string&)) {
+void ExpectMoves(const char* szName, const std::vector<Run>& runs,
+                 void (*pfn)(const Body&, Record&, int, const std::string&, const std::string&)) {
+    Body body;
+    char* pBody = reinterpret_cast<char*>(&body);
+    for (size_t i = 0; i < sizeof body; ++i) pBody[i] = static_cast<char>(i * 37 + 11);
+    constexpr int kDate = 20240105;
+    std::string strExpected(sizeof(Record), '\0');
+    strExpected.replace(0, 31, std::string(31, 'v')).replace(32, 6, "600000");
+    memcpy(strExpected.data() + 64, &kDate, sizeof kDate);
+    for (const Run& run : runs) {
+        strExpected.replace(run.nTo, run.nBytes, pBody + run.nFrom, run.nBytes);
+    }
     Record record;
     memset(static_cast<void*>(&record), 0x5A, sizeof record);
-    pfn(Patterned<Body>(), record, 20240105, std::string(40, 'v'), "600000");
-    EXPECT_EQ(std::string(record.chVelaCode, 32), std::string(31, 'v') + std::string(1, '\0'));
-    EXPECT_EQ(std::string(record.chCode, 32), "600000" + std::string(26, '\0'));
-    return record;
-}
-
-#define QRX_EXPECT_SAME(member) \
-    EXPECT_EQ(memcmp(&body.member, &record.member, sizeof body.member), 0) << #member
-#define QRX_EXPECT_ZERO(member)                                                           \
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(&record.member), sizeof record.member), \
-              std::string(sizeof record.member, '\0'))                                    \
-        << #member
-
-template <class Body, class Record>
-void ExpectCommon(const Body& body, Record& record) {
-    QRX_EXPECT_SAME(nTime);
-    QRX_EXPECT_SAME(nPrice);
-    QRX_EXPECT_SAME(iVolume);
-    QRX_EXPECT_SAME(iTurnover);
-    QRX_EXPECT_SAME(nTickField1);
-    QRX_EXPECT_SAME(iAccVolume);
-    QRX_EXPECT_SAME(iAccTurnover);
-    QRX_EXPECT_SAME(nExt);
-}
-
-TEST(Converters, Indexes) {
-    const auto body = Patterned<ZPMDefine_TickData_Index_ACC_EX>();
-    auto record = Converted<ZPMDefine_TickData_Index_ACC_EX, QRXDefine_TickAB>(&HTickIndexACC2TAB);
-    ExpectCommon(body, record);
-    QRX_EXPECT_SAME(nIndexField);
-    EXPECT_EQ(+record.nDate, 20240105);
-    QRX_EXPECT_ZERO(nTickField2);
-    QRX_EXPECT_ZERO(chTickFlag1);
-    QRX_EXPECT_ZERO(nBook1);
-    QRX_EXPECT_ZERO(nBook4);
-    QRX_EXPECT_ZERO(iABField4);
-}
-
-TEST(Converters, DayAndNight) {
-    {
-        const auto body = Patterned<ZPMDefine_TickData_AB_ACC_EX>();
-        auto record = Converted<ZPMDefine_TickData_AB_ACC_EX, QRXDefine_TickAB>(&HTickABACC2T);
-        ExpectCommon(body, record);
-        QRX_EXPECT_SAME(nTickField2);
-        QRX_EXPECT_SAME(chTickFlag2);
-        QRX_EXPECT_SAME(nBook1);
-        QRX_EXPECT_SAME(nBook4);
-        QRX_EXPECT_SAME(nABField2);
-        QRX_EXPECT_SAME(iABField4);
-        QRX_EXPECT_ZERO(nIndexField);
-    }
-    {
-        const auto body = Patterned<ZPMDefine_Tick_AB_Night>();
-        auto record = Converted<ZPMDefine_Tick_AB_Night, QRXDefine_TickAB>(&HTickABNight2T);
-        ExpectCommon(body, record);
-        QRX_EXPECT_SAME(nDate);  // its own, not the argument
-        QRX_EXPECT_SAME(nBook2);
-        QRX_EXPECT_SAME(nBook3);
-        QRX_EXPECT_SAME(iABField3);
-        QRX_EXPECT_SAME(nIndexField);
-    }
-    {
-        const auto body = Patterned<ZPMDefine_Tick_Night>();
-        auto record = Converted<ZPMDefine_Tick_Night, QRXDefine_TickAB>(&HTickNight2TAB);
-        ExpectCommon(body, record);
-        QRX_EXPECT_SAME(nDate);
-        QRX_EXPECT_SAME(nIndexField);
-        QRX_EXPECT_ZERO(nBook1);
+    pfn(body, record, kDate, std::string(40, 'v'), "600000");
+    const char* pRecord = reinterpret_cast<const char*>(&record);
+    for (size_t i = 0; i < sizeof record; ++i) {
+        EXPECT_EQ(+pRecord[i], +strExpected[i]) << szName << " at " << i;
     }
 }
 
-TEST(Converters, Trades) {
-    {
-        const auto body = Patterned<ZPMDefine_Transaction_v2>();
-        auto record = Converted<ZPMDefine_Transaction_v2, QRXDefine_Transaction>(&HTranaction2T);
-        EXPECT_EQ(memcmp(reinterpret_cast<char*>(&record) + 72, &body.nTime, 4),
-                  0);  // index at 68, time at 72
-        EXPECT_EQ(memcmp(reinterpret_cast<char*>(&record) + 68, &body.nIndex, 4), 0);
-        QRX_EXPECT_SAME(chFlag3);
-        QRX_EXPECT_SAME(nTradeValue);
-        QRX_EXPECT_SAME(nTradeValue4);
-        EXPECT_EQ(+record.nDate, 20240105);
-    }
-    {
-        const auto body = Patterned<ZPMDefine_Order_v2>();
-        auto record = Converted<ZPMDefine_Order_v2, QRXDefine_Order>(&HOrder2T);
-        EXPECT_EQ(memcmp(reinterpret_cast<char*>(&record) + 68, &body.nIndex, 4), 0);
-        EXPECT_EQ(memcmp(reinterpret_cast<char*>(&record) + 72, &body.nTime, 4), 0);
-        EXPECT_EQ(memcmp(reinterpret_cast<char*>(&record) + 76, &body.nOrderField, 4), 0);
-        QRX_EXPECT_SAME(nOrderValue2);
-    }
-    {
-        const auto body = Patterned<ZPMDefine_OrderQueue>();
-        auto record = Converted<ZPMDefine_OrderQueue, QRXDefine_OrderQueue>(&HOrderQueue2T);
-        QRX_EXPECT_SAME(nTime);
-        QRX_EXPECT_SAME(nQueueField);
-        QRX_EXPECT_SAME(nQueueItems);
-    }
+TEST(Converters, WhichBytesLandWhere) {
+    using TickAB = QRXDefine_TickAB;
+    using Index = ZPMDefine_TickData_Index_ACC_EX;
+    ExpectMoves("day", {{0, 68, 66}}, &HTickACC2T);
+    ExpectMoves("day with levels", {{0, 68, 50}, {50, 134, 184}, {234, 118, 16}}, &HTickABACC2T);
+    ExpectMoves<Index, QRXDefine_Tick>(
+        "index", {{0, 68, 28}, {28, 134, 20}, {48, 102, 16}, {64, 118, 16}}, &HTickIndexACC2T);
+    ExpectMoves<Index, TickAB>("index with levels",
+                               {{0, 68, 28}, {28, 318, 20}, {48, 102, 16}, {64, 118, 16}},
+                               &HTickIndexACC2TAB);
+    // Night records have a date of their own.
+    ExpectMoves("night", {{0, 64, 90}}, &HTickNight2T);
+    ExpectMoves("night into levels", {{0, 64, 70}, {70, 318, 20}}, &HTickNight2TAB);
+    ExpectMoves("night with levels", {{0, 64, 54}, {54, 134, 184}, {238, 118, 16}, {254, 318, 20}},
+                &HTickABNight2T);
+    // Times come first and go second.
+    ExpectMoves<ZPMDefine_Transaction_v2, QRXDefine_Transaction>(
+        "transaction", {{0, 72, 4}, {4, 68, 4}, {8, 76, 19}}, &HTranaction2T);
+    ExpectMoves<ZPMDefine_Transaction, QRXDefine_Transaction>(
+        "first transaction", {{0, 72, 4}, {4, 68, 4}, {8, 76, 2}, {10, 79, 8}}, &HTranaction2T);
+    ExpectMoves<ZPMDefine_Order_v2, QRXDefine_Order>(
+        "order", {{0, 72, 4}, {4, 76, 4}, {8, 68, 4}, {12, 80, 10}}, &HOrder2T);
+    ExpectMoves<ZPMDefine_Order, QRXDefine_Order>("first order",
+                                                  {{0, 72, 4}, {4, 68, 4}, {8, 80, 10}}, &HOrder2T);
+    ExpectMoves("order queue", {{0, 68, 220}}, &HOrderQueue2T);
 }
 
 TEST(RangeFilter, Bounds) {
+    constexpr int a = 20100105, b = 20100106, kOpen = 93000000, kNoon = 113000000;
     const struct {
         qrx::RangeFilter filter;
         int nDate, nTime;
         bool bDrops;
-    } kCases[] = {
-        {{20100105, 20100106, 0, 0},
-         20100104,
-         93000000,
-         false},  // a begin date alone keeps the night before
-        {{20100105, 20100106, 93000000, 0}, 20100104, 99999999, true},
-        {{20100105, 20100106, -1, 0}, 20100104, 99999999, true},  // any begin time that is not 0
-        {{20100105, 20100106, -1, 0}, 20100105, 0, false},
-        {{20100105, 20100106, 93000000, 0}, 20100105, 92999999, true},
-        {{20100105, 20100106, 93000000, 0}, 20100105, 93000000, false},
-        {{20100105, 20100106, 93000000, 0}, 20100106, 0, false},
-        {{20100105, 20100106, 0, 113000000}, 20100106, 113000000, false},
-        {{20100105, 20100106, 0, 113000000}, 20100106, 113000001, true},
-        {{20100105, 20100106, 0, 113000000}, 20100105, 150000000, false},
-        {{20100105, 20100106, 0, 0}, 20100107, 0, true},
-        {{20100105, 0, 0, 0}, 20100107, 0, false},
-    };
-    for (const auto& c : kCases)
-        EXPECT_EQ(c.filter.Drops(c.nDate, c.nTime), c.bDrops) << c.nDate << " " << c.nTime;
+    } kCases[] = {{{a, b, 0, 0}, a - 1, kOpen, false},  // the night before, unless a time is given
+                  {{a, b, kOpen, 0}, a - 1, 99999999, true},
+                  {{a, b, -1, 0}, a - 1, 99999999, true},  // any begin time that is not 0
+                  {{a, b, -1, 0}, a, 0, false},
+                  {{a, b, kOpen, 0}, a, kOpen - 1, true},
+                  {{a, b, kOpen, 0}, a, kOpen, false},
+                  {{a, b, kOpen, 0}, b, 0, false},
+                  {{a, b, 0, kNoon}, b, kNoon, false},
+                  {{a, b, 0, kNoon}, b, kNoon + 1, true},
+                  {{a, b, 0, kNoon}, a, 150000000, false},
+                  {{a, b, 0, 0}, b + 1, 0, true},
+                  {{a, 0, 0, 0}, b + 1, 0, false}};
+    for (const auto& c : kCases) {
+        EXPECT_EQ(c.filter.Drops(c.nDate, c.nTime), c.bDrops)
+            << c.filter.nBeginTime << " to " << c.filter.nEndTime << ": " << c.nDate << " "
+            << c.nTime;
+    }
 }
 
 // A packet of first-format order queues, whose times come as HHMMSS.
@@ -202,28 +143,21 @@ TEST(Pipeline, WalksPacketsUpToTheMaximum) {
     EXPECT_EQ(run(5, 1031, 0, out), 0);  // a closed session decodes no more
 }
 
-TEST(Builders, Bytes) {
+// What requests send is in the battery; here is what no request asks of the builders.
+TEST(Builders, BoundsTodayAndLongCodes) {
     QRXDefine_ReqTransaction request{};
-    memcpy(request.chCode, "CU1701.shf", 10);
+    memcpy(request.chCode, "123456789012.ABCDEF", 19);  // cut to the fields
     ZPMDefine_RequestSaveData out;
-    T2HReqOrder(request, out, 20240105, -5, 0);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(&out), sizeof out),
-              std::string(
-                  "cu1701\0\0SHF\0\0\0\0\0\xe9\xd6\x34\x01\2\0\0\0\0\0\0\0\xff\xff\xff\xff\0\0\0\0"
-                  "\x22\x22\x22\x22\0\0\0\0\0\0\0\0",
-                  48));
-    T2HReqOrderQueue(request, out, 20240105, 93000000, 150000000);
-    EXPECT_EQ(+out.nDataKind, 1);
-    EXPECT_EQ(+out.nReqMark, 0U);
-    EXPECT_EQ(+out.nBeginTime, 93000000);
-    EXPECT_EQ(+out.nEndTime, 150000000);
+    const int kBounds[][4] = {{-5, 0, 0, -1}, {93000000, 150000000, 93000000, 150000000}};
+    for (const auto& c : kBounds) {
+        T2HReqOrderQueue(request, out, 20240105, c[0], c[1]);
+        EXPECT_EQ(+out.nBeginTime, c[2]);
+        EXPECT_EQ(+out.nEndTime, c[3]);
+    }
+    EXPECT_EQ(std::string(out.chCode, 12), "12345678ABCD");
     const int nToday = DateTimeInfo().ToYYMMDD();
     T2HReqTransaction(request, out, 0, 0, -1);
     EXPECT_TRUE(out.nDate == nToday || out.nDate == DateTimeInfo().ToYYMMDD());
-    EXPECT_EQ(+out.nDataKind, 0);
-    memcpy(request.chCode, "123456789012.ABCDEF", 19);  // cut to the fields
-    T2HReqTransaction(request, out, 1, 0, -1);
-    EXPECT_EQ(std::string(out.chCode, 12), "12345678ABCD");
 }
 
 }  // namespace

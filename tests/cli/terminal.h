@@ -1,6 +1,6 @@
-// A person at a shell: an interactive shell on a terminal of its own, keys in, screen out.
-#ifndef QRX_TESTS_CLI_SHELL_H
-#define QRX_TESTS_CLI_SHELL_H
+// A person at a terminal: a program on a terminal of its own, keys in, screen out.
+#ifndef QRX_TESTS_CLI_TERMINAL_H
+#define QRX_TESTS_CLI_TERMINAL_H
 
 #include <poll.h>
 #include <pty.h>
@@ -10,38 +10,39 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "cli/run_cli.h"
 
 namespace qrx::test {
 
-class Shell {
+class Terminal {
 public:
-    explicit Shell(std::vector<std::string> vecWords) {
+    Terminal(const std::vector<std::string>& vecWords, const Cli& cli, int nColumns = 200) {
+        const std::vector<char*> vecArgv = Pointers(vecWords);
+        const std::vector<char*> vecEnvironment = Pointers(cli.Environment());
         winsize size{};
         size.ws_row = 50;
-        size.ws_col = 200;
+        size.ws_col = static_cast<unsigned short>(nColumns);
         m_nPid = forkpty(&m_fd, nullptr, nullptr, &size);
         if (m_nPid == 0) {
-            std::vector<char*> vecArgv;
-            for (std::string& strWord : vecWords) vecArgv.push_back(strWord.data());
-            vecArgv.push_back(nullptr);
-            setenv("TERM", "dumb", 1);
-            setenv("LC_ALL", "C", 1);
-            setenv("PS1", "> ", 1);
-            execvp(vecArgv[0], vecArgv.data());
+            execvpe(vecArgv[0], vecArgv.data(), vecEnvironment.data());
             _exit(127);
         }
     }
-    ~Shell() {
+    ~Terminal() {
         close(m_fd);
+        if (m_nPid <= 0) return;
         kill(m_nPid, SIGKILL);
         waitpid(m_nPid, nullptr, 0);
     }
-    Shell(const Shell&) = delete;
-    Shell& operator=(const Shell&) = delete;
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
 
-    // What appears after the keys, once it holds the text; everything when it does not in time.
-    std::string Type(const std::string& strKeys, const std::string& strAwaited) {
+    // What appears after the keys, once it holds the text; everything when it does not in time or
+    // before the program ends.
+    std::string Type(const std::string& strKeys, const std::string& strAwaited = kNever) {
         using Clock = std::chrono::steady_clock;
         const auto end = Clock::now() + std::chrono::seconds(10);
         std::string strScreen;
@@ -57,7 +58,15 @@ public:
         return strScreen;
     }
 
+    // What a program gives that has ended.
+    int Wait() {
+        int nStatus = -1;
+        waitpid(std::exchange(m_nPid, -1), &nStatus, 0);
+        return nStatus;
+    }
+
 private:
+    static inline const std::string kNever{'\0'};
     int m_fd = -1;
     pid_t m_nPid = -1;
 };
