@@ -149,9 +149,10 @@ TEST(Align, NamesChooseRows) {
     const auto cu = [&](auto in) { return source.AlignNightMinCuSHF(out, in, &request, CYC_MINUTE); };
     EXPECT_EQ(size(210000000, "PB1505.SHF", cu), 465);
     EXPECT_EQ(size(210000000, "ru1505.SHF", cu), 345);
-    for (const auto& [szMarket, nBars] : {std::pair("DCE", 555), {"CZC", 375}, {"SHF", 555}}) {
+    for (const auto& market : {std::pair("DCE", 555), {"CZC", 375}, {"SHF", 555}}) {
         EXPECT_EQ(size(210000000, "", [&](auto in) {
-            return source.AlignNightMinFutures(szMarket, out, in, &request, CYC_MINUTE); }), nBars);
+            return source.AlignNightMinFutures(market.first, out, in, &request, CYC_MINUTE);
+        }), market.second);
     }
     // Into an array of the caller: one day is written, what lies behind it is not.
     Bars own(226, Bar(1, 1));

@@ -123,7 +123,7 @@ TEST(FormulaFunctions, AgreeWithAPlainLoop) {
     }
     for (const Case& test : kCases) {
         for (size_t nColumn = 0; nColumn < columns.size(); ++nColumn) {
-            for (const size_t nWindow : {1, 2, 3, 7, 50, 199, 387, 388, 1000}) {
+            for (const size_t nWindow : {1U, 2U, 3U, 7U, 50U, 199U, 387U, 388U, 1000U}) {
                 if (nWindow < Find(test.szName).nLeast) continue;
                 SCOPED_TRACE(test.szName + (" column " + std::to_string(nColumn)) + " window " +
                              std::to_string(nWindow));

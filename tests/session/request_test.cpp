@@ -305,8 +305,9 @@ TEST(RequestDeath, MalformedPackets) {
         {-3, false, "warnning:.*\n.*" + strRefused}};
     for (const auto& c : kCases) {
         ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
-            std::string strPacket = Packet(ID_ZPMTELE_ORDER_V2, r.head.nRequestID - !c.bExpected,
-                                           std::string(std::max(c.nLength, 0), 'x'));
+            std::string strPacket =
+                Packet(ID_ZPMTELE_ORDER_V2, r.head.nRequestID - !c.bExpected,
+                       std::string(static_cast<size_t>(std::max(c.nLength, 0)), 'x'));
             memcpy(&strPacket[offsetof(ZPMDefine_MessageHead, nDataLen)], &c.nLength, 4);
             return peer.Send(strPacket);
         }));

@@ -49,7 +49,7 @@ TEST(SkipIntegers, AsManySingleSteps) {
         const int nLen = 1 + Below(random, 400);
         const std::unique_ptr<char[]> pStream(new char[static_cast<size_t>(nLen)]);
         // One-byte integers in every second stream, so that blocks of sixteen occur.
-        for (int j = 0; j < nLen; ++j) pStream[j] = static_cast<char>(i % 2 ? random() : 4);
+        for (int j = 0; j < nLen; ++j) pStream.get()[j] = static_cast<char>(i % 2 ? random() : 4);
         const int nSkip = Below(random, 150);
         const char* p = pStream.get();
         const char* pEnd = p + nLen;
@@ -217,7 +217,7 @@ public:
 
     // Bounds on the dates and times that the records have, on random ones for random bytes.
     static RangeFilter SomeFilter(Random& random, const Whole& whole) {
-        const auto one = [&] { return whole.pAll[Below(random, whole.nAll)]; };
+        const auto one = [&] { return whole.pAll.get()[Below(random, whole.nAll)]; };
         const auto date = [&]() -> int {
             const int nKind = Below(random, 3);
             if (nKind == 1) return kDates[Below(random, 3)];
@@ -250,9 +250,10 @@ TYPED_TEST(FastPipelineTest, AsThePlainOne) {
         nDropped += nPlain < whole.nAll && nMax >= whole.nAll;
         nCut += nPlain == nMax && nMax < whole.nAll;
         for (int j = 0; j < nPlain; ++j) {
-            ASSERT_EQ(memcmp(&pFast[j], &pPlain[j], sizeof pFast[j]), 0) << "record " << j;
+            ASSERT_EQ(memcmp(pFast.get() + j, pPlain.get() + j, sizeof pFast[0]), 0)
+                << "record " << j;
         }
-        ASSERT_TRUE(this->Untouched(pFast[nMax]));
+        ASSERT_TRUE(this->Untouched(pFast.get()[nMax]));
     }
     EXPECT_GT(nDropped, 100);
     EXPECT_GT(nCut, 50);
