@@ -7,7 +7,6 @@
 #include "codec/codecs.h"
 #include "futures/converters.h"
 #include "support/fetch.h"
-#include "support/scripted_server.h"
 
 namespace qrx::test {
 namespace {

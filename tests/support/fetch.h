@@ -1,11 +1,13 @@
-// A data call as a value: result code and records.
+// Data calls as values (result code and records), and the bodies of requests.
 #ifndef QRX_TESTS_SUPPORT_FETCH_H
 #define QRX_TESTS_SUPPORT_FETCH_H
 
 #include <gtest/gtest.h>
-#include <qrx/qrx.h>
 
+#include <string>
 #include <vector>
+
+#include "support/scripted_server.h"
 
 namespace qrx::test {
 
@@ -28,6 +30,16 @@ Fetched<Record> Fetch(int (*pfn)(void*, const Request*, Record**, int*), void* h
     Fetched<Record> fetched{nResult, {pData, pData + nCount}};
     QRX_Free(pData);
     return fetched;
+}
+
+// A request's body: code and market in their fields, then numbers of four bytes.
+inline std::string Sent(std::string strCode, size_t nCodeWidth, std::string strMarket,
+                        const std::vector<int>& words) {
+    strCode.resize(nCodeWidth);
+    strMarket.resize(4);
+    strCode += strMarket;
+    for (const int nWord : words) strCode += Bytes(nWord);
+    return strCode;
 }
 
 }  // namespace qrx::test
