@@ -17,19 +17,25 @@ struct Fetched {
     std::vector<Record> records;
 };
 
-// Holds the outputs against the result: an array and its count, or null and 0.
-template <class Request, class Record>
-Fetched<Record> Fetch(int (*pfn)(void*, const Request*, Record**, int*), void* h,
-                      const Request& request) {
+// call(&array, &count); holds the outputs against the result: an array and its count, or null and
+// 0.
+template <class Record, class Call>
+Fetched<Record> FetchArray(Call call) {
     int nCount = 77;
     Record* pData = reinterpret_cast<Record*>(&nCount);
-    const int nResult = pfn(h, &request, &pData, &nCount);
+    const int nResult = call(&pData, &nCount);
     EXPECT_EQ(pData != nullptr, nResult == 0);
     EXPECT_TRUE(nResult == 0 ? nCount > 0 : nCount == 0) << nCount << " with " << nResult;
     if (nResult != 0) return {nResult, {}};
     Fetched<Record> fetched{nResult, {pData, pData + nCount}};
     QRX_Free(pData);
     return fetched;
+}
+template <class Request, class Record>
+Fetched<Record> Fetch(int (*pfn)(void*, const Request*, Record**, int*), void* h,
+                      const Request& request) {
+    return FetchArray<Record>(
+        [&](Record** ppData, int* pCount) { return pfn(h, &request, ppData, pCount); });
 }
 
 // A request's body: code and market in their fields, then numbers of four bytes.

@@ -17,7 +17,7 @@
 
 #include "codec/codecs.h"
 #include "support/deadline.h"
-#include "support/scripted_server.h"
+#include "support/fetch.h"
 
 namespace qrx::test {
 namespace {
@@ -106,12 +106,7 @@ Handler SlowOrders(int nPauseMs) {
 }
 
 int GetOrders(void* h) {
-    const auto request = RequestFor<QRXDefine_ReqOrder>("600000.SH", 20240105);
-    QRXDefine_Order* pOrders = nullptr;
-    int nCount = 0;
-    const int nResult = QRX_GetOrder(h, &request, &pOrders, &nCount);
-    QRX_Free(pOrders);
-    return nResult;
+    return Fetch(&QRX_GetOrder, h, RequestFor<QRXDefine_ReqOrder>("600000.SH", 20240105)).nResult;
 }
 
 int InChild(const std::function<int()>& run) {
