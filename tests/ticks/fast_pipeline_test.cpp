@@ -19,29 +19,6 @@ int Below(Random& random, int n) {
     return static_cast<int>(random() % static_cast<unsigned>(n));
 }
 
-// -- The parts that the pipeline is made of ---------------------------------------------------
-
-TEST(FastInteger, EveryTagAsTheObviousReader) {
-    Random random(1);
-    for (int i = 0; i < 256 * 200; ++i) {
-        char bytes[8];
-        for (char& c : bytes) c = static_cast<char>(random());
-        bytes[0] = static_cast<char>(i);
-        long long nExpected = 0;
-        const int nConsumed = decompressData(nExpected, bytes);
-        int64_t n64 = 0;
-        int32_t n32 = 0;
-        int8_t n8 = 0;
-        ASSERT_EQ(codec::FastStep<8>(codec::kTags, bytes, reinterpret_cast<char*>(&n64)),
-                  bytes + nConsumed);
-        codec::FastStep<4>(codec::kTags, bytes, reinterpret_cast<char*>(&n32));
-        codec::FastStep<1>(codec::kTags, bytes, reinterpret_cast<char*>(&n8));
-        ASSERT_EQ(n64, nExpected);
-        ASSERT_EQ(n32, static_cast<int32_t>(nExpected));
-        ASSERT_EQ(n8, static_cast<int8_t>(nExpected));
-    }
-}
-
 TEST(SkipIntegers, AsManySingleSteps) {
     Random random(2);
     int nFound = 0;

@@ -132,6 +132,10 @@ TEST(Codec, ShortStreamsAndRefusals) {
     EXPECT_EQ(+records[0].chFlag1, -1);  // cut to eight bits
     EXPECT_EQ(+records[0].chFlag2, 0x55);
     EXPECT_EQ(+records[1].nTime, 0x55555555);
+    // A stream that ends with a field ends there.
+    memset(records, 0x55, sizeof records);
+    EXPECT_EQ(decompress_Order(stream, 3, records, 2), 3);
+    EXPECT_EQ(+records[0].chFlag1, 0x55);
     EXPECT_EQ(decompress_Order(stream, 4, nullptr, 2), 0);
     EXPECT_EQ(decompress_Order(stream, 0, records, 2), 0);
     // The bar codecs look at the source instead.
