@@ -131,7 +131,7 @@ TEST(Formula, Get) {
     ASSERT_EQ(items.size(), 2U) << nResult;
     EXPECT_EQ(Bytes(items[0]) + Bytes(items[1]),
               Padded("F1", 28) + Padded("A=1", 132) + Padded("F2", 28) + Padded("A=2", 132));
-    for (const std::string& strNone : {List(0), List(-1) + "surplus"}) {
+    for (const std::string& strNone : {List(-1) + "surplus", List(0)}) {
         strBody = strNone;
         EXPECT_EQ(service.Get(std::string(30, 'n').c_str()).nResult, -3);
         EXPECT_EQ(service.Last().strBody, std::string(24, 'n'));

@@ -40,14 +40,13 @@ T At(int nTime, int nDate = kDate, int nVolume = 0, int nAccVolume = 0) {
 
 // Completes a copy of the day; an empty result when completion failed.
 template <class T>
-Day<T> Complete(const Day<T>& day, const char* szMarket, const char* szCode, int nDate = kDate) {
+Day<T> Complete(const Day<T>& day, const char* szMarket, const char* szCode) {
     auto* pDay = NewResult<T>(static_cast<int64_t>(day.size()));
     memcpy(static_cast<void*>(pDay), day.data(), day.size() * sizeof(T));
     void* pData = pDay;
     auto nItems = static_cast<unsigned>(day.size());
     const int nResult = BusinessConvertor::AutoCompleteFutureTickOneDay(
-        &pData, &nItems, sizeof(T) == sizeof(QRXDefine_FutureAB), szMarket, szCode,
-        static_cast<unsigned>(nDate));
+        &pData, &nItems, sizeof(T) == sizeof(QRXDefine_FutureAB), szMarket, szCode, kDate);
     Day<T> slots;
     if (nResult == 0) slots.assign(static_cast<T*>(pData), static_cast<T*>(pData) + nItems);
     FreeResult(pData);
