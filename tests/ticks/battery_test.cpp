@@ -146,6 +146,11 @@ TEST_P(CutBattery, AtEveryByte) {
             for (size_t nCut = nNext++; nCut < nWhole; nCut = nNext++) {
                 ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
                     const std::string strAll = Whole(r.head.nRequestID, DateOf(r));
+                    // Once after so much that it is decoded before the cut.
+                    if (nCut == 0 && peer.Index() == 1) {
+                        peer.Send(Packet(kind().nAnswerType, r.head.nRequestID,
+                                         kind().body(kDay, 1, false) + std::string(4 << 20, '\0')));
+                    }
                     peer.Send(strAll.substr(0, peer.Index() < 2 ? nCut : strAll.size()));
                     return peer.Index() >= 2;
                 }));
