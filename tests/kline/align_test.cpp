@@ -11,23 +11,6 @@
 namespace qrx::test {
 namespace {
 
-QRXDefine_KLine Bar(int nDate, int nTime, int nClose = 100) {
-    QRXDefine_KLine bar{};
-    snprintf(bar.chCode, sizeof bar.chCode, "CODE");
-    snprintf(bar.chVelaCode, sizeof bar.chVelaCode, "CODE.X");
-    bar.nDate = nDate;
-    bar.nTime = nTime;
-    bar.nOpen = nClose - 1;
-    bar.nHigh = nClose + 5;
-    bar.nLow = nClose - 5;
-    bar.nClose = nClose;
-    bar.iVolume = nClose * 7;
-    bar.iTurnover = nClose * 1000000LL;
-    bar.nMatchItems = 3;
-    bar.nInterest = nClose + 10000;
-    return bar;
-}
-
 using Bars = std::vector<QRXDefine_KLine>;
 
 struct Aligned {
