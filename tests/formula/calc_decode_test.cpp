@@ -36,6 +36,16 @@ std::string Head(int nFlags, int nColumns, int nTimeUnit = 1) {
     return Bytes(head);
 }
 
+const std::string kDate = V32(20170103 - 19900101);
+const std::string kOneRow = V32(1) + kDate;
+
+// Indicators of one row, whose cells count up.
+std::string Columns(int n) {
+    std::string strAll;
+    for (int i = 0; i < n; ++i) strAll += Name("C") + V32(0) + V32(0) + V64(i);
+    return strAll;
+}
+
 struct Result {
     QRXDefine_CalcFormulaRes res;
     int nResult;
@@ -64,7 +74,7 @@ struct Result {
 // Three rows on two days, times in milliseconds, an indicator from row 1 on.
 std::string Sample() {
     return Head(2, 1) + V32(3) +                                       //
-           V32(20170103 - 19900101) + V32(0) + V32(1) +                // dates
+           kDate + V32(0) + V32(1) +                                   // dates
            V32(34200000) + V32(60000) + V32(34200500) +                // times
            Name("DIF") + V32(1) + V32(2) + V64(4294967301) + V64(-7);  // 5 in the low 32 bits
 }
@@ -76,23 +86,21 @@ TEST(CalcDecode, Columns) {
     EXPECT_EQ(std::string(r.res.szCode, 8), std::string("rb1705\0\0", 8));
     EXPECT_EQ(r.res.nRecordCount, 3);
     ASSERT_EQ(r.res.nFieldCount, 3);
-    EXPECT_STREQ(r.res.chFieldName[0], "Date");
-    EXPECT_STREQ(r.res.chFieldName[1], "Time");
-    EXPECT_STREQ(r.res.chFieldName[2], "DIF");
+    const char* kNames[] = {"Date", "Time", "DIF"};
+    for (int i = 0; i < 3; ++i) EXPECT_STREQ(r.res.chFieldName[i], kNames[i]);
     EXPECT_EQ(r.Column(0), (std::vector<int>{20170103, 20170103, 20170104}));
     EXPECT_EQ(r.Column(1), (std::vector<int>{93000000, 93100000, 93000500}));
     EXPECT_EQ(r.Column(2), (std::vector<int>{0, 5, -2}));
 }
 
 TEST(CalcDecode, WrittenCases) {
-    const std::string strDate = V32(20170103 - 19900101);
     // Times of unit 60: 570000 is 09:30, and the running time goes on within a day.
-    const Result minutes(Head(2, 0, 0) + V32(2) + strDate + V32(0) + V32(570000) + V32(1000));
+    const Result minutes(Head(2, 0, 0) + V32(2) + kDate + V32(0) + V32(570000) + V32(1000));
     ASSERT_EQ(minutes.nResult, 0);
     EXPECT_EQ(minutes.Column(1), (std::vector<int>{93000000, 93100000}));
 
     // Rows 5 to 99 of 100; a name of 30 characters is cut to 28, an empty one stays empty.
-    std::string strBody = Head(1, 2) + V32(100) + strDate;
+    std::string strBody = Head(1, 2) + V32(100) + kDate;
     for (int i = 1; i < 100; ++i) strBody += V32(1);
     for (const std::string& strName : {std::string(30, 'N'), std::string()}) {
         strBody += Name(strName) + V32(5) + V32(99);
@@ -108,7 +116,7 @@ TEST(CalcDecode, WrittenCases) {
     EXPECT_EQ(late.Column(2)[99], 190);
 
     // A column without rows takes the rows away, and counts.
-    const Result none(Head(0, 1) + V32(1) + strDate + Name("A") + V32(1) + V32(0));
+    const Result none(Head(0, 1) + V32(1) + kDate + Name("A") + V32(1) + V32(0));
     EXPECT_EQ(none.nResult, 0);
     EXPECT_EQ(none.res.nRecordCount, 0);
     EXPECT_EQ(none.res.nFieldCount, 2);
@@ -116,34 +124,30 @@ TEST(CalcDecode, WrittenCases) {
     EXPECT_EQ(none.res.pnFieldData[1], nullptr);
 
     // Fifty columns are the most there can be.
-    std::string strFifty = Head(0, 49) + V32(1) + strDate;
-    for (int i = 0; i < 49; ++i) strFifty += Name("C") + V32(0) + V32(0) + V64(i);
-    const Result fifty(strFifty);
+    const Result fifty(Head(0, 49) + kOneRow + Columns(49));
     ASSERT_EQ(fifty.nResult, 0);
     EXPECT_EQ(fifty.res.nFieldCount, 50);
     EXPECT_EQ(fifty.Column(49), std::vector<int>{48});
 }
 
 TEST(CalcDecode, AnswersThatLie) {
-    const std::string strDate = V32(20170103 - 19900101);
-    const std::string strOneRow = V32(1) + strDate;
     const struct {
         const char* szWhat;
         std::string strBody;
     } kCases[] = {
         {"head only", Head(0, 0)},
-        {"no rows", Head(0, 0) + V32(0) + strDate},
-        {"negative rows", Head(0, 0) + V32(-1) + strDate},
-        {"fifty-one columns", Head(0, 50) + strOneRow},
-        {"fifty-one columns with the time", Head(2, 49) + strOneRow},
-        {"columns without end", Head(0, 0x7FFFFFFF) + strOneRow},
-        {"negative first row", Head(0, 1) + strOneRow + Name("A") + V32(-1) + V32(0) + V64(1)},
-        {"negative rows of a column", Head(0, 1) + strOneRow + Name("A") + V32(-1) + V32(-2)},
-        {"name cut off", Head(0, 1) + strOneRow + "\xff" + "abc"},
+        {"no rows", Head(0, 0) + V32(0) + kDate},
+        {"negative rows", Head(0, 0) + V32(-1) + kDate},
+        {"fifty-one columns", Head(0, 50) + kOneRow + Columns(50)},
+        {"fifty-one columns with the time", Head(2, 49) + kOneRow + V32(0) + Columns(49)},
+        {"columns without end", Head(0, 0x7FFFFFFF) + kOneRow},
+        {"negative first row", Head(0, 1) + kOneRow + Name("A") + V32(-1) + V32(0) + V64(1)},
+        {"negative rows of a column", Head(0, 1) + kOneRow + Name("A") + V32(-1) + V32(-2)},
+        {"name cut off", Head(0, 1) + kOneRow + "\xff" + "abc"},
         {"more rows than bytes", Head(0, 0) + V32(1000) + std::string(999, '\0')},
         {"more rows than memory", Head(2, 48) + V32(536870911) + std::string(100, '\0')},
         {"last cell cut off",
-         Head(0, 1) + strOneRow + Name("A") + V32(0) + V32(0) + std::string("\x70\1\1\1\1\1\1")},
+         Head(0, 1) + kOneRow + Name("A") + V32(0) + V32(0) + std::string("\x70\1\1\1\1\1\1")},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.szWhat);
@@ -151,8 +155,8 @@ TEST(CalcDecode, AnswersThatLie) {
         EXPECT_TRUE(r.nResult == -3 || r.nResult == -4) << r.nResult;
         EXPECT_TRUE(r.Empty());
     }
-    EXPECT_EQ(Result(Head(0, -5) + strOneRow).nResult, 0);  // no indicators
-    EXPECT_DEATH(Result(Head(0, 1) + strOneRow + Name("A") + V32(0) + V32(1) + V64(1) + V64(1)),
+    EXPECT_EQ(Result(Head(0, -5) + kOneRow).nResult, 0);  // no indicators
+    EXPECT_DEATH(Result(Head(0, 1) + kOneRow + Name("A") + V32(0) + V32(1) + V64(1) + V64(1)),
                  "MarketDataSource:.*Assertion `nEnd \\+ 1 == pResult->nRecordCount' failed");
 }
 

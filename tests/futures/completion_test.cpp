@@ -40,14 +40,13 @@ T At(int nTime, int nDate = kDate, int nVolume = 0, int nAccVolume = 0) {
 
 // Completes a copy of the day; an empty result when completion failed.
 template <class T>
-Day<T> Complete(const Day<T>& day, const char* szMarket, const char* szCode, int nDate = kDate) {
+Day<T> Complete(const Day<T>& day, const char* szMarket, const char* szCode) {
     auto* pDay = NewResult<T>(static_cast<int64_t>(day.size()));
     memcpy(static_cast<void*>(pDay), day.data(), day.size() * sizeof(T));
     void* pData = pDay;
     auto nItems = static_cast<unsigned>(day.size());
     const int nResult = BusinessConvertor::AutoCompleteFutureTickOneDay(
-        &pData, &nItems, sizeof(T) == sizeof(QRXDefine_FutureAB), szMarket, szCode,
-        static_cast<unsigned>(nDate));
+        &pData, &nItems, sizeof(T) == sizeof(QRXDefine_FutureAB), szMarket, szCode, kDate);
     Day<T> slots;
     if (nResult == 0) slots.assign(static_cast<T*>(pData), static_cast<T*>(pData) + nItems);
     FreeResult(pData);
@@ -83,10 +82,11 @@ TEST(Completion, WorkedDays) {
          {{7201, a, 100000000, 3, 103}, {7202, a, 100000000, 12, 12}, {7203, a, 100001000, 0, 12}}},
         {"a night", Plain::kNight,
          {At<T>(Clock(20, 57), a - 1, 1), At<T>(Clock(23, 59, 59, 600), a - 1, 2),
-          At<T>(200, a, 3), At<T>(Clock(14, 59, 59, 999), b, 4, 9)}, 68405,
+          At<T>(200, a, 3), At<T>(Clock(2, 40), a, 7), At<T>(Clock(9, 30), b, 6),
+          At<T>(Clock(14, 59, 59, 999), b, 4, 9)}, 68405,
          {{0, a - 1, 205900500, 1, 1}, {1, a - 1, 210000000, 0, 1}, {21600, a - 1, 235959500, 2, 0},
-          {21601, a, 0, 3, 0}, {39601, a, 23000000, 0, 0}, {39602, a, 85900500, 0, 0},
-          {39603, a, 90000000, 0, 0}, {57603, a, 113000000, 0, 0}, {57604, b, 133000000, 0, 0},
+          {21601, a, 0, 3, 0}, {39601, a, 23000000, 0, 0}, {39602, b, 85900500, 0, 0},
+          {39603, b, 90000000, 0, 0}, {43203, b, 93000000, 6, 0}, {57604, b, 133000000, 0, 0},
           {68403, b, 145959500, 4, 9}, {68404, b, 150000000, 0, 9}}}};
     // clang-format on
     for (const auto& c : kCases) {

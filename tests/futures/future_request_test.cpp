@@ -7,7 +7,6 @@
 #include "codec/codecs.h"
 #include "futures/converters.h"
 #include "support/fetch.h"
-#include "support/scripted_server.h"
 
 namespace qrx::test {
 namespace {
@@ -216,7 +215,10 @@ TEST(FutureRequest, FilterAndRunningTotals) {
 // Totals go on from packet to packet; records that a stream does not hold are empty ones.
 TEST(FutureRequest, PacketsOfOneDay) {
     Exchange exchange([](Peer& peer, const Message& request, int) {
-        const std::vector<Body> many(700, At(20170103, 90000000, 1));
+        std::vector<Body> many;
+        while (many.size() < 700) {
+            many.push_back(At(20170103, 90000000 + static_cast<int>(many.size()), 1));
+        }
         std::string strShort = Packed({At(20170103, 93000000, 1)});
         strShort[4] = 3;
         return peer.Answer(request, 1049, Packed(many, false)) &&
@@ -226,6 +228,7 @@ TEST(FutureRequest, PacketsOfOneDay) {
     });
     const auto [nResult, records] = exchange.Get("cu1701.SHF", 20170103);
     ASSERT_EQ(records.size(), 703U) << nResult;
+    EXPECT_EQ(+records[699].nTime, 90000699);
     EXPECT_EQ(+records[699].iAccVolume, 700);
     EXPECT_EQ(+records[700].iAccVolume, 701);
     EXPECT_EQ(+records[702].nTime, 0);

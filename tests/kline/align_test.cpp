@@ -4,30 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <set>
 
 #include "kline/plain_grid.h"
 #include "support/result_memory.h"
 
 namespace qrx::test {
 namespace {
-
-QRXDefine_KLine Bar(int nDate, int nTime, int nClose = 100) {
-    QRXDefine_KLine bar{};
-    snprintf(bar.chCode, sizeof bar.chCode, "CODE");
-    snprintf(bar.chVelaCode, sizeof bar.chVelaCode, "CODE.X");
-    bar.nDate = nDate;
-    bar.nTime = nTime;
-    bar.nOpen = nClose - 1;
-    bar.nHigh = nClose + 5;
-    bar.nLow = nClose - 5;
-    bar.nClose = nClose;
-    bar.iVolume = nClose * 7;
-    bar.iTurnover = nClose * 1000000LL;
-    bar.nMatchItems = 3;
-    bar.nInterest = nClose + 10000;
-    return bar;
-}
 
 using Bars = std::vector<QRXDefine_KLine>;
 
@@ -233,7 +215,7 @@ PlainDayList RandomDays(Chance& chance, const PlainProduct& product, int nStepMs
     return days;
 }
 
-// One input of each kind of chance; true when all its bars lay on the grid (and kept their volume).
+// One input of each kind of chance; false when it came out empty.
 bool AgreesOn(Chance& chance) {
     const PlainProduct& product = chance.From(PlainProducts());
     const char* szCode = chance.From(product.vecCodes);
@@ -241,52 +223,40 @@ bool AgreesOn(Chance& chance) {
     const int nCycType = bSeconds ? CYC_SECOND : CYC_MINUTE;
     const int nCycDef = chance.Between(-1, bSeconds ? 70 : 130);
     const int nStepMs = std::clamp(nCycDef, 1, bSeconds ? 60 : 120) * (bSeconds ? 1000 : 60000);
+    SCOPED_TRACE(testing::Message() << szCode << " cycle " << nCycType << " x " << nCycDef);
     const PlainDayList days = RandomDays(chance, product, nStepMs);
     if (days.empty()) return false;
     Bars input;
     for (const auto& [nDay, bars] : days) input.insert(input.end(), bars.begin(), bars.end());
-    const bool bDaily = chance.Percent(50);
-    const QRXDefine_KLine daily = bDaily ? Bar(20130101, 0, 4321) : QRXDefine_KLine{};
     EXPECT_EQ(CheckGridConditions(FindGridRow(product.szMarket, szCode), input.data(),
                                   static_cast<int>(input.size()))
                   .nFault,
               GridFault::kNone);
-    const Aligned out = Align(product.szMarket, szCode, input, nCycType, nCycDef,
-                              bDaily ? QRX_OK : QRX_ERR_NO_DATA, daily);
+    const bool bDaily = chance.Percent(50);
+    const QRXDefine_KLine daily = bDaily ? Bar(20130101, 0, 4321) : QRXDefine_KLine{};
+    const Bars bars = Align(product.szMarket, szCode, input, nCycType, nCycDef,
+                            bDaily ? QRX_OK : QRX_ERR_NO_DATA, daily)
+                          .bars;
     const Bars expected = PlainComplete(product, days, nStepMs, daily);
-    EXPECT_EQ(out.bars.size(), expected.size()) << szCode;
-    if (out.bars.size() != expected.size()) return false;
-    int64_t nVolume = 0;
-    std::set<PlainPoint> points;
-    for (size_t i = 0; i < expected.size(); ++i) {
-        const QRXDefine_KLine &bar = out.bars[i], &plain = expected[i];
-        if (memcmp(&bar, &plain, sizeof bar) != 0) {
-            ADD_FAILURE() << szCode << " cycle " << nCycType << " x " << nCycDef << " bar " << i
-                          << ": " << bar.nDate << " " << bar.nTime << " close " << bar.nClose
-                          << ", expected " << plain.nDate << " " << plain.nTime << " close "
-                          << plain.nClose;
-            return false;
-        }
-        points.insert(points.end(), PointOf(plain));
-        nVolume += bar.iVolume;
+    EXPECT_EQ(bars.size(), expected.size());
+    for (size_t i = 0; i < expected.size() && !testing::Test::HasFailure(); ++i) {
+        EXPECT_EQ(memcmp(&bars[i], &expected[i], sizeof bars[i]), 0)
+            << "bar " << i << ": " << bars[i].nDate << " " << bars[i].nTime << " close "
+            << bars[i].nClose << ", expected " << expected[i].nDate << " " << expected[i].nTime
+            << " close " << expected[i].nClose;
     }
-    for (const QRXDefine_KLine& bar : input) {
-        if (points.count(PointOf(bar)) == 0) return false;
-        nVolume -= bar.iVolume;
-    }
-    EXPECT_EQ(nVolume, 0) << szCode;
     return true;
 }
 
 TEST(Align, AgreesWithThePlainGridsOnRandomInputs) {
     constexpr int kInputs = 4000;
-    int nOnGrid = 0;
+    int nCompared = 0;
     for (int nSeed = 1; nSeed <= kInputs && !HasFailure(); ++nSeed) {
         SCOPED_TRACE(nSeed);
         Chance chance(nSeed);
-        nOnGrid += AgreesOn(chance) ? 1 : 0;
+        nCompared += AgreesOn(chance) ? 1 : 0;
     }
-    EXPECT_GT(nOnGrid, kInputs / 5);
+    EXPECT_GT(nCompared, kInputs / 2);
 }
 
 // Anything a peer may send: an answer or a stop by a stated rule, never a stray read or write.

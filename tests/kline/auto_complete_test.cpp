@@ -4,28 +4,16 @@
 #include <climits>
 #include <vector>
 
+#include "kline/plain_grid.h"
 #include "session/data_source.h"
 
 namespace qrx::test {
 namespace {
 
-QRXDefine_KLine Bar(int nDate, int nTime, int nClose) {
-    QRXDefine_KLine bar{};
-    bar.nDate = nDate;
-    bar.nTime = nTime;
-    bar.nOpen = nClose - 1;
-    bar.nHigh = bar.nLow = bar.nClose = nClose;
-    bar.iVolume = 10;
-    bar.iTurnover = 20;
-    bar.nMatchItems = 30;
-    bar.nInterest = 40;
-    return bar;
-}
-
 // clang-format off
 TEST(AutoComplete, WorkedDays) {
     struct Bounds { int nBeginDate = 0, nBeginTime = 0, nEndDate = 0, nEndTime = 0; };
-    struct Point { int nAt, nDate, nTime, nOpen, nClose, nVolume; };
+    struct Point { int nAt, nDate, nTime, nOpen, nClose, nVolume, nInterest; };
     struct Case {
         std::vector<QRXDefine_KLine> input;
         int nPreClose;
@@ -40,23 +28,24 @@ TEST(AutoComplete, WorkedDays) {
     for (const Case& c : std::vector<Case>{
              // One bar at 10:00: the opening takes the previous close, or the bar's own.
              {{ten}, 480, CYC_MINUTE, 1, {}, 242,
-              {{0, a, 93000000, 480, 480, 0}, {29, a, 95900000, 480, 480, 0},
-               {30, a, 100000000, 499, 500, 10}, {31, a, 100100000, 500, 500, 0},
-               {120, a, 113000000, 500, 500, 0}, {241, a, 150000000, 500, 500, 0}}},
-             {{ten}, 0, CYC_MINUTE, 1, {}, 242, {{29, a, 95900000, 500, 500, 0}}},
+              {{0, a, 93000000, 480, 480, 0, 10500}, {29, a, 95900000, 480, 480, 0, 10500},
+               {30, a, 100000000, 499, 500, 3500, 10500}, {31, a, 100100000, 500, 500, 0, 10500},
+               {120, a, 113000000, 500, 500, 0, 10500}, {241, a, 150000000, 500, 500, 0, 10500}}},
+             {{ten}, 0, CYC_MINUTE, 1, {}, 242, {{29, a, 95900000, 500, 500, 0, 10500}}},
              // Begin time on the first day, end time on the last; no bound on other days.
              {{ten, Bar(b, 93000000, 600)}, 0, CYC_MINUTE, 1, {a, 100000000, b, 93100000}, 212 + 2,
-              {{0, a, 100000000, 499, 500, 10}, {211, a, 150000000, 500, 500, 0},
-               {212, b, 93000000, 599, 600, 10}, {213, b, 93100000, 600, 600, 0}}},
+              {{0, a, 100000000, 499, 500, 3500, 10500}, {211, a, 150000000, 500, 500, 0, 10500},
+               {212, b, 93000000, 599, 600, 4200, 10600}, {213, b, 93100000, 600, 600, 0, 10600}}},
              // A bar beside the grid gives its close to the next point.
              {{Bar(a, 93000000, 100), Bar(a, 93030000, 200), ten}, 0, CYC_MINUTE, 1,
               {b, 100000000, 0, 0}, 242,
-              {{0, a, 93000000, 99, 100, 10}, {1, a, 93100000, 200, 200, 0}}},
-             {{ten}, 0, CYC_MINUTE, 7, {}, 18 + 18, {{17, a, 112900000, 500, 500, 0}}},
-             {{ten}, 0, CYC_MINUTE, INT_MAX, {}, 2, {{1, a, 130000000, 500, 500, 0}}},
-             {{ten}, 0, CYC_SECOND, 0, {}, 14402, {{14401, a, 150000000, 500, 500, 0}}},
+              {{0, a, 93000000, 99, 100, 700, 10100}, {1, a, 93100000, 200, 200, 0, 10200}}},
+             {{ten}, 0, CYC_MINUTE, 7, {}, 18 + 18, {{17, a, 112900000, 500, 500, 0, 10500}}},
+             {{ten}, 0, CYC_MINUTE, INT_MAX, {}, 2, {{1, a, 130000000, 500, 500, 0, 10500}}},
+             {{ten}, 0, CYC_SECOND, 0, {}, 14402, {{14401, a, 150000000, 500, 500, 0, 10500}}},
              // Before every point of the day: carried into all of them.
-             {{Bar(a, 80000000, 300)}, 1, CYC_MINUTE, 60, {}, 6, {{0, a, 93000000, 300, 300, 0}}}}) {
+             {{Bar(a, 80000000, 300)}, 1, CYC_MINUTE, 60, {}, 6,
+              {{0, a, 93000000, 300, 300, 0, 10300}}}}) {
         QRXDefine_KLine* pOut = nullptr;
         int nOut = 0;
         ASSERT_EQ(MarketDataSource::AutoCompleteKLine(
@@ -66,9 +55,11 @@ TEST(AutoComplete, WorkedDays) {
         ASSERT_EQ(nOut, c.nCount);
         for (const Point& p : c.points) {
             const QRXDefine_KLine& k = pOut[p.nAt];
-            EXPECT_EQ(std::vector<int64_t>({k.nDate, k.nTime, k.nOpen, k.nClose, k.iVolume}),
-                      std::vector<int64_t>({p.nDate, p.nTime, p.nOpen, p.nClose, p.nVolume}));
-            EXPECT_EQ(k.nInterest, 40);
+            EXPECT_EQ(std::vector<int64_t>(
+                          {k.nDate, k.nTime, k.nOpen, k.nClose, k.iVolume, k.nInterest}),
+                      std::vector<int64_t>(
+                          {p.nDate, p.nTime, p.nOpen, p.nClose, p.nVolume, p.nInterest}))
+                << "point " << p.nAt << " of " << c.nCount << ", multiple " << c.nCycDef;
         }
         QRX_Free(pOut);
     }

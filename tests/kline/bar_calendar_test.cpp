@@ -11,13 +11,6 @@
 namespace qrx::test {
 namespace {
 
-QRXDefine_KLine At(int nDate, int nTime) {
-    QRXDefine_KLine bar{};
-    bar.nDate = nDate;
-    bar.nTime = nTime;
-    return bar;
-}
-
 // clang-format off
 TEST(BarCalendar, StepsDays) {
     struct Case { int nDate, nDays; bool bSkip; int nResult; };
@@ -58,11 +51,11 @@ TEST(BarCalendar, TradingDayAndBack) {
              {20140104, 10000000, 20140106}, {20140104, 80000000, 20140106},
              {20140103, 80000000, 20140103}, {20140106, 210000000, 20140107},
              {20140107, 80000000, 20140107}, {20140107, 80000001, 20140107}}) {
-        const QRXDefine_KLine bar = At(c.nDate, c.nTime);
+        const QRXDefine_KLine bar = Bar(c.nDate, c.nTime);
         EXPECT_EQ(GetTradingDay(&bar), c.nTradingDay) << c.nDate << " " << c.nTime;
         EXPECT_EQ(GetActionDay(c.nTradingDay, c.nTime), c.nDate) << c.nDate << " " << c.nTime;
     }
-    const QRXDefine_KLine saturday = At(20140104, 80000001);
+    const QRXDefine_KLine saturday = Bar(20140104, 80000001);
     EXPECT_EQ(GetTradingDay(&saturday), 20140104);
     EXPECT_DEATH(GetActionDay(20140104, 100000000), "nWeekDay>=1 && nWeekDay<=5");
 }
@@ -82,8 +75,8 @@ TEST(BarCalendar, Counts) {
 }
 
 TEST(BarCalendar, FindsTheLastBarNotLater) {
-    QRXDefine_KLine bars[] = {At(20140103, 93000000), At(20140103, 93100000),
-                              At(20140103, 93100000), At(20140106, 93000000)};
+    QRXDefine_KLine bars[] = {Bar(20140103, 93000000), Bar(20140103, 93100000),
+                              Bar(20140103, 93100000), Bar(20140106, 93000000)};
     struct Case { int nDate, nTime, nStart, nResult; };
     for (const Case& c : {
              Case{20140103, 92900000, 0, -1}, {20140103, 93100000, 0, 2},

@@ -3,7 +3,7 @@
 
 #include "codec/codecs.h"
 #include "kline/converters.h"
-#include "support/scripted_server.h"
+#include "support/fetch.h"
 
 namespace qrx::test {
 namespace {
@@ -15,10 +15,6 @@ QRXDefine_ReqKLine BarRequest(const char* szCode, int nCycType, int nCycDef, int
     request.nCycDef = nCycDef;
     request.nAutoComplete = nAutoComplete;
     return request;
-}
-
-std::string Zeros(size_t n) {
-    return std::string(n, '\0');
 }
 
 // clang-format off
@@ -58,7 +54,7 @@ TEST(KLineRequest, FieldsAsSent) {
     ZPMDefine_RequestKData untouched{};
     BusinessConvertor::T2HReqK(nullptr, &untouched, 0, -1);
     BusinessConvertor::T2HReqK(nullptr, static_cast<ZPMDefine_RequestKData_Option*>(nullptr), 0, 0);
-    EXPECT_EQ(Bytes(untouched), Zeros(72));
+    EXPECT_EQ(Bytes(untouched), std::string(72, '\0'));
 }
 
 // clang-format on
@@ -90,121 +86,99 @@ std::string Bars(const char* szCode, const char* szMarket,
     return AnswerBody<ZPMDefine_KData_Head>(szCode, szMarket, bars);
 }
 
-struct Answer {
-    int nResult = 0;
-    std::vector<QRXDefine_KLine> bars;
-};
-Answer Ask(void* h, const QRXDefine_ReqKLine& request) {
-    Answer answer;
-    QRXDefine_KLine* pBars = reinterpret_cast<QRXDefine_KLine*>(&answer);
-    int nCount = 77;
-    answer.nResult = QRX_GetKLine(h, &request, &pBars, &nCount);
-    if (pBars != nullptr) answer.bars.assign(pBars, pBars + nCount);
-    QRX_Free(pBars);
-    EXPECT_TRUE(answer.nResult == 0 || nCount == 0);
-    return answer;
-}
-
-// A server that answers requests of bars from a list in turn and keeps what it was asked. An empty
-// answer cuts the connection.
+// A server that answers requests of bars from a list in turn and keeps what it was asked, and its
+// session. An empty answer cuts the connection.
 class BarServer {
 public:
     struct Reply {
         int nType;
         std::string strBody;
     };
-    BarServer(std::vector<Reply> replies, std::vector<TestMarket> vecMarkets = DefaultMarkets())
-        : m_replies(std::move(replies)),
-          m_server(Serving(
-              [this](Peer& peer, const Message& request) {
-                  const std::lock_guard<std::mutex> guard(m_mutex);
-                  m_asked.push_back(request);
-                  const Reply& reply = m_replies.at(m_asked.size() - 1);
+    explicit BarServer(std::vector<Reply> replies,
+                       std::vector<TestMarket> vecMarkets = DefaultMarkets(),
+                       unsigned nRetryCount = 0)
+        : m_server(Serving(
+              [this, replies = std::move(replies)](Peer& peer, const Message& request) {
+                  asked.push_back(request);
+                  const Reply& reply = replies.at(asked.size() - 1);
                   return !reply.strBody.empty() && peer.Answer(request, reply.nType, reply.strBody);
               },
-              std::move(vecMarkets))) {}
-    int Port() const { return m_server.Port(); }
-    std::vector<Message> Asked() {
-        const std::lock_guard<std::mutex> guard(m_mutex);
-        return m_asked;
+              std::move(vecMarkets))),
+          m_session(m_server.Port(), 5, nRetryCount, 0) {}
+    Fetched<QRXDefine_KLine> Get(const QRXDefine_ReqKLine& request) const {
+        return Fetch(&QRX_GetKLine, m_session.Get(), request);
     }
 
+    std::vector<Message> asked;  // to be looked at between requests
+
 private:
-    std::vector<Reply> m_replies;
-    std::mutex m_mutex;
-    std::vector<Message> m_asked;
     ScriptedServer m_server;
+    Session m_session;
 };
+
+// Cycle, multiple and dates among the numbers of a request.
+std::vector<int> Numbers(int nCycle, int nCycDef, int nBegin, int nEnd) {
+    return {0, 0, 0, 0, nCycle, nCycDef, nBegin, nEnd, 0, 0, 0, 0, 0, 0, 0};
+}
 
 TEST(KLineRequest, PlainBarsComeAsTheyAre) {
     BarServer server(
         {{1010, Bars("600000", "SH", {Raw(20140102, 93000, 100), Raw(20140103, 94500, 200)})},
          {1010, Bars("600000", "SH", {Raw(20140131, 0, 300)})}});
-    Session session(server.Port());
-    const Answer plain = Ask(session.Get(), BarRequest("600000.sh", 1, 5, 20140102, 20140103));
-    ASSERT_EQ(plain.nResult, QRX_OK);
-    ASSERT_EQ(plain.bars.size(), 2U);
-    EXPECT_STREQ(plain.bars[1].chVelaCode, "600000.SH");
-    EXPECT_STREQ(plain.bars[1].chCode, "600000");
-    EXPECT_EQ(Fields(plain.bars[1]),
+    const auto plain = server.Get(BarRequest("600000.sh", 1, 5, 20140102, 20140103)).records;
+    ASSERT_EQ(plain.size(), 2U);
+    EXPECT_STREQ(plain[1].chVelaCode, "600000.SH");
+    EXPECT_STREQ(plain[1].chCode, "600000");
+    EXPECT_EQ(Fields(plain[1]),
               std::vector<int64_t>({20140103, 94500000, 199, 205, 195, 200, 1400, 200, 3, 9}));
     // Longer cycles are never laid onto a grid. Without an end the first day is the last.
-    const Answer month = Ask(session.Get(), BarRequest("600000.SH", CYC_MONTH, 1, 20140131, 0, 1));
-    ASSERT_EQ(month.bars.size(), 1U);
-    EXPECT_EQ(month.bars[0].nClose, 300);
+    const auto month = server.Get(BarRequest("600000.SH", CYC_MONTH, 1, 20140131, 0, 1)).records;
+    ASSERT_EQ(month.size(), 1U);
+    EXPECT_EQ(month[0].nClose, 300);
     // An unknown code is not asked for.
-    EXPECT_EQ(Ask(session.Get(), BarRequest("600001.SH", 1, 1, 20140102, 20140103)).nResult,
-              QRX_ERR_NO_DATA);
-    ASSERT_EQ(server.Asked().size(), 2U);
-    EXPECT_EQ(server.Asked()[0].head.sDataType, 101);
-    // Code, market, 0, no mode, minutes 0, multiple 5, 20140102, 20140103, 0, flags 0, zeros.
-    EXPECT_EQ(server.Asked()[0].strBody,
-              std::string("600000\0\0SH", 10) + Zeros(22) +
-                  std::string("\x05\0\0\0\x46\x50\x33\x01\x47\x50\x33\x01", 12) + Zeros(28));
-    // Cycle 9 (month), both dates 20140131; no request for completion goes out.
-    EXPECT_EQ(
-        server.Asked()[1].strBody.substr(28, 24),
-        std::string("\x09\0\0\0\x01\0\0\0\x63\x50\x33\x01\x63\x50\x33\x01\0\0\0\0\0\0\0\0", 24));
+    EXPECT_EQ(server.Get(BarRequest("600001.SH", 1, 1, 20140102, 20140103)).nResult, -3);
+    ASSERT_EQ(server.asked.size(), 2U);
+    EXPECT_EQ(server.asked[0].head.sDataType, 101);
+    EXPECT_EQ(server.asked[0].strBody, Sent("600000", 8, "SH", Numbers(0, 5, 20140102, 20140103)));
+    EXPECT_EQ(server.asked[1].strBody, Sent("600000", 8, "SH", Numbers(9, 1, 20140131, 20140131)));
 }
 
 TEST(KLineRequest, CompletedWithAndWithoutAPreviousClose) {
-    const std::string strMinutes = Bars("600000", "SH", {Raw(20140116, 93100, 100)});
-    const std::string strNone = Bars("600000", "SH", {});
-    BarServer server({{1010, strMinutes},
-                      {1010, Bars("600000", "SH", {Raw(20140110, 0, 50), Raw(20140115, 0, 60)})},
-                      {1010, strMinutes},
-                      {1010, strNone},
-                      {1010, Bars("600000", "SH", {Raw(20140116, 93200, 100)})},
-                      {1010, Bars("600000", "SH", {Raw(20140101, 0, 50)})},
-                      {1010, Bars("600000", "SH", {Raw(20140116, 93000, 100)})}});
-    Session session(server.Port());
-    auto request = BarRequest("600000.SH", 1, 1, 20140116, 20140116, 1);
-    for (const int nPrevious : {60, 0}) {
-        const Answer answer = Ask(session.Get(), request);
-        ASSERT_EQ(answer.bars.size(), 240U);
-        EXPECT_EQ(answer.bars[0].nTime, 93000000);
-        EXPECT_EQ(answer.bars[0].nHigh, nPrevious);
-        EXPECT_EQ(answer.bars[0].iVolume, 0);
-        EXPECT_STREQ(answer.bars[0].chVelaCode, "600000.SH");
-        EXPECT_EQ(answer.bars[1].nHigh, 105);
-        EXPECT_EQ(answer.bars[239].nTime, 145900000);
-        EXPECT_EQ(answer.bars[239].nHigh, 100);
+    const auto minutes = [](int nTime) {
+        return BarServer::Reply{1010, Bars("600000", "SH", {Raw(20140116, nTime, 100)})};
+    };
+    const BarServer::Reply none{1010, Bars("600000", "SH", {})};
+    const BarServer::Reply two{1010,
+                               Bars("600000", "SH", {Raw(20140110, 0, 50), Raw(20140115, 0, 60)})};
+    const BarServer::Reply first{1010, Bars("600000", "SH", {Raw(20140101, 0, 50)})};
+    BarServer server(
+        {minutes(93500), two, minutes(93500), none, minutes(93500), first, minutes(93000)});
+    const struct {
+        int nBeginTime, nFirstHigh, nFirstVolume;
+    } kCases[] = {{0, 60, 0},
+                  {0, 0, 0},
+                  // The begin time goes with the previous-close request: the one daily bar, on the
+                  // first of its days at time 0, lies before it. The grid starts at the opening.
+                  {93200000, 0, 0},
+                  {0, 105, 700}};  // a bar at the opening needs no previous close
+    auto request = BarRequest("600000.SH", 1, 5, 20140116, 20140116, 1);
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(server.asked.size());
+        request.nBeginTime = c.nBeginTime;
+        const auto bars = server.Get(request).records;
+        ASSERT_EQ(bars.size(), 48U);
+        EXPECT_STREQ(bars[0].chVelaCode, "600000.SH");
+        EXPECT_EQ(bars[0].nTime, 93000000);
+        EXPECT_EQ(bars[0].nHigh, c.nFirstHigh);
+        EXPECT_EQ(bars[0].iVolume, c.nFirstVolume);
+        EXPECT_EQ(bars[1].nHigh, c.nFirstVolume == 0 ? 105 : 100);
+        EXPECT_EQ(bars[47].nTime, 145500000);
+        EXPECT_EQ(bars[47].nHigh, 100);
     }
-    // The begin time goes with the previous-close request: the one daily bar, on the first of its
-    // days at time 0, lies before it. The grid starts at the opening nevertheless.
-    request.nBeginTime = 93200000;
-    const Answer timed = Ask(session.Get(), request);
-    ASSERT_EQ(timed.bars.size(), 240U);
-    EXPECT_EQ(timed.bars[0].nTime, 93000000);
-    EXPECT_EQ(timed.bars[0].nClose, 0);
-    // A bar at the opening needs no previous close.
-    request.nBeginTime = 0;
-    EXPECT_EQ(Ask(session.Get(), request).bars[0].iVolume, 700);
-    ASSERT_EQ(server.Asked().size(), 7U);
-    // Never completed by the server; daily bars of 20140101 to 20140115.
-    EXPECT_EQ(server.Asked()[0].strBody.substr(48, 4), Zeros(4));
-    EXPECT_EQ(server.Asked()[1].strBody.substr(28, 16),
-              std::string("\x07\0\0\0\x01\0\0\0\x45\x50\x33\x01\x53\x50\x33\x01", 16));
+    ASSERT_EQ(server.asked.size(), 7U);
+    // Never completed by the server; single daily bars of 20140101 to 20140115.
+    EXPECT_EQ(server.asked[0].strBody, Sent("600000", 8, "SH", Numbers(0, 5, 20140116, 20140116)));
+    EXPECT_EQ(server.asked[1].strBody, Sent("600000", 8, "SH", Numbers(7, 1, 20140101, 20140115)));
 }
 
 TEST(KLineRequest, OptionsAndIndexes) {
@@ -223,63 +197,48 @@ TEST(KLineRequest, OptionsAndIndexes) {
          {1011, AnswerBody<ZPMDefine_KData_Head, ZPMDefine_KData_Index>("000001", "SH", {index})},
          {1012, strOdd}},
         {{"SH", {{"000001", 1}}}, {"CF", {{"IO1701-C-3500", 0x91}, {"IO1701-INDEX", -112}}}});
-    Session session(server.Port());
-    const Answer option =
-        Ask(session.Get(), BarRequest("IO1701-C-3500.CF", 1, 1, 20140116, 20140116, 1));
-    ASSERT_EQ(option.bars.size(), 270U);
-    EXPECT_STREQ(option.bars[0].chVelaCode, "IO1701-C-3500.CF");
-    EXPECT_STREQ(option.bars[0].chCode, "IO1701-C-3500");
-    EXPECT_EQ(option.bars[0].nTime, 91500000);
-    EXPECT_EQ(option.bars[0].nOpen, 60);
-    EXPECT_EQ(option.bars[1].nOpen, 99);
-    const Answer plain = Ask(session.Get(), BarRequest("000001.SH", 1, 1, 20140116, 20140116));
-    ASSERT_EQ(plain.bars.size(), 1U);
-    EXPECT_EQ(Fields(plain.bars[0]),
-              std::vector<int64_t>({20140116, 93000000, 1, 2, 3, 4, 5, 6, 7, 0}));
-    const Answer odd = Ask(session.Get(), BarRequest("IO1701-INDEX.CF", 2, 1, 20140116, 20140116));
-    ASSERT_EQ(odd.bars.size(), 1U);
-    EXPECT_STREQ(odd.bars[0].chVelaCode, "IO1701IX.CF");
-    EXPECT_EQ(Fields(odd.bars[0]), std::vector<int64_t>({1, 0, 0, 0, 2, 3, 1, 2, 3, 0}));
+    const auto option =
+        server.Get(BarRequest("IO1701-C-3500.CF", 1, 1, 20140116, 20140116, 1)).records;
+    ASSERT_EQ(option.size(), 270U);
+    EXPECT_STREQ(option[0].chVelaCode, "IO1701-C-3500.CF");
+    EXPECT_STREQ(option[0].chCode, "IO1701-C-3500");
+    EXPECT_EQ(option[0].nTime, 91500000);
+    EXPECT_EQ(option[0].nOpen, 60);
+    EXPECT_EQ(option[1].nOpen, 99);
+    const auto plain = server.Get(BarRequest("000001.SH", 1, 1, 20140116, 20140116)).records;
+    ASSERT_EQ(plain.size(), 1U);
+    EXPECT_EQ(Fields(plain[0]), std::vector<int64_t>({20140116, 93000000, 1, 2, 3, 4, 5, 6, 7, 0}));
+    const auto odd = server.Get(BarRequest("IO1701-INDEX.CF", 2, 1, 20140116, 20140116)).records;
+    ASSERT_EQ(odd.size(), 1U);
+    EXPECT_STREQ(odd[0].chVelaCode, "IO1701IX.CF");
+    EXPECT_EQ(Fields(odd[0]), std::vector<int64_t>({1, 0, 0, 0, 2, 3, 1, 2, 3, 0}));
 
-    EXPECT_EQ(server.Asked()[0].head.sDataType, 117);
-    EXPECT_EQ(server.Asked()[0].strBody,
-              std::string("IO1701-C-3500\0\0\0CF", 18) + Zeros(26) +
-                  std::string("\x01\0\0\0\x54\x50\x33\x01\x54\x50\x33\x01", 12) + Zeros(28));
-    EXPECT_EQ(server.Asked()[1].head.sDataType, 101);
-    EXPECT_EQ(server.Asked()[1].strBody.substr(0, 12), std::string("IO1701-CCF\0\0", 12));
+    EXPECT_EQ(server.asked[0].head.sDataType, 117);
+    EXPECT_EQ(server.asked[0].strBody,
+              Sent("IO1701-C-3500", 16, "CF",
+                   {0, 0, 0, 0, 0, 0, 1, 20140116, 20140116, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(server.asked[1].head.sDataType, 101);
+    EXPECT_EQ(server.asked[1].strBody.substr(0, 12), std::string("IO1701-CCF\0\0", 12));
 }
 
 // A cut in the request or in its previous-close request is one failed attempt of the whole.
 TEST(KLineRequest, RetriesAfterACut) {
-    const std::string strMinutes = Bars("600000", "SH", {Raw(20140116, 93100, 100)});
     const BarServer::Reply cut{0, ""};
-    BarServer server({cut,
-                      {1010, strMinutes},
-                      cut,
-                      {1010, strMinutes},
-                      {1010, Bars("600000", "SH", {Raw(20140115, 0, 60)})},
-                      cut});
-    const auto request = BarRequest("600000.SH", 1, 1, 20140116, 20140116, 1);
-    Session session(server.Port(), 5, 2, 0);
-    const Answer answer = Ask(session.Get(), request);
-    ASSERT_EQ(answer.nResult, QRX_OK);
-    EXPECT_EQ(answer.bars[0].nClose, 60);
-    Session single(server.Port(), 5, 0, 0);
-    EXPECT_EQ(Ask(single.Get(), request).nResult, QRX_ERR_NETWORK);
-    EXPECT_EQ(Ask(single.Get(), request).nResult, QRX_ERR_NETWORK);  // disconnected for good
-    EXPECT_EQ(server.Asked().size(), 6U);
+    const BarServer::Reply minutes{1010, Bars("600000", "SH", {Raw(20140116, 93100, 100)})};
+    const BarServer::Reply daily{1010, Bars("600000", "SH", {Raw(20140115, 0, 60)})};
+    BarServer server({cut, minutes, cut, minutes, daily}, DefaultMarkets(), 2);
+    const auto [nResult, bars] = server.Get(BarRequest("600000.SH", 1, 1, 20140116, 20140116, 1));
+    ASSERT_EQ(nResult, QRX_OK);
+    EXPECT_EQ(bars[0].nClose, 60);
+    EXPECT_EQ(server.asked.size(), 5U);
 }
 
 TEST(KLineRequestDeathTest, MarketWithoutGrid) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(
-        {
-            BarServer server({{1010, Bars("00700", "HK", {Raw(20140116, 93000, 100)})}},
-                             {{"HK", {{"00700", 16}}}});
-            Session session(server.Port());
-            Ask(session.Get(), BarRequest("00700.HK", 1, 1, 20140116, 20140116, 1));
-        },
-        "MarketDataSource:[0-9]+: .*Assertion `0' failed");
+    EXPECT_DEATH(BarServer({{1010, Bars("00700", "HK", {Raw(20140116, 93000, 100)})}},
+                           {{"HK", {{"00700", 16}}}})
+                     .Get(BarRequest("00700.HK", 1, 1, 20140116, 20140116, 1)),
+                 "MarketDataSource:[0-9]+: .*Assertion `0' failed");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
-// The grids once more, slowly and plainly, for the tests to hold the library against: every product
-// with its sessions written out as minutes of the clock, every day's points as a list, the true
-// calendar from the standard library. Shares nothing with the library but the public bar.
+// Bars to test with, and the grids once more, slowly and plainly, for the tests to hold the library
+// against: every product with its sessions written out as minutes of the clock, every day's points
+// as a list, the true calendar from the standard library. Shares nothing with the library but the
+// public bar.
 #ifndef QRX_TESTS_PLAIN_GRID_H
 #define QRX_TESTS_PLAIN_GRID_H
 
@@ -8,9 +9,28 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <vector>
 
 namespace qrx::test {
+
+// A bar whose values all follow from its close.
+inline QRXDefine_KLine Bar(int nDate, int nTime, int nClose = 100) {
+    QRXDefine_KLine bar{};
+    snprintf(bar.chCode, sizeof bar.chCode, "CODE");
+    snprintf(bar.chVelaCode, sizeof bar.chVelaCode, "CODE.X");
+    bar.nDate = nDate;
+    bar.nTime = nTime;
+    bar.nOpen = nClose - 1;
+    bar.nHigh = nClose + 5;
+    bar.nLow = nClose - 5;
+    bar.nClose = nClose;
+    bar.iVolume = nClose * 7;
+    bar.iTurnover = nClose * 1000000LL;
+    bar.nMatchItems = 3;
+    bar.nInterest = nClose + 10000;
+    return bar;
+}
 
 struct PlainDays {
     static std::chrono::sys_days Of(int nDate) {

@@ -7,7 +7,6 @@
 
 #include "codec/codecs.h"
 #include "support/fetch.h"
-#include "support/scripted_server.h"
 
 namespace qrx::test {
 namespace {
@@ -34,15 +33,6 @@ auto Call(int (*pfn)(void*, const Request*, Record**, int*), const char* szCode)
     };
 }
 
-// A request's body: code and market in their fields, then numbers of four bytes.
-std::string Sent(std::string strCode, size_t nCodeWidth, std::string strMarket,
-                 const std::vector<int>& words) {
-    strCode.resize(nCodeWidth);
-    strMarket.resize(4);
-    strCode += strMarket;
-    for (const int nWord : words) strCode += Bytes(nWord);
-    return strCode;
-}
 std::string SentTick(int nFlags) {
     return Sent("600000", 8, "SH", {nFlags, kDay, 0, -1, 0, INT32_MIN, 0});
 }
@@ -156,6 +146,11 @@ TEST_P(CutBattery, AtEveryByte) {
             for (size_t nCut = nNext++; nCut < nWhole; nCut = nNext++) {
                 ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
                     const std::string strAll = Whole(r.head.nRequestID, DateOf(r));
+                    // Once after so much that it is decoded before the cut.
+                    if (nCut == 0 && peer.Index() == 1) {
+                        peer.Send(Packet(kind().nAnswerType, r.head.nRequestID,
+                                         kind().body(kDay, 1, false) + std::string(4 << 20, '\0')));
+                    }
                     peer.Send(strAll.substr(0, peer.Index() < 2 ? nCut : strAll.size()));
                     return peer.Index() >= 2;
                 }));

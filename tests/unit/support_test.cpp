@@ -97,9 +97,13 @@ TEST(Waits, ANotificationIsRememberedOnce) {
                  "Lock:[0-9]+: .*`lock_type<sizeof\\(nTypeTrans\\)/sizeof\\(nTypeTrans\\[0\\]\\)'");
 }
 
-TEST(Waits, ASleepEndsAtTheNextSlice) {
-    std::atomic<int> nQuit{1};
-    const int64_t nStart = qrx::Deadline::NowMs();
+TEST(Waits, ASleepTakesItsRestAndEndsAtTheNextSlice) {
+    std::atomic<int> nQuit{0};
+    int64_t nStart = qrx::Deadline::NowMs();
+    AwakableSleep(70, 40, &nQuit);
+    EXPECT_GE(qrx::Deadline::NowMs() - nStart, 69);
+    nQuit = 1;
+    nStart = qrx::Deadline::NowMs();
     AwakableSleep(100000, 500, &nQuit);
     EXPECT_LT(qrx::Deadline::NowMs() - nStart, 400);
 }
