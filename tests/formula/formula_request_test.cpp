@@ -226,17 +226,15 @@ TEST(Formula, CalculationRequest) {
 
 // The first request runs into its time-out; its answer comes with every later one's.
 TEST(Formula, LateAnswersAreDropped) {
-    Service* pService = nullptr;
+    int nFirst = 0;
     Service service(
         [&](Peer& peer, const Message& request) {
-            const auto& first = pService->requests[0].head;
-            return pService->requests.size() == 1 ||
-                   (peer.Send(Packet(6051, first.nRequestID, AddBody(1, 0))) &&
-                    peer.Answer(request, request.head.sDataType + 1,
-                                GoodBody(request.head.sDataType)));
+            const auto& head = request.head;
+            if (nFirst == 0) return (nFirst = head.nRequestID) != 0;
+            return peer.Send(Packet(6051, nFirst, AddBody(1, 0))) &&
+                   peer.Answer(request, head.sDataType + 1, GoodBody(head.sDataType));
         },
         1);
-    pService = &service;
     QRXDefine_AddFormulaRes added;
     EXPECT_EQ(QRX_AddFormula(service.Handle(), "a", "x", &added), -2);
     EXPECT_EQ(QRX_AddFormula(service.Handle(), "a", "x", &added), 0);

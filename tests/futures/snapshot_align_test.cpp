@@ -59,7 +59,8 @@ TEST(SnapshotAlign, OneSlot) {
         SCOPED_TRACE(testing::Message() << c.nRecord << " " << c.nSlot << " " << c.bUsePrev);
         const QRXDefine_Future record = At(kDay, c.nRecord, 3), *pNone = nullptr;
         QRXDefine_Future slot = untouched, alone = untouched;
-        CFAlign::CompareCursorTimeAndAssign(&slot, &record, c.nCursor, &previous, c.nSlot, c.bUsePrev);
+        CFAlign::CompareCursorTimeAndAssign(&slot, &record, c.nCursor, &previous, c.nSlot,
+                                            c.bUsePrev);
         CFAlign::CompareCursorTimeAndAssign(&alone, &record, c.nCursor, pNone, c.nSlot, c.bUsePrev);
         const auto& expected = c.bTaken ? record : quiet;
         const auto& expectedAlone = c.bTaken ? record : untouched;
