@@ -177,13 +177,13 @@ TEST_F(ServeTest, ATradingDayComesWithTheNightBefore) {
     std::vector<int> vecDates, vecHeads;
     for (const auto& tick :
          LoggedIn()->Fetch<ZPMDefine_Tick_Night>(ID_ZPMTELE_REQ_TICK_NIGHT, request)) {
-        vecDates.push_back(tick.nDate);
+        vecDates.push_back(+tick.nDate);
     }
     EXPECT_EQ(kDates, vecDates);
     std::vector<Message> vecMessages;
     LoggedIn()->Fetch<ZPMDefine_TickData_ACC_EX>(ID_ZPMTELE_REQ_TICK, request, &vecMessages);
     for (const auto& message : vecMessages) {
-        vecHeads.push_back(message.As<ZPMDefine_TickData_Head>().nDate);
+        vecHeads.push_back(+message.As<ZPMDefine_TickData_Head>().nDate);
     }
     EXPECT_EQ(kDates, vecHeads);
 }

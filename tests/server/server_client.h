@@ -95,7 +95,7 @@ public:
         std::vector<ZPMDefine_CodeTable_Item> vec(static_cast<size_t>(head.nTotalItems));
         EXPECT_EQ(52, head.nItemSize);
         EXPECT_EQ(12 + 52 * vec.size(), message.strBody.size());
-        memcpy(vec.data(), message.strBody.data() + 12, 52 * vec.size());
+        if (!vec.empty()) memcpy(vec.data(), message.strBody.data() + 12, 52 * vec.size());
         return vec;
     }
 
