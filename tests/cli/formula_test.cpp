@@ -111,7 +111,7 @@ TEST(Formulas, KeptByTheServer) {
 
 TEST(Formulas, Calculate) {
     ZPMDefine_RequestCalcFormula asked{};
-    ScriptedServer server(Serving(
+    auto pServer = std::make_unique<ScriptedServer>(Serving(
         [&](Peer& peer, const Message& request) {
             asked = request.As<ZPMDefine_RequestCalcFormula>();
             // One column, which begins in the second row.
@@ -123,7 +123,7 @@ TEST(Formulas, Calculate) {
             return peer.Answer(request, ID_ZPMTELE_EZFORMULA_CALC_ANSWER_DYN, two.Answer());
         },
         NamedMarkets()));
-    Cli cli(server.Port());
+    Cli cli(pServer->Port());
     ASSERT_EQ(cli.Run("formula calc MACD 600000.SH --cycle 5m --from 20240105 --to 20240108 "
                       "--param N=5;M=20 --adjust backward -f csv"),
               0)
@@ -131,6 +131,7 @@ TEST(Formulas, Calculate) {
     EXPECT_EQ(cli.Out(),
               "code,date,time,\u5FEBDIF\n600000.SH,2024-01-05,09:31:00.000,0\n"
               "600000.SH,2024-01-08,09:32:00.000,-12345\n");
+    pServer.reset();  // ends the thread that wrote what was asked
     EXPECT_STREQ(asked.szName, "MACD");
     EXPECT_STREQ(asked.szParam, "N=5;M=20");
     EXPECT_EQ(asked.nCycDef, 5);

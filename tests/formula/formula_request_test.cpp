@@ -94,6 +94,7 @@ TEST(Formula, Add) {
     const std::string strLongest(1024 * 1024 - 1, 't');
     EXPECT_EQ(QRX_AddFormula(service.Handle(), "a", strLongest.c_str(), nullptr), 0);
     EXPECT_EQ(service.Last().strBody.size(), 36 + strLongest.size());
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";  // the server has threads
     EXPECT_DEATH(
         {
             Service silent([](Peer&, const Message&) { return true; });

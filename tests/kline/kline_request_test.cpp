@@ -1,6 +1,8 @@
 // Requests of bars, byte by byte, and whole calls through a scripted server.
 #include <gtest/gtest.h>
 
+#include <mutex>
+
 #include "codec/codecs.h"
 #include "kline/converters.h"
 #include "support/fetch.h"
@@ -99,6 +101,7 @@ public:
                        unsigned nRetryCount = 0)
         : m_server(Serving(
               [this, replies = std::move(replies)](Peer& peer, const Message& request) {
+                  const std::lock_guard<std::mutex> guard(m_mutex);  // a thread a connection
                   asked.push_back(request);
                   const Reply& reply = replies.at(asked.size() - 1);
                   return !reply.strBody.empty() && peer.Answer(request, reply.nType, reply.strBody);
@@ -112,6 +115,7 @@ public:
     std::vector<Message> asked;  // to be looked at between requests
 
 private:
+    std::mutex m_mutex;
     ScriptedServer m_server;
     Session m_session;
 };
