@@ -19,7 +19,7 @@ protected:
             const ZPMDefine_KData bar = {kFriday, m_nBarTime, 71200,    71500, 71100,
                                          71300,   400,        28520000, 3,     0};
             return peer.Answer(request, ID_ZPMTELE_DAYKDATA,
-                               Answer<ZPMDefine_KData_Head>(&bar, 1, kFriday));
+                               Answer<ZPMDefine_KData_Head>(std::vector{bar}, kFriday));
         }
         ZPMDefine_Future_Head head{};
         head.nDayRef1 = 451000;
@@ -27,7 +27,7 @@ protected:
         head.nDayRef3 = 90;
         const ZPMDefine_Future_Night snapshot = {
             kFriday, m_nSnapshotTime, 450000, 5, 22500000, 91, 'B', 450100, 450200, 450300, 0, -12};
-        return peer.Answer(request, ID_ZPMTELE_FUTURE, Answer(&snapshot, 1, kFriday, head));
+        return peer.Answer(request, ID_ZPMTELE_FUTURE, AnswerBody(head, std::vector{snapshot}));
     }
     ZPMDefine_RequestKData Asked() {
         const std::lock_guard<std::mutex> guard(m_mutex);

@@ -30,8 +30,7 @@ protected:
                                m_calculated.Answer());
         }
         return peer.Answer(request, ID_ZPMTELE_DAYKDATA,
-                           Answer<ZPMDefine_KData_Head>(
-                               m_vecBars.data(), static_cast<int>(m_vecBars.size()), kFriday));
+                           Answer<ZPMDefine_KData_Head>(m_vecBars, kFriday));
     }
     // What the server, which has threads of its own, answers from now on.
     void Hold(std::vector<ZPMDefine_KData> vecBars,

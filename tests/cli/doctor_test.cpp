@@ -36,9 +36,8 @@ TEST_F(Doctor, StopsAtTheFirstCross) {
     const auto noBars = [&](Peer& peer, const Message& request) {
         if (request.head.sDataType != ID_ZPMTELE_REQ_KDATA) return market(peer, request);
         ++nBars;
-        return peer.Answer(
-            request, ID_ZPMTELE_DAYKDATA,
-            Answer<ZPMDefine_KData_Head>(static_cast<ZPMDefine_KData*>(nullptr), 0, 0));
+        return peer.Answer(request, ID_ZPMTELE_DAYKDATA,
+                           Answer<ZPMDefine_KData_Head>(std::vector<ZPMDefine_KData>(), 0));
     };
     ScriptedServer proxy([&](Peer& peer) {
         char bytes[10];

@@ -214,7 +214,7 @@ protected:
     ScriptedServer m_server{Serving([](Peer& peer, const Message& request) {
         const std::vector<ZPMDefine_Order_v2> vecOrders(kRows);
         return peer.Answer(request, ID_ZPMTELE_ORDER_V2,
-                           Answer<ZPMDefine_SaveData_Head>(vecOrders.data(), kRows, kFriday));
+                           Answer<ZPMDefine_SaveData_Head>(vecOrders, kFriday));
     })};
     Cli m_cli{m_server.Port()};
 
@@ -257,9 +257,10 @@ TEST(Terminal, AsksForThePasswordAndShowsProgress) {
                 peer.Answer(request, ID_ZPMTELE_CODETABLE, CodeTableAnswer(market[0]));
             } else {
                 usleep(2600000);
-                const ZPMDefine_Order_v2 order = {93002000, 55, 8, 'A', 'S', 71400, 900};
+                const std::vector<ZPMDefine_Order_v2> vecOrders{
+                    {93002000, 55, 8, 'A', 'S', 71400, 900}};
                 peer.Answer(request, ID_ZPMTELE_ORDER_V2,
-                            Answer<ZPMDefine_SaveData_Head>(&order, 1, kFriday));
+                            Answer<ZPMDefine_SaveData_Head>(vecOrders, kFriday));
             }
         }
     });

@@ -11,8 +11,7 @@
 #include <vector>
 
 #include "cli/run_cli.h"
-#include "codec/codecs.h"
-#include "support/scripted_server.h"
+#include "support/answers.h"
 
 namespace qrx::test {
 
@@ -38,20 +37,10 @@ Record NightTick(int nDate) {
     return tick;
 }
 
-// One packet: the head with the security, the day and the number of the records, where it has room
-// for them, and the records.
+// One packet of that security's records.
 template <class Head, class Record>
-std::string Answer(const Record* pRecords, int nItems, int nDate, Head head = {}) {
-    if constexpr (requires { head.chCode; }) {
-        memcpy(head.chCode, "600000", 6);
-        memcpy(head.chMarket, "SH", 2);
-    }
-    if constexpr (requires { head.nDate; }) head.nDate = nDate;
-    head.nItems = nItems;
-    head.nLastPacket = 1;
-    std::string strBody = Bytes(head);
-    for (int i = 0; i < nItems; ++i) codec::EncodeRecord(pRecords[i], strBody);
-    return strBody;
+std::string Answer(const std::vector<Record>& records, int nDate) {
+    return AnswerBody(HeadFor<Head>("600000", "SH", nDate), records);
 }
 
 // Answers every tick and trade request, and remembers the days that were asked for.
@@ -105,8 +94,9 @@ private:
             const std::lock_guard<std::mutex> guard(m_mutex);
             m_days.push_back(nDate);
         }
-        const int nItems = nDate == kFriday || nDate == kMonday ? 1 : 0;
-        return peer.Answer(request, nType, Answer<Head>(&record, nItems, nDate));
+        const size_t nItems = nDate == kFriday || nDate == kMonday ? 1 : 0;
+        return peer.Answer(request, nType,
+                           Answer<Head>(std::vector<Record>(nItems, record), nDate));
     }
 
     std::mutex m_mutex;

@@ -3,9 +3,11 @@
 
 #include <mutex>
 
-#include "codec/codecs.h"
 #include "kline/converters.h"
+#include "session/data_source.h"
+#include "support/answers.h"
 #include "support/fetch.h"
+#include "ticks/pipeline.h"
 
 namespace qrx::test {
 namespace {
@@ -72,20 +74,9 @@ ZPMDefine_KData Raw(int nDate, int nTime, int nClose) {
     return {nDate, nTime, nClose - 1, nClose + 5, nClose - 5, nClose, nClose * 7, nClose, 3, 9};
 }
 
-template <class Head, class Body>
-std::string AnswerBody(const char* szCode, const char* szMarket, const std::vector<Body>& bars) {
-    Head head{};
-    memcpy(head.chCode, szCode, strnlen(szCode, sizeof head.chCode));
-    memcpy(head.chMarket, szMarket, strnlen(szMarket, sizeof head.chMarket));
-    head.nItems = static_cast<int>(bars.size());
-    head.nLastPacket = 1;
-    std::string strStream;
-    for (const Body& bar : bars) EXPECT_TRUE(codec::EncodeRecord(bar, strStream));
-    return Bytes(head) + strStream;
-}
 std::string Bars(const char* szCode, const char* szMarket,
                  const std::vector<ZPMDefine_KData>& bars) {
-    return AnswerBody<ZPMDefine_KData_Head>(szCode, szMarket, bars);
+    return AnswerBody(HeadFor<ZPMDefine_KData_Head>(szCode, szMarket), bars);
 }
 
 // A server that answers requests of bars from a list in turn and keeps what it was asked, and its
@@ -195,10 +186,10 @@ TEST(KLineRequest, OptionsAndIndexes) {
     strOdd[40] = 1;
     memcpy(strOdd.data() + 52, "\x04\0\0\0\x08\x0c\x04\x08\x0c", 9);
     BarServer server(
-        {{1012, AnswerBody<ZPMDefine_KData_Option_Head, ZPMDefine_KData>(
-                    "IO1701-C-3500", "CF", {Raw(20140116, 91600, 100)})},
+        {{1012, AnswerBody(HeadFor<ZPMDefine_KData_Option_Head>("IO1701-C-3500", "CF"),
+                           std::vector{Raw(20140116, 91600, 100)})},
          {1010, Bars("IO1701-C", "CF", {Raw(20140115, 0, 60)})},
-         {1011, AnswerBody<ZPMDefine_KData_Head, ZPMDefine_KData_Index>("000001", "SH", {index})},
+         {1011, AnswerBody(HeadFor<ZPMDefine_KData_Head>("000001", "SH"), std::vector{index})},
          {1012, strOdd}},
         {{"SH", {{"000001", 1}}}, {"CF", {{"IO1701-C-3500", 0x91}, {"IO1701-INDEX", -112}}}});
     const auto option =
@@ -223,6 +214,27 @@ TEST(KLineRequest, OptionsAndIndexes) {
                    {0, 0, 0, 0, 0, 0, 1, 20140116, 20140116, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(server.asked[1].head.sDataType, 101);
     EXPECT_EQ(server.asked[1].strBody.substr(0, 12), std::string("IO1701-CCF\0\0", 12));
+}
+
+// The close before the first kept bar, or its own where it stands at the begin time.
+TEST(KLineRequest, DecodingKnowsThePreviousClose) {
+    constexpr int d = 20140116;
+    std::string bodies[] = {Bars("600000", "SH", {Raw(d, 93000, 100), Raw(d, 93100, 200)}),
+                            Bars("600000", "SH", {Raw(d, 93200, 300)})};
+    const std::vector<int> lengths = {static_cast<int>(bodies[0].size()),
+                                      static_cast<int>(bodies[1].size())};
+    for (std::string& strBody : bodies) strBody.append(16, '\0');
+    const int kCases[][2] = {{0, 100},        {93000000, 100}, {93050000, 100},
+                             {93100000, 200}, {93150000, 200}, {93200000, 300}};
+    for (const auto& [nBeginTime, nClose] : kCases) {
+        MarketDataSource source;
+        QRXDefine_KLine bars[3];
+        int nPrevious = 77;
+        source.DecompressRawVec<ZPMDefine_KData_Head>(
+            bars, 3, {bodies[0].data(), bodies[1].data()}, lengths, &decompress_KData,
+            &BusinessConvertor::HKData2T, ID_ZPMTELE_DAYKDATA, d, d, nBeginTime, 0, &nPrevious);
+        EXPECT_EQ(nPrevious, nClose) << nBeginTime;
+    }
 }
 
 // A cut in the request or in its previous-close request is one failed attempt of the whole.

@@ -7,26 +7,18 @@
 #include <string>
 #include <vector>
 
-#include "codec/codecs.h"
-#include "support/scripted_server.h"
+#include "support/answers.h"
+#include "support/fetch.h"
 
 namespace qrx::test {
 
 inline std::string OrderBody(int nFirst, int nItems, bool bLast) {
-    ZPMDefine_SaveData_Head head{};
-    memcpy(head.chCode, "600000", 6);
-    memcpy(head.chMarket, "SH", 2);
-    head.nDate = 20240105;
-    head.nItems = nItems;
-    head.nLastPacket = bLast ? 1 : 0;
-    std::string strBody = Bytes(head);
+    std::vector<ZPMDefine_Order_v2> orders(static_cast<size_t>(nItems));
     for (int i = 0; i < nItems; ++i) {
-        ZPMDefine_Order_v2 order{};
-        order.nTime = 93000000 + i;
-        order.nIndex = nFirst + i;
-        codec::EncodeRecord(order, strBody);
+        orders[static_cast<size_t>(i)].nTime = 93000000 + i;
+        orders[static_cast<size_t>(i)].nIndex = nFirst + i;
     }
-    return strBody;
+    return AnswerBody(HeadFor<ZPMDefine_SaveData_Head>("600000", "SH", 20240105), orders, bLast);
 }
 
 inline std::string OrderPacket(int nId, int nFirst, int nItems, bool bLast) {
@@ -39,12 +31,9 @@ struct Answer {
 };
 inline Answer GetOrders(void* h, int nBegin = 20240105, int nEnd = 0) {
     const auto request = RequestFor<QRXDefine_ReqOrder>("600000.SH", nBegin, nEnd);
-    QRXDefine_Order* pOrders = nullptr;
-    int nCount = 0;
-    Answer answer{QRX_GetOrder(h, &request, &pOrders, &nCount), {}};
-    EXPECT_EQ(pOrders != nullptr, answer.nResult == 0);
-    for (int i = 0; i < nCount; ++i) answer.indexes.push_back(int{pOrders[i].nIndex});
-    QRX_Free(pOrders);
+    const auto [nResult, orders] = Fetch(&QRX_GetOrder, h, request);
+    Answer answer{nResult, {}};
+    for (const QRXDefine_Order& order : orders) answer.indexes.push_back(+order.nIndex);
     return answer;
 }
 

@@ -2,9 +2,9 @@
 // asks for them.
 #include <gtest/gtest.h>
 
-#include "codec/codecs.h"
 #include "session/data_source.h"
-#include "support/scripted_server.h"
+#include "support/answers.h"
+#include "support/fetch.h"
 
 namespace qrx::test {
 namespace {
@@ -13,22 +13,14 @@ constexpr int kDay = 20240105;
 
 template <class Body>
 std::string Answer() {
-    ZPMDefine_TickData_Head head{};
-    memcpy(head.chCode, "000001", 6);
-    memcpy(head.chMarket, "SH", 2);
-    head.nDate = kDay;
-    head.nItems = 2;
-    head.nLastPacket = 1;
-    std::string strBody = Bytes(head);
-    for (const int nTime : {93000000, 93003000}) {
-        Body body{};
-        body.nTime = nTime;
-        body.nPrice = 71200;
-        body.iAccVolume = 12300;
-        if constexpr (requires { body.nBook1; }) body.nBook1[9] = 71300;
-        EXPECT_TRUE(codec::EncodeRecord(body, strBody));
-    }
-    return strBody;
+    Body body{};
+    body.nPrice = 71200;
+    body.iAccVolume = 12300;
+    if constexpr (requires { body.nBook1; }) body.nBook1[9] = 71300;
+    std::vector<Body> bodies{body, body};
+    bodies[0].nTime = 93000000;
+    bodies[1].nTime = 93003000;
+    return AnswerBody(HeadFor<ZPMDefine_TickData_Head>("000001", "SH", kDay), bodies);
 }
 
 template <class Record>
@@ -49,22 +41,21 @@ void ExpectTicks(const char* szCode, bool bAB, int nAnswerType, const std::strin
     auto request = RequestFor<QRXDefine_ReqTick>(szCode, kDay, kDay);
     for (const int nBeginTime : {0, 93001000, 93004000}) {
         request.nBeginTime = nBeginTime;
-        void* pData = &server;
-        int nCount = 77;
-        const int nResult = session.DoReqTickOneDay(&request, &pData, &nCount, bAB, kDay, kDay);
-        const int nKept = nBeginTime == 0 ? 2 : nBeginTime == 93001000 ? 1 : 0;
+        const auto [nResult, records] = FetchArray<Record>([&](Record** ppData, int* pCount) {
+            return session.DoReqTickOneDay(&request, reinterpret_cast<void**>(ppData), pCount, bAB,
+                                           kDay, kDay);
+        });
+        const size_t nKept = nBeginTime == 0 ? 2 : nBeginTime == 93001000 ? 1 : 0;
         ASSERT_EQ(nResult, nKept > 0 ? 0 : -3) << nBeginTime;
-        ASSERT_EQ(nCount, nKept);
-        ASSERT_EQ(pData != nullptr, nKept > 0);
+        ASSERT_EQ(records.size(), nKept);
         if (nKept == 0) continue;
-        const Record& last = static_cast<const Record*>(pData)[nKept - 1];
+        const Record& last = records.back();
         EXPECT_STREQ(last.chCode, "000001");
         EXPECT_EQ(+last.nDate, kDay);
         EXPECT_EQ(+last.nTime, 93003000);
         EXPECT_EQ(+last.nPrice, 71200);
         EXPECT_EQ(+last.iAccVolume, 12300);
         if constexpr (requires { last.nBook1; }) EXPECT_EQ(+last.nBook1[9], nLastLevel);
-        QRX_Free(pData);
     }
 }
 
