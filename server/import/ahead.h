@@ -29,8 +29,8 @@ public:
     }
 
 private:
-    // One more than can run, so that the next is ready when one is taken.
-    const size_t m_nMost = std::clamp(std::thread::hardware_concurrency(), 1U, 8U) + 1;
+    // Twice as many as can run and one more: enough to do while the one that takes is busy.
+    const size_t m_nMost = 2 * std::clamp(std::thread::hardware_concurrency(), 1U, 8U) + 1;
     std::deque<std::future<Result>> m_queue;  // their destructors wait
 };
 

@@ -78,12 +78,12 @@ public:
         std::vector<std::string> vecNames;
         for (const Field& field : FieldsOf({G::Bar})) vecNames.push_back(field.strColumn);
         RowReader rows(lines, m_options, vecNames, !Daily());
-        std::vector<std::pair<Field, int>> vecFields;
+        std::vector<BoundField> vecFields;
         for (const Field& field : FieldsOf({G::Bar})) {
             const int nColumn = rows.GetColumns().Find(field.strColumn);
             if (field.kind == FieldKind::Date || field.kind == FieldKind::Time) continue;
             if (field.kind == FieldKind::Price) rows.GetColumns().Require(field.strColumn);
-            if (nColumn >= 0) vecFields.emplace_back(field, nColumn);
+            if (nColumn >= 0) vecFields.push_back(rows.Bind(field, nColumn));
         }
         std::map<std::string, Security> mapSecurities;
         while (rows.Next()) {
@@ -98,8 +98,7 @@ public:
     }
 
 private:
-    void ReadRow(const RowReader& rows, int64_t nLine,
-                 const std::vector<std::pair<Field, int>>& vecFields,
+    void ReadRow(const RowReader& rows, int64_t nLine, const std::vector<BoundField>& vecFields,
                  std::map<std::string, Security>& mapSecurities) {
         rows.ReadStamp(m_stamp);
         Security& security = mapSecurities[m_stamp.strMarket + "\n" + m_stamp.strCode];
@@ -109,9 +108,10 @@ private:
                 KnownCode(m_store, m_stamp.strMarket, m_stamp.strCode, nLine).strCode;
         }
         BarRow row{nLine, m_stamp.nDay, m_stamp.nDate, m_stamp.nTime, {}};
-        for (const auto& [field, nColumn] : vecFields) {
-            const int64_t nValue = rows.Value(field, nColumn);
-            memcpy(reinterpret_cast<char*>(&row.bar) + field.nOffset, &nValue, field.nWidth);
+        for (const BoundField& bound : vecFields) {
+            const int64_t nValue = rows.Value(bound);
+            memcpy(reinterpret_cast<char*>(&row.bar) + bound.field.nOffset, &nValue,
+                   bound.field.nWidth);
         }
         if (Daily()) {
             row.nTime = 0;

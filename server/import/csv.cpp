@@ -23,6 +23,19 @@ std::string Normalized(std::string_view str) {
     return strName;
 }
 
+// Ends of lines. Bytes count in bytes, short of their overflow, so that many are looked at at once.
+int64_t CountLines(std::string_view str) {
+    int64_t nLines = 0;
+    while (!str.empty()) {
+        uint8_t nSome = 0;
+        for (const char c : str.substr(0, 128))
+            nSome = static_cast<uint8_t>(nSome + (c == '\n' ? 1 : 0));
+        nLines += nSome;
+        str.remove_prefix(std::min(str.size(), size_t{128}));
+    }
+    return nLines;
+}
+
 std::string WithNumber(const std::string& strName, int n) {
     std::string str = strName;
     return str.replace(str.find('*'), 1, std::to_string(n));
@@ -101,7 +114,7 @@ bool LineReader::NextLines(std::string& strLines) {
     m_strBuffer.resize(nEnd + 1);
     m_strBuffer.erase(0, std::exchange(m_nBegin, 0));
     strLines = std::exchange(m_strBuffer, std::move(strRest));
-    m_nLine += std::count(strLines.begin(), strLines.end(), '\n');
+    m_nLine += CountLines(strLines);
     return true;
 }
 

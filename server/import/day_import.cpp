@@ -34,7 +34,7 @@ public:
         LineReader lines(strPath);
         ProgressBar progress(strPath, m_options.bProgress);
         const RowReader header(lines, m_options, DayParser<Record>::ColumnNames());
-        const DayParser<Record> parser(header.GetColumns(), m_options.bCumulative);
+        const DayParser<Record> parser(header, m_options.bCumulative);
         ReadAhead(lines, header, parser, [&](ParsedLines<Record>& parsed) {
             TakeUp(parsed, result);
             progress.Show(lines.Progress(), result.nRows);

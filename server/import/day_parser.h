@@ -48,10 +48,11 @@ public:
         return vec;
     }
 
-    DayParser(const Columns& columns, bool bCumulative)
-        : m_volume(columns, "volume", bCumulative),
-          m_turnover(columns, "turnover", bCumulative),
-          m_bIndex(columns.Find("index") >= 0) {
+    DayParser(const RowReader& rows, bool bCumulative)
+        : m_volume(rows.GetColumns(), "volume", bCumulative),
+          m_turnover(rows.GetColumns(), "turnover", bCumulative),
+          m_bIndex(rows.GetColumns().Find("index") >= 0) {
+        const Columns& columns = rows.GetColumns();
         for (const auto& layout : Traits<Record>::Layouts()) {
             if (columns.Find(layout.strPrefix + "price") < 0) continue;
             BoundLayout bound{{}, layout.nSide, columns.Find(layout.strPrefix + "items") >= 0};
@@ -59,7 +60,7 @@ public:
                 if (field.kind == FieldKind::Date || field.kind == FieldKind::Time) continue;
                 if (HasVolume<Record> && IsQuantity(field.strColumn)) continue;
                 const int nColumn = columns.Find(layout.strPrefix + field.strColumn);
-                if (nColumn >= 0) bound.vecFields.push_back({field, nColumn});
+                if (nColumn >= 0) bound.vecFields.push_back(rows.Bind(field, nColumn));
             }
             m_vecLayouts.push_back(std::move(bound));
         }
@@ -69,8 +70,14 @@ public:
         for (const auto& field : ReferenceFields()) {
             const int nColumn = columns.Find(field.strColumn);
             if (nColumn >= 0) m_bReference = true;
-            m_vecReference.push_back({field, nColumn});
+            m_vecReference.push_back(rows.Bind(field, nColumn));
         }
+        const Field volume{FieldGroup::Tick, "volume", FieldKind::Volume, 0, 8};
+        const Field turnover{FieldGroup::Tick, "turnover", FieldKind::Amount, 0, 8};
+        m_rowVolume = rows.Bind(volume, m_volume.nRow);
+        m_sumVolume = rows.Bind(volume, m_volume.nSum);
+        m_rowTurnover = rows.Bind(turnover, m_turnover.nRow);
+        m_sumTurnover = rows.Bind(turnover, m_turnover.nSum);
     }
 
     const QuantityColumns& Volume() const { return m_volume; }
@@ -118,16 +125,16 @@ private:
         }
         Row<Record> row{rows.Line(), stamp.nDay, stamp.nDate, stamp.nTime, {}, {}, nullptr};
         if constexpr (HasVolume<Record>) {
-            ReadQuantity(rows, m_volume, m_volumeField, row.volume);
-            ReadQuantity(rows, m_turnover, m_turnoverField, row.turnover);
+            row.volume = {ValueIfThere(rows, m_rowVolume), ValueIfThere(rows, m_sumVolume)};
+            row.turnover = {ValueIfThere(rows, m_rowTurnover), ValueIfThere(rows, m_sumTurnover)};
         }
         for (const auto& layout : m_vecLayouts) {
             Record& record = parsed.vecRecords.emplace_back();
             record.nTime = row.nTime;
-            for (const auto& [field, nColumn] : layout.vecFields) {
-                const codec::StreamField at{static_cast<uint16_t>(field.nOffset),
-                                            static_cast<uint8_t>(field.nWidth)};
-                codec::StoreField(reinterpret_cast<char*>(&record), at, rows.Value(field, nColumn));
+            for (const BoundField& bound : layout.vecFields) {
+                const codec::StreamField at{static_cast<uint16_t>(bound.field.nOffset),
+                                            static_cast<uint8_t>(bound.field.nWidth)};
+                codec::StoreField(reinterpret_cast<char*>(&record), at, rows.Value(bound));
             }
             if (FinishRecord(record, layout)) {
                 parsed.vecRows.push_back(row);
@@ -138,29 +145,25 @@ private:
         if (m_bReference) ReadReference(rows, row.nDay, parsed);
     }
 
-    void ReadQuantity(const RowReader& rows, const QuantityColumns& columns, const Field& field,
-                      Quantity& quantity) const {
-        if (columns.nRow >= 0) quantity.nRow = rows.Value(field, columns.nRow);
-        if (columns.nSum >= 0) quantity.nSum = rows.Value(field, columns.nSum);
+    static int64_t ValueIfThere(const RowReader& rows, const BoundField& bound) {
+        return bound.nColumn < 0 ? 0 : rows.Value(bound);
     }
 
     // Day 0 stands for rows whose trading day is found later: the last ones hold for all.
     void ReadReference(const RowReader& rows, int nDay, ParsedLines<Record>& parsed) const {
-        int values[3] = {};
+        int values[3];
         for (size_t i = 0; i < 3; ++i) {
-            const auto& [field, nColumn] = m_vecReference[i];
-            if (nColumn >= 0) values[i] = static_cast<int>(rows.Value(field, nColumn));
+            values[i] = static_cast<int>(ValueIfThere(rows, m_vecReference[i]));
         }
         parsed.vecReferences.push_back({nDay, {values[0], values[1], values[2]}});
     }
 
     std::vector<BoundLayout> m_vecLayouts;
-    std::vector<Bound> m_vecReference;
+    std::vector<BoundField> m_vecReference;
     bool m_bReference = false;
     QuantityColumns m_volume, m_turnover;
     bool m_bIndex;
-    const Field m_volumeField{FieldGroup::Tick, "volume", FieldKind::Volume, 0, 8};
-    const Field m_turnoverField{FieldGroup::Tick, "turnover", FieldKind::Amount, 0, 8};
+    BoundField m_rowVolume, m_sumVolume, m_rowTurnover, m_sumTurnover;  // of volume and turnover
 };
 
 }  // namespace qrx::server

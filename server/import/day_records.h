@@ -10,6 +10,7 @@
 
 #include "import/field_table.h"
 #include "import/quantity.h"
+#include "import/row_reader.h"
 #include "store/day_stream.h"
 
 namespace qrx::server {
@@ -58,12 +59,8 @@ struct Traits<ZPMDefine_Future_AB_Night> {
 };
 
 // A layout in the columns of a file.
-struct Bound {
-    Field field;
-    int nColumn;
-};
 struct BoundLayout {
-    std::vector<Bound> vecFields;
+    std::vector<BoundField> vecFields;
     int nSide;
     bool bItems;  // the number of queue items is given
 };

@@ -122,34 +122,41 @@ void RowReader::ReadStamp(RowStamp& stamp) const {
     }
 }
 
-int64_t RowReader::Value(const Field& field, int nColumn) const {
-    const std::string_view strText = m_columns[nColumn];
-    std::optional<int64_t> value;
-    bool bSigned = false;
+BoundField RowReader::Bind(const Field& field, int nColumn) const {
+    BoundField bound{field, nColumn, 0, std::numeric_limits<int32_t>::max()};
+    if (field.nWidth == 8) bound.nMost = (int64_t{1} << 56) - 1;
     switch (field.kind) {
         case FieldKind::Flag:
-            value = ParseFlag(strText);
+            bound.nShift = -1;  // a digit is a character here
             break;
         case FieldKind::Price:
-            value = ParseDecimal(strText, 4 + m_options.nPriceShift);
-            bSigned = true;
+            bound.nShift = 4 + m_options.nPriceShift;
             break;
         case FieldKind::Amount:
-            value = ParseDecimal(strText, 4 + m_options.nTurnoverShift);
+            bound.nShift = 4 + m_options.nTurnoverShift;
             break;
         case FieldKind::Volume:
-            value = ParseDecimal(strText, m_options.nVolumeShift);
+            bound.nShift = m_options.nVolumeShift;
             break;
         default:
-            value = ParseDecimal(strText, 0);
             break;
+    }
+    return bound;
+}
+
+int64_t RowReader::UnusualValue(const BoundField& bound) const {
+    const std::string_view strText = m_columns[bound.nColumn];
+    const Field& field = bound.field;
+    std::optional<int64_t> value;
+    if (field.kind == FieldKind::Flag) {
+        value = ParseFlag(strText);
+    } else {
+        value = ParseDecimal(strText, bound.nShift);
     }
     if (!value) {
         Refuse("bad value \"" + std::string(strText) + "\" in column " + field.strColumn);
     }
-    const int64_t nLimit =
-        field.nWidth == 8 ? (int64_t{1} << 56) - 1 : std::numeric_limits<int32_t>::max();
-    if (*value > nLimit || *value < (bSigned ? -nLimit : 0)) {
+    if (*value > bound.nMost || *value < (field.kind == FieldKind::Price ? -bound.nMost : 0)) {
         Refuse("value " + std::string(strText) + " in column " + field.strColumn +
                (*value < 0 ? " is negative" : " is too large"));
     }

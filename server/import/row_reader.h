@@ -8,6 +8,7 @@
 
 #include "import/field_table.h"
 #include "import/importer.h"
+#include "import/values.h"
 
 namespace qrx::server {
 
@@ -20,6 +21,14 @@ struct RowStamp {
 
     // What was read last: most rows repeat their security and date.
     std::string strCodeText, strMarketText, strDateText;
+};
+
+// A field in the column that fills it, and how that column's text is read.
+struct BoundField {
+    Field field;
+    int nColumn;
+    int nShift;     // decimals that the value keeps
+    int64_t nMost;  // and its largest magnitude
 };
 
 class RowReader {
@@ -37,13 +46,23 @@ public:
     bool Next();
     // Which security and when; only after Next. The stamp is reused, as securities rarely change.
     void ReadStamp(RowStamp& stamp) const;
-    // A field's value; the column must be there.
-    int64_t Value(const Field& field, int nColumn) const;
+    // The column must be there.
+    BoundField Bind(const Field& field, int nColumn) const;
+    int64_t Value(const BoundField& bound) const {
+        int64_t nValue;
+        if (ParsePlainDecimal(m_columns[bound.nColumn], bound.nShift, nValue) &&
+            nValue <= bound.nMost) {
+            return nValue;
+        }
+        return UnusualValue(bound);
+    }
 
     [[noreturn]] void Refuse(const std::string& strText) const;
     std::string Text(int nColumn) const;  // in UTF-8
 
 private:
+    int64_t UnusualValue(const BoundField& bound) const;
+
     LineReader& m_lines;
     const ImportOptions& m_options;
     Columns m_columns;

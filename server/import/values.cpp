@@ -3,7 +3,6 @@
 
 #include <strings.h>
 
-#include <array>
 #include <charconv>
 
 namespace qrx::server {
@@ -35,36 +34,6 @@ std::optional<int> ParseDigits(std::string_view str) {
 std::optional<int> ClockTime(int nHour, int nMinute, int nSecond, int nMs) {
     if (nHour > 23 || nMinute > 59 || nSecond > 59) return std::nullopt;
     return ((nHour * 100 + nMinute) * 100 + nSecond) * 1000 + nMs;
-}
-
-constexpr auto kPowersOfTen = [] {
-    std::array<int64_t, 19> powers{1};
-    for (size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
-    return powers;
-}();
-
-// Digits with a point or without that need no rounding, as nearly all values are; false: look
-// closer. (An optional is written in halves and read whole, which costs more than the digits.)
-bool ParsePlainDecimal(std::string_view str, int nShift, int64_t& nValue) {
-    if (str.empty() || str.size() >= kPowersOfTen.size()) return false;
-    nValue = 0;
-    const char* p = str.data();
-    const char* const pEnd = p + str.size();
-    const auto digits = [&] {
-        const char* const pBegin = p;
-        for (; p != pEnd && IsDigit(*p); ++p) nValue = nValue * 10 + (*p - '0');
-        return static_cast<int>(p - pBegin);
-    };
-    int nDigits = digits();
-    if (p != pEnd && *p == '.') {
-        ++p;
-        const int nDecimals = digits();
-        nDigits += nDecimals;
-        nShift -= nDecimals;
-    }
-    if (p != pEnd || nDigits == 0) return false;
-    return nShift >= 0 && nShift < static_cast<int>(kPowersOfTen.size()) &&
-           !__builtin_mul_overflow(nValue, kPowersOfTen[static_cast<size_t>(nShift)], &nValue);
 }
 
 // HH:MM:SS and HH:MM:SS.mmm.

@@ -3,7 +3,10 @@
 #ifndef QRX_SERVER_IMPORT_VALUES_H
 #define QRX_SERVER_IMPORT_VALUES_H
 
+#include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -15,6 +18,40 @@ enum class TimeForm { Hhmmss, HhmmssCc, HhmmssMmm };
 // The text times ten to the nShift, rounded half away from zero. "1.05e7" is understood. Empty,
 // "-", "N/A", "nan" and numbers of 1e300 and more stand for a missing value, which is 0.
 std::optional<int64_t> ParseDecimal(std::string_view strText, int nShift);
+
+constexpr auto kPowersOfTen = [] {
+    std::array<int64_t, 19> powers{1};
+    for (size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
+    return powers;
+}();
+
+// nValue times ten to the nShift; false where that loses digits.
+inline bool ScaleUp(int64_t& nValue, int nShift) {
+    return static_cast<size_t>(nShift) < kPowersOfTen.size() &&
+           !__builtin_mul_overflow(nValue, kPowersOfTen[static_cast<size_t>(nShift)], &nValue);
+}
+
+// Digits with a point or without that need no rounding, as nearly all values are; false: look
+// closer. (An optional is written in halves and read whole, which costs more than the digits.)
+inline bool ParsePlainDecimal(std::string_view str, int nShift, int64_t& nValue) {
+    if (str.size() >= kPowersOfTen.size()) return false;
+    nValue = 0;
+    const char* p = str.data();
+    const char* const pEnd = p + str.size();
+    const auto digits = [&] {
+        const char* const pBegin = p;
+        for (; p != pEnd && *p >= '0' && *p <= '9'; ++p) nValue = nValue * 10 + (*p - '0');
+        return static_cast<int>(p - pBegin);
+    };
+    int nDigits = digits();
+    if (p != pEnd && *p == '.') {
+        ++p;
+        const int nDecimals = digits();
+        nDigits += nDecimals;
+        nShift -= nDecimals;
+    }
+    return p == pEnd && nDigits != 0 && ScaleUp(nValue, nShift);
+}
 
 // The exponent of a power of ten: 2 for "100", -3 for "0.001".
 std::optional<int> ParsePowerOfTen(std::string_view strText);
