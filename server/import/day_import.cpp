@@ -29,7 +29,7 @@ public:
 
     ImportResult ImportFile(const std::string& strPath) override {
         m_mapSecurities.clear();
-        m_listRecords.clear();
+        m_listRows.clear();
         ImportResult result;
         LineReader lines(strPath);
         ProgressBar progress(strPath, m_options.bProgress);
@@ -43,10 +43,16 @@ public:
         std::set<std::string> setWritten;
         DayWriter<Record> writer(m_store, m_options.bAppend, m_setWritten, parser.Volume(),
                                  parser.Turnover(), parser.HasIndex());
+        Ahead<Security*> dated;
+        const auto writeNext = [&] { writer.WriteDays(*dated.Take(), setWritten, result); };
         for (auto& [strKey, security] : m_mapSecurities) {
-            DateRows(security.vecRows, m_options.nightForm);
-            writer.WriteDays(security, setWritten, result);
+            if (dated.IsFull()) writeNext();
+            dated.Give([this, pSecurity = &security] {
+                DateRows(pSecurity->vecRows, m_options.nightForm);
+                return pSecurity;
+            });
         }
+        while (!dated.IsEmpty()) writeNext();
         writer.Finish();
         batch.Commit();
         m_setWritten.merge(setWritten);
@@ -95,15 +101,14 @@ private:
             const SecurityRun& run = parsed.vecRuns[i];
             Security& security = FindSecurity(run);
             const bool bLast = i + 1 == parsed.vecRuns.size();
-            const auto end = bLast ? parsed.vecRows.end()
-                                   : parsed.vecRows.begin() +
-                                         static_cast<ptrdiff_t>(parsed.vecRuns[i + 1].nFirst);
-            const auto begin = parsed.vecRows.begin() + static_cast<ptrdiff_t>(run.nFirst);
-            for (auto it = begin; it != end; ++it) FitToType(*it->pRecord, security.code.nType);
-            security.vecRows.insert(security.vecRows.end(), begin, end);
-            const size_t nEnd =
+            const size_t nEnd = bLast ? parsed.vecRows.size() : parsed.vecRuns[i + 1].nFirst;
+            for (size_t k = run.nFirst; k < nEnd; ++k) {
+                FitToType(parsed.vecRows[k].record, security.code.nType);
+                security.vecRows.push_back(&parsed.vecRows[k]);
+            }
+            const size_t nReferences =
                 bLast ? parsed.vecReferences.size() : parsed.vecRuns[i + 1].nReference;
-            for (size_t k = run.nReference; k < nEnd; ++k) {
+            for (size_t k = run.nReference; k < nReferences; ++k) {
                 const auto& [nDay, reference] = parsed.vecReferences[k];
                 security.mapReferences[nDay] = reference;
             }
@@ -111,7 +116,7 @@ private:
         if (parsed.refusal) throw *parsed.refusal;
         result.nRows += parsed.nRows;
         result.nRecords += static_cast<int64_t>(parsed.vecRows.size());
-        m_listRecords.push_back(std::move(parsed.vecRecords));
+        m_listRows.push_back(std::move(parsed.vecRows));
     }
 
     // Letter case tells no codes apart.
@@ -131,8 +136,8 @@ private:
     ImportOptions m_options;
     // Of the file that is read.
     std::map<std::string, Security> m_mapSecurities;
-    std::list<std::vector<Record>> m_listRecords;  // to which their rows point
-    std::set<std::string> m_setWritten;            // days that earlier files have begun
+    std::list<std::vector<Row<Record>>> m_listRows;  // to which they point
+    std::set<std::string> m_setWritten;              // days that earlier files have begun
 };
 
 }  // namespace

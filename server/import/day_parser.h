@@ -27,7 +27,6 @@ template <class Record>
 struct ParsedLines {
     std::vector<SecurityRun> vecRuns;
     std::vector<Row<Record>> vecRows;
-    std::vector<Record> vecRecords;                           // one a row
     std::vector<std::pair<int, DayReference>> vecReferences;  // by trading day, later ones hold
     int64_t nRows = 0;                                        // of the file
     std::optional<ImportError> refusal;                       // of the line behind these
@@ -88,7 +87,6 @@ public:
     ParsedLines<Record> Parse(RowReader& rows, size_t nLines) const {
         ParsedLines<Record> parsed;
         parsed.vecRows.reserve(nLines * m_vecLayouts.size());
-        parsed.vecRecords.reserve(nLines * m_vecLayouts.size());
         RowStamp stamp;
         try {
             while (rows.Next()) {
@@ -97,9 +95,6 @@ public:
             }
         } catch (const ImportError& error) {
             parsed.refusal = error;
-        }
-        for (size_t i = 0; i < parsed.vecRows.size(); ++i) {
-            parsed.vecRows[i].pRecord = &parsed.vecRecords[i];
         }
         return parsed;
     }
@@ -123,26 +118,25 @@ private:
             vecRuns.push_back({stamp.strMarket, stamp.strCode, rows.Line(), parsed.vecRows.size(),
                                parsed.vecReferences.size()});
         }
-        Row<Record> row{rows.Line(), stamp.nDay, stamp.nDate, stamp.nTime, {}, {}, nullptr};
-        if constexpr (HasVolume<Record>) {
-            row.volume = {ValueIfThere(rows, m_rowVolume), ValueIfThere(rows, m_sumVolume)};
-            row.turnover = {ValueIfThere(rows, m_rowTurnover), ValueIfThere(rows, m_sumTurnover)};
-        }
         for (const auto& layout : m_vecLayouts) {
-            Record& record = parsed.vecRecords.emplace_back();
-            record.nTime = row.nTime;
+            Row<Record>& row = parsed.vecRows.emplace_back();
+            row.nLine = rows.Line();
+            row.nDay = stamp.nDay;
+            row.nDate = stamp.nDate;
+            row.nTime = row.record.nTime = stamp.nTime;
+            if constexpr (HasVolume<Record>) {
+                row.volume = {ValueIfThere(rows, m_rowVolume), ValueIfThere(rows, m_sumVolume)};
+                row.turnover = {ValueIfThere(rows, m_rowTurnover),
+                                ValueIfThere(rows, m_sumTurnover)};
+            }
             for (const BoundField& bound : layout.vecFields) {
                 const codec::StreamField at{static_cast<uint16_t>(bound.field.nOffset),
                                             static_cast<uint8_t>(bound.field.nWidth)};
-                codec::StoreField(reinterpret_cast<char*>(&record), at, rows.Value(bound));
+                codec::StoreField(reinterpret_cast<char*>(&row.record), at, rows.Value(bound));
             }
-            if (FinishRecord(record, layout)) {
-                parsed.vecRows.push_back(row);
-            } else {
-                parsed.vecRecords.pop_back();
-            }
+            if (!FinishRecord(row.record, layout)) parsed.vecRows.pop_back();
         }
-        if (m_bReference) ReadReference(rows, row.nDay, parsed);
+        if (m_bReference) ReadReference(rows, stamp.nDay, parsed);
     }
 
     static int64_t ValueIfThere(const RowReader& rows, const BoundField& bound) {

@@ -70,7 +70,7 @@ constexpr bool HasVolume = requires(Record r) {
     r.iVolume;
 };
 
-// A row as it is dated and put in order; its record lies elsewhere and stays there.
+// A row as it is dated and put in order, by pointers to it.
 template <class Record>
 struct Row {
     int64_t nLine;  // 0: was stored before
@@ -78,7 +78,7 @@ struct Row {
     int nDate;
     int nTime;
     Quantity volume, turnover;
-    Record* pRecord;
+    Record record;
 };
 
 // What a record's own rules add; false: there is no record.

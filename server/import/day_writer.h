@@ -24,7 +24,7 @@ template <class Record>
 struct DayRows {
     std::string strMarket;
     CodeRow code;
-    std::vector<Row<Record>> vecRows;
+    std::vector<Row<Record>*> vecRows;
     std::map<int, DayReference> mapReferences;
 };
 
@@ -47,18 +47,18 @@ public:
         auto& vecRows = security.vecRows;
         for (size_t i = 0; i < vecRows.size();) {
             size_t j = i;
-            while (j < vecRows.size() && vecRows[j].nDay == vecRows[i].nDay) ++j;
-            const DayKey key{security.strMarket, security.code.strCode, vecRows[i].nDay};
+            while (j < vecRows.size() && vecRows[j]->nDay == vecRows[i]->nDay) ++j;
+            const DayKey key{security.strMarket, security.code.strCode, vecRows[i]->nDay};
             const std::string strDay =
                 key.strMarket + "\n" + key.strCode + "\n" + std::to_string(key.nDay);
-            const std::span<Row<Record>> day(vecRows.data() + i, j - i);
+            const Rows day(vecRows.data() + i, j - i);
             Joined joined;
             if (m_bAppend || m_setBegun.count(strDay) != 0) joined = JoinStored(key, day);
             setWritten.insert(strDay);
             if (m_ahead.IsFull()) PutNext();
             m_ahead.Give([this, key, day, reference = ReferenceOf(security, key.nDay),
                           joined = std::move(joined)]() mutable {
-                const auto rows = joined.vecRows.empty() ? day : std::span(joined.vecRows);
+                const Rows rows = joined.vecRows.empty() ? day : Rows(joined.vecRows);
                 CompleteRows(rows);
                 return Encode(key, rows, reference);
             });
@@ -71,9 +71,10 @@ public:
     }
 
 private:
+    using Rows = std::span<Row<Record>* const>;
     struct Joined {
-        std::vector<Row<Record>> vecRows;
-        std::vector<DayPart<Record>> vecParts;  // with the records that were stored
+        std::vector<Row<Record>> vecStored;
+        std::vector<Row<Record>*> vecRows;
     };
     struct EncodedDay {
         DayKey key;
@@ -82,23 +83,24 @@ private:
     };
 
     // What is stored and what comes, in the order of time.
-    Joined JoinStored(const DayKey& key, std::span<const Row<Record>> day) {
-        Joined joined{{}, ReadRecords<Record>(m_store, key)};
+    Joined JoinStored(const DayKey& key, Rows day) {
+        Joined joined;
         Quantity volume, turnover;
-        for (auto& part : joined.vecParts) {
-            for (Record& record : part.vecRecords) {
+        for (const auto& part : ReadRecords<Record>(m_store, key)) {
+            for (const Record& record : part.vecRecords) {
                 if constexpr (HasVolume<Record>) {
                     volume = {record.iVolume, volume.nSum + record.iVolume};
                     turnover = {record.iTurnover, turnover.nSum + record.iTurnover};
                 }
-                joined.vecRows.push_back(
-                    {0, key.nDay, part.nDate, record.nTime, volume, turnover, &record});
+                joined.vecStored.push_back(
+                    {0, key.nDay, part.nDate, record.nTime, volume, turnover, record});
             }
         }
+        for (auto& row : joined.vecStored) joined.vecRows.push_back(&row);
         joined.vecRows.insert(joined.vecRows.end(), day.begin(), day.end());
         std::stable_sort(joined.vecRows.begin(), joined.vecRows.end(),
-                         [](const auto& a, const auto& b) {
-                             return std::tie(a.nDate, a.nTime) < std::tie(b.nDate, b.nTime);
+                         [](const auto* a, const auto* b) {
+                             return std::tie(a->nDate, a->nTime) < std::tie(b->nDate, b->nTime);
                          });
         return joined;
     }
@@ -113,15 +115,16 @@ private:
         return reference;
     }
 
-    void CompleteRows(std::span<Row<Record>> day) const {
+    void CompleteRows(Rows day) const {
         int64_t nVolume = 0;
         int64_t nTurnover = 0;
         int nIndex = 0;
-        for (auto& row : day) {
+        for (Row<Record>* pRow : day) {
+            auto& row = *pRow;
             ++nIndex;
-            if constexpr (requires { row.pRecord->nDate; }) row.pRecord->nDate = row.nDate;
-            if constexpr (requires { row.pRecord->nIndex; }) {
-                if (!m_bIndex) row.pRecord->nIndex = nIndex;
+            if constexpr (requires { row.record.nDate; }) row.record.nDate = row.nDate;
+            if constexpr (requires { row.record.nIndex; }) {
+                if (!m_bIndex) row.record.nIndex = nIndex;
             }
             if constexpr (HasVolume<Record>) {
                 if (!m_volume.Complete(row.volume, nVolume) ||
@@ -130,27 +133,28 @@ private:
                 }
                 nVolume = row.volume.nSum;
                 nTurnover = row.turnover.nSum;
-                row.pRecord->iVolume = row.volume.nRow;
-                row.pRecord->iTurnover = row.turnover.nRow;
+                row.record.iVolume = row.volume.nRow;
+                row.record.iTurnover = row.turnover.nRow;
             }
-            if constexpr (requires { row.pRecord->iAccVolume; }) {
-                row.pRecord->iAccVolume = nVolume;
-                row.pRecord->iAccTurnover = nTurnover;
+            if constexpr (requires { row.record.iAccVolume; }) {
+                row.record.iAccVolume = nVolume;
+                row.record.iAccTurnover = nTurnover;
             }
         }
     }
 
-    static EncodedDay Encode(const DayKey& key, std::span<const Row<Record>> day,
+    static EncodedDay Encode(const DayKey& key, Rows day,
                              const std::optional<DayReference>& reference) {
-        const auto all = [](const Row<Record>& row) -> auto& {
-            return *row.pRecord;
+        const auto date = [](const Row<Record>* pRow) { return pRow->nDate; };
+        const auto all = [](const Row<Record>* pRow) -> auto& {
+            return pRow->record;
         };
         EncodedDay encoded{key, {}, reference};
-        encoded.vecKinds.emplace_back(kKindOf<Record>, EncodeItems(day, all));
+        encoded.vecKinds.emplace_back(kKindOf<Record>, EncodeItems(day, date, all));
         if constexpr (kKindOf<Record> == DayKind::TickLevels) {
             encoded.vecKinds.emplace_back(DayKind::Tick,
-                                          EncodeItems(day, [](const Row<Record>& row) {
-                                              return WithoutLevels(*row.pRecord);
+                                          EncodeItems(day, date, [](const Row<Record>* pRow) {
+                                              return WithoutLevels(pRow->record);
                                           }));
         }
         return encoded;

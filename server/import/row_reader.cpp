@@ -126,9 +126,6 @@ BoundField RowReader::Bind(const Field& field, int nColumn) const {
     BoundField bound{field, nColumn, 0, std::numeric_limits<int32_t>::max()};
     if (field.nWidth == 8) bound.nMost = (int64_t{1} << 56) - 1;
     switch (field.kind) {
-        case FieldKind::Flag:
-            bound.nShift = -1;  // a digit is a character here
-            break;
         case FieldKind::Price:
             bound.nShift = 4 + m_options.nPriceShift;
             break;

@@ -49,9 +49,11 @@ public:
     // The column must be there.
     BoundField Bind(const Field& field, int nColumn) const;
     int64_t Value(const BoundField& bound) const {
-        int64_t nValue;
-        if (ParsePlainDecimal(m_columns[bound.nColumn], bound.nShift, nValue) &&
-            nValue <= bound.nMost) {
+        const std::string_view strText = m_columns[bound.nColumn];
+        if (bound.field.kind == FieldKind::Flag) {
+            if (strText.size() == 1 && strText[0] > ' ') return strText[0];
+        } else if (int64_t nValue;
+                   ParsePlainDecimal(strText, bound.nShift, nValue) && nValue <= bound.nMost) {
             return nValue;
         }
         return UnusualValue(bound);

@@ -79,20 +79,25 @@ void AppendChunks(std::vector<StreamChunk>& vecChunks, int nDate, std::span<cons
         vecChunks, nDate, records, [](const Record& record) -> auto& { return record; });
 }
 
-// The chunks of items that know their date, cut where it changes.
-template <class Item, class Get>
-std::vector<StreamChunk> EncodeItems(std::span<const Item> items, Get get) {
+// The chunks of items, cut where their date changes.
+template <class Item, class Date, class Get>
+std::vector<StreamChunk> EncodeItems(std::span<const Item> items, Date date, Get get) {
     std::vector<StreamChunk> vecChunks;
     for (size_t i = 0; i < items.size();) {
         size_t j = i + 1;
-        while (j < items.size() && items[j].nDate == items[i].nDate) ++j;
-        AppendChunks(vecChunks, items[i].nDate, items.subspan(i, j - i), get);
+        while (j < items.size() && date(items[j]) == date(items[i])) ++j;
+        AppendChunks(vecChunks, date(items[i]), items.subspan(i, j - i), get);
         i = j;
     }
     return vecChunks;
 }
 
-// The chunks of records that carry their date.
+// The same of records that carry it.
+template <Dated Record, class Get>
+std::vector<StreamChunk> EncodeItems(std::span<const Record> records, Get get) {
+    return EncodeItems(
+        records, [](const Record& record) { return record.nDate; }, get);
+}
 template <Dated Record>
 std::vector<StreamChunk> EncodeDay(std::span<const Record> records) {
     return EncodeItems(

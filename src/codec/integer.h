@@ -67,9 +67,17 @@ inline int EncodeScaled(long long value, char* p) {
         return 1;
     }
     // How many noughts a value ends with, no branch foretells: all quotients, and one of them.
-    const unsigned nScale = (nWhole % 10 == 0 ? 1U : 0U) + (nWhole % 100 == 0 ? 1U : 0U) +
-                            (nWhole % 1000 == 0 ? 1U : 0U);
-    const uint64_t quotients[4] = {nWhole, nWhole / 10, nWhole / 100, nWhole / 1000};
+    // Where nothing remains, multiplying by an inverse modulo 2^64 divides; where something does,
+    // that gives more than any quotient (Granlund and Montgomery, Division by Invariant Integers
+    // using Multiplication, section 9).
+    constexpr uint64_t kInverseOf5 = 0xCCCCCCCCCCCCCCCD;
+    const uint64_t n5 = nWhole * kInverseOf5;
+    const uint64_t n25 = n5 * kInverseOf5;
+    const uint64_t n125 = n25 * kInverseOf5;
+    const uint64_t quotients[4] = {nWhole, std::rotr(n5, 1), std::rotr(n25, 2), std::rotr(n125, 3)};
+    const unsigned nScale = (quotients[1] <= UINT64_MAX / 10 ? 1U : 0U) +
+                            (quotients[2] <= UINT64_MAX / 100 ? 1U : 0U) +
+                            (quotients[3] <= UINT64_MAX / 1000 ? 1U : 0U);
     const uint64_t nMagnitude = quotients[nScale];
     if (nMagnitude <= 3) {
         *p = static_cast<char>(nSign | static_cast<unsigned>(nMagnitude) << 2 | nScale);
