@@ -2,18 +2,10 @@
 // standard error says why), 2 for a command line that is not understood.
 #include <exception>
 #include <iostream>
-#include <string>
 
 #include "commands.h"
 #include "qrx/version.h"
-
-// What a file says may stand in a refusal; its control characters are not the terminal's.
-static std::string Visible(std::string strText) {
-    for (char& ch : strText) {
-        if ((ch >= 0 && ch < ' ') || ch == 0x7f) ch = '?';
-    }
-    return strText;
-}
+#include "text/printable.h"
 
 int main(int argc, char** argv) {
     CLI::App app{"Reference data server for qrx clients", "qrx-server"};
@@ -32,7 +24,8 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : 2;  // 0: help was asked for
     } catch (const std::exception& e) {
-        std::cerr << "qrx-server: " << Visible(e.what()) << "\n";
+        // What a file says may stand in it.
+        std::cerr << "qrx-server: " << qrx::server::Legible(e.what()) << "\n";
         return 1;
     }
 }

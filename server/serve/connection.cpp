@@ -7,6 +7,7 @@
 
 #include "serve/log.h"
 #include "support/strings.h"
+#include "text/printable.h"
 #include "users/password.h"
 
 namespace qrx::server {

@@ -9,6 +9,7 @@
 #include "serve/answer_parts.h"
 #include "serve/log.h"
 #include "text/encoding.h"
+#include "text/printable.h"
 
 namespace qrx::server {
 namespace {

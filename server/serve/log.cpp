@@ -22,19 +22,4 @@ void Log(const std::string& strText) {
     if (write(STDERR_FILENO, strLine.data(), strLine.size()) < 0) return;
 }
 
-std::string Printable(std::string_view strText) {
-    std::string strOut;
-    for (const char c : strText) {
-        if (c >= 0x20 && c < 0x7F && c != '\\') {
-            strOut += c;
-        } else {
-            char hex[8];
-            snprintf(hex, sizeof hex, "\\x%02X",
-                     static_cast<unsigned>(static_cast<unsigned char>(c)));
-            strOut += hex;
-        }
-    }
-    return strOut;
-}
-
 }  // namespace qrx::server

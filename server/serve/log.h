@@ -4,14 +4,10 @@
 #define QRX_SERVER_SERVE_LOG_H
 
 #include <string>
-#include <string_view>
 
 namespace qrx::server {
 
 void Log(const std::string& strText);
-
-// Control characters and bytes beyond ASCII as \xNN, so that nobody writes lines of his own.
-std::string Printable(std::string_view strText);
 
 }  // namespace qrx::server
 

@@ -66,6 +66,7 @@ TEST_F(ImportTest, RefusalsNameTheLineAndLeaveNothingBehind) {
 }
 
 TEST_F(ImportTest, HeadersAndOptionsThatDoNotFitAreRefused) {
+    const std::string strLong = "code,type\n1.SH," + std::string(100000, '!') + "\n";
     const struct {
         const char *szKind, *szText;
         std::vector<std::string> vecOptions;
@@ -96,7 +97,11 @@ TEST_F(ImportTest, HeadersAndOptionsThatDoNotFitAreRefused) {
          "2024-01-02,ru1901.SHF,3\n",
          {},
          ":4: the file has a factor of this date twice"},
-        {"codes", "code,type\n1.SH,\033[2J\n", {}, ":2: unknown type \"?[2J\""},
+        {"codes", "code,type\n1.SH,\033[2J\n", {}, ":2: unknown type \"\\x1B[2J\""},
+        {"codes",
+         strLong.c_str(),
+         {},
+         "...!!!!!!!!!!!!!!!!!!!!!!!!!\"; nothing of this file is imported"},
     };
     for (const auto& row : kCases) {
         ExpectRefused(TryImport(row.szKind, row.szText, row.vecOptions), row.szExpected);
