@@ -82,6 +82,7 @@ struct Kind {
 
 constexpr size_t kWarmBytes = size_t{16} << 20;
 constexpr size_t kFreshBytes = size_t{96} << 20;
+constexpr size_t kPacketBytes = size_t{256} << 10;
 
 template <class K>
 void OfMemcpy(benchmark::State& state) {
@@ -115,8 +116,13 @@ void TimesTwoSteps(benchmark::State& state) {
 // so the fresh array is the yardstick.
 template <class K>
 void FreshOverWarm(benchmark::State& state) {
-    const Answer<typename K::Head, typename K::Body> answer(sizeof(typename K::Record), kFreshBytes,
-                                                            64);
+    using KindAnswer = Answer<typename K::Head, typename K::Body>;
+    // In packets as large as a server's may be.
+    constexpr size_t kPiece = size_t{1} << 20;
+    const KindAnswer piece(sizeof(typename K::Record), kPiece, 1);
+    const auto nPackets =
+        kFreshBytes / kPiece * static_cast<size_t>(piece.vecLen[0]) / kPacketBytes + 1;
+    const KindAnswer answer(sizeof(typename K::Record), kFreshBytes, static_cast<int>(nPackets));
     auto* pWarm = NewResult<typename K::Record>(answer.nRecords);
     const auto fresh = [&] {
         auto* pFresh = NewResult<typename K::Record>(answer.nRecords);
