@@ -47,6 +47,10 @@ void AddChoice(CLI::App* pCommand, const std::string& strName, T& value,
         ->type_name(strWords);
 }
 
+[[noreturn]] void Fail(const std::string& strPlace, const std::exception& e) {
+    throw std::runtime_error(strPlace + ": " + e.what() + "; nothing of this file is imported");
+}
+
 void Import(ImportKind kind, Arguments& arguments) {
     ImportOptions& options = arguments.options;
     for (const auto& str : arguments.vecMap) {
@@ -73,9 +77,9 @@ void Import(ImportKind kind, Arguments& arguments) {
             }
             std::cout << std::endl;
         } catch (const ImportError& e) {
-            const std::string strLine = e.nLine > 0 ? ":" + std::to_string(e.nLine) : std::string();
-            throw std::runtime_error(strFile + strLine + ": " + e.what() +
-                                     "; nothing of this file is imported");
+            Fail(strFile + (e.nLine > 0 ? ":" + std::to_string(e.nLine) : std::string()), e);
+        } catch (const StoreError& e) {
+            Fail(strFile, e);
         }
     }
 }

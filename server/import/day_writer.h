@@ -119,9 +119,11 @@ private:
         int64_t nVolume = 0;
         int64_t nTurnover = 0;
         int nIndex = 0;
+        int64_t nLine = 0;  // of the file's last row so far: a stored one behind it falls by it
         for (Row<Record>* pRow : day) {
             auto& row = *pRow;
             ++nIndex;
+            if (row.nLine != 0) nLine = row.nLine;
             if constexpr (requires { row.record.nDate; }) row.record.nDate = row.nDate;
             if constexpr (requires { row.record.nIndex; }) {
                 if (!m_bIndex) row.record.nIndex = nIndex;
@@ -129,10 +131,13 @@ private:
             if constexpr (HasVolume<Record>) {
                 if (!m_volume.Complete(row.volume, nVolume) ||
                     !m_turnover.Complete(row.turnover, nTurnover)) {
-                    throw ImportError(row.nLine, "the volume or turnover of the day falls");
+                    throw ImportError(nLine, "the volume or turnover of the day falls");
                 }
                 nVolume = row.volume.nSum;
                 nTurnover = row.turnover.nSum;
+                if (std::max(nVolume, nTurnover) > kMostSent) {
+                    throw ImportError(nLine, "the volume or turnover of the day is too large");
+                }
                 row.record.iVolume = row.volume.nRow;
                 row.record.iTurnover = row.turnover.nRow;
             }

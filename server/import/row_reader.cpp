@@ -124,7 +124,7 @@ void RowReader::ReadStamp(RowStamp& stamp) const {
 
 BoundField RowReader::Bind(const Field& field, int nColumn) const {
     BoundField bound{field, nColumn, 0, std::numeric_limits<int32_t>::max()};
-    if (field.nWidth == 8) bound.nMost = (int64_t{1} << 56) - 1;
+    if (field.nWidth == 8) bound.nMost = kMostSent;
     switch (field.kind) {
         case FieldKind::Price:
             bound.nShift = 4 + m_options.nPriceShift;

@@ -23,6 +23,9 @@ struct RowStamp {
     std::string strCodeText, strMarketText, strDateText;
 };
 
+// The largest magnitude that a record of the wire can hold in 64 bits.
+inline constexpr int64_t kMostSent = (int64_t{1} << 56) - 1;
+
 // A field in the column that fills it, and how that column's text is read.
 struct BoundField {
     Field field;

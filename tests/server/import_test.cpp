@@ -51,6 +51,13 @@ TEST_F(ImportTest, RefusalsNameTheLineAndLeaveNothingBehind) {
         {"20240103,93500000,600000.SH,2,9\n20240103,93600000,600000.SH,2,8",
          "4: the volume or turnover",
          {"--volume", "cumulative"}},
+        // Of two rows whose order is that of time: the one that came with the file.
+        {"20240102,92500000,600000.SH,1,11",
+         "3: the volume or turnover of the day falls",
+         {"--append", "--volume", "cumulative"}},
+        {"20240103,93000000,600000.SH,1,40000000000000000\n"  // together 2^56 and more
+         "20240103,93100000,600000.SH,1,40000000000000000",
+         "4: the volume or turnover of the day is too large"},
     };
     for (const auto& row : kRows) {
         // A good row before the bad one, of a day that would be replaced.
