@@ -12,9 +12,9 @@
 namespace qrx::test {
 namespace {
 
-void EndsByInterrupt(Cli& cli) {
+void EndsByInterrupt(Cli& cli, int nSignal = SIGINT) {
     const int64_t nBegin = Deadline::NowMs();
-    cli.Signal(SIGINT);
+    cli.Signal(nSignal);
     EXPECT_EQ(cli.Wait(), 130);
     EXPECT_LT(Deadline::NowMs() - nBegin, 1000);
 }
@@ -200,10 +200,14 @@ TEST(Interrupt, EndsALoginThatIsNotAnswered) {
         peer.WaitForEnd();
     });
     Cli cli(server.Port());
-    cli.Start("codes -o codes.csv");
-    while (!bAsked) usleep(1000);
-    EndsByInterrupt(cli);
-    EXPECT_TRUE(fs::is_empty(cli.Folder()));
+    for (const int nSignal : {SIGINT, SIGTERM, SIGHUP}) {
+        SCOPED_TRACE(nSignal);
+        bAsked = false;
+        cli.Start("codes -o codes.csv");
+        while (!bAsked) usleep(1000);
+        EndsByInterrupt(cli, nSignal);
+        EXPECT_TRUE(fs::is_empty(cli.Folder()));
+    }
 }
 
 // Many more rows than a pipe holds: the command is inside a write when its reader goes, or when
