@@ -7,6 +7,15 @@
 
 namespace qrx::server {
 
+struct ExitRow {
+    int nCode;
+    const char* szMeaning;
+};
+
+inline constexpr ExitRow kExitRows[] = {{0, "done"},
+                                        {1, "failed; one line on the standard error says why"},
+                                        {2, "the command line is not understood"}};
+
 void AddInitCommand(CLI::App& app);
 void AddUserCommands(CLI::App& app);
 void AddImportCommands(CLI::App& app);

@@ -1,5 +1,4 @@
-// qrx-server: init, user, import, simulate, serve. Exit codes: 0 done, 1 failed (one line on
-// standard error says why), 2 for a command line that is not understood.
+// qrx-server: init, user, import, simulate, serve. The exit codes are those of kExitRows.
 #include <exception>
 #include <iostream>
 
@@ -18,6 +17,12 @@ int main(int argc, char** argv) {
     qrx::server::AddSimulateCommand(app);
     qrx::server::AddServeCommand(app);
     qrx::server::AddManualCommand(app);
+    // Last, as commands that are added behind a footer have it, too.
+    std::string strFooter = "Exit codes:";
+    for (const auto& row : qrx::server::kExitRows) {
+        strFooter += "\n  " + std::to_string(row.nCode) + "  " + row.szMeaning;
+    }
+    app.footer(strFooter);
     try {
         app.parse(argc, argv);
         return 0;

@@ -50,9 +50,10 @@ std::string Manual(const CLI::App& app) {
     strPage += Section("SYNOPSIS") + Bold("qrx-server") + " " + Italic("COMMAND") + " [" +
                Italic("OPTION") + " ...]\n" + Section("COMMANDS");
     Describe(app, strPage);
-    strPage += Section("EXIT STATUS") + Item(Bold("0"), "done") +
-               Item(Bold("1"), "failed; one line on the standard error says why") +
-               Item("others", "a command line that is not understood");
+    strPage += Section("EXIT STATUS");
+    for (const ExitRow& row : kExitRows) {
+        strPage += Item(Bold(std::to_string(row.nCode)), Text(row.szMeaning));
+    }
     return strPage + Section("SEE ALSO") + ".BR qrx (1)\n";
 }
 

@@ -44,7 +44,7 @@ inline constexpr ExitRow kExitRows[] = {
     {EXIT_FORMULA, "the formula was refused"},
     {EXIT_MEMORY, "the result does not fit into memory"},
     {EXIT_COMPLETION, "the bars or snapshots cannot be completed"},
-    {EXIT_INTERRUPTED, "interrupted (Ctrl-C)"}};
+    {EXIT_INTERRUPTED, "interrupted: Ctrl-C, SIGTERM or SIGHUP"}};
 
 class Failure {
 public:

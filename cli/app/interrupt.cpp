@@ -30,16 +30,15 @@ State& TheState() {
     return *pState;
 }
 
-[[noreturn]] void EndProcess(int nSignal) {
+[[noreturn]] void EndProcess() {
     State& state = TheState();
     const std::lock_guard<std::mutex> guard(state.mutex);
     if (!state.strUnfinished.empty()) unlink(state.strUnfinished.c_str());
     if (state.terminal) tcsetattr(state.nTerminal, TCSANOW, &*state.terminal);
-    constexpr int kSignalBase = 128;
-    _exit(kSignalBase + nSignal);
+    _exit(EXIT_INTERRUPTED);
 }
 
-void Take(int nSignal) {
+void Take() {
     State& state = TheState();
     state.bRequested = true;
     bool bStopped = false;
@@ -50,11 +49,11 @@ void Take(int nSignal) {
             bStopped = true;
         }
     }
-    if (!bStopped) EndProcess(nSignal);
+    if (!bStopped) EndProcess();
     // The command ends by itself now, unless it hangs in writing to a reader that reads nothing.
     constexpr timespec kPatience = {0, 500'000'000};
     nanosleep(&kPatience, nullptr);
-    EndProcess(nSignal);
+    EndProcess();
 }
 
 sigset_t Signals() {
@@ -75,7 +74,7 @@ void Start() {
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::thread([set] {
         int nSignal = 0;
-        if (sigwait(&set, &nSignal) == 0) Take(nSignal);
+        if (sigwait(&set, &nSignal) == 0) Take();
     }).detach();
 }
 

@@ -1,7 +1,8 @@
 // Ctrl-C. One thread takes SIGINT, SIGTERM and SIGHUP; every other thread has them blocked. It
 // closes the open session, so that a running call returns, and gives the command half a second to
 // clean up; after that, or when no session is open, it removes the unfinished file, restores the
-// terminal and ends the process.
+// terminal and ends the process. The exit code is EXIT_INTERRUPTED whichever signal it was and
+// however far the command had come.
 #ifndef QRX_CLI_APP_INTERRUPT_H
 #define QRX_CLI_APP_INTERRUPT_H
 

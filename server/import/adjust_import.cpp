@@ -4,6 +4,7 @@
 #include <map>
 #include <utility>
 
+#include "import/progress.h"
 #include "import/row_reader.h"
 
 namespace qrx::server {
@@ -17,6 +18,7 @@ public:
     ImportResult ImportFile(const std::string& strPath) override {
         ImportResult result;
         LineReader lines(strPath);
+        ProgressBar progress(strPath, m_options.bProgress);
         RowReader rows(lines, m_options, {"factor"}, false);
         rows.GetColumns().Require("factor");
         const int nColumn = rows.GetColumns().Find("factor");
@@ -38,7 +40,7 @@ public:
             if (!factors.emplace(stamp.nDate, static_cast<double>(*nFactor) * 1e-12).second) {
                 rows.Refuse("the file has a factor of this date twice");
             }
-            ++result.nRows;
+            if ((++result.nRows & 0xFFF) == 0) progress.Show(lines.Progress(), result.nRows);
         }
         Store::Batch batch(m_store);
         for (const auto& [security, factors] : mapFactors) {

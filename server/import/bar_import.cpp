@@ -91,7 +91,11 @@ public:
             if ((++result.nRows & 0xFFF) == 0) progress.Show(lines.Progress(), result.nRows);
         }
         Store::Batch batch(m_store);
-        for (auto& [strKey, security] : mapSecurities) Write(security, result);
+        size_t nSecurity = 0;
+        for (auto& [strKey, security] : mapSecurities) {
+            progress.Writing(++nSecurity, mapSecurities.size());
+            Write(security, result);
+        }
         batch.Commit();
         result.nOutside = std::exchange(m_nOutside, 0);
         return result;

@@ -44,7 +44,11 @@ public:
         DayWriter<Record> writer(m_store, m_options.bAppend, m_setWritten, parser.Volume(),
                                  parser.Turnover(), parser.HasIndex());
         Ahead<Security*> dated;
-        const auto writeNext = [&] { writer.WriteDays(*dated.Take(), setWritten, result); };
+        size_t nSecurity = 0;
+        const auto writeNext = [&] {
+            progress.Writing(++nSecurity, m_mapSecurities.size());
+            writer.WriteDays(*dated.Take(), setWritten, result);
+        };
         for (auto& [strKey, security] : m_mapSecurities) {
             if (dated.IsFull()) writeNext();
             dated.Give([this, pSecurity = &security] {

@@ -14,12 +14,18 @@ public:
     ~ProgressBar();
     ProgressBar(const ProgressBar&) = delete;
     ProgressBar& operator=(const ProgressBar&) = delete;
-    void Show(double fDone, int64_t nRows);  // draws ten times a second, however often it is called
+    // Both draw ten times a second, however often they are called.
+    void Show(double fDone, int64_t nRows);
+    // Behind the file's end; the first takes the place of a bar at once.
+    void Writing(size_t nSecurity, size_t nAll);
 
 private:
+    bool IsDue();
+
     std::string m_strLabel;
     bool m_bShow;
     bool m_bDrawn = false;
+    bool m_bWriting = false;
     std::chrono::steady_clock::time_point m_last = std::chrono::steady_clock::now();
 };
 

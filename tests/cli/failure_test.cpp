@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <ctime>
+#include <regex>
 
 #include "cli/database.h"
 #include "cli/market.h"
@@ -12,9 +14,9 @@
 namespace qrx::test {
 namespace {
 
-void EndsByInterrupt(Cli& cli) {
+void EndsByInterrupt(Cli& cli, int nSignal = SIGINT) {
     const int64_t nBegin = Deadline::NowMs();
-    cli.Signal(SIGINT);
+    cli.Signal(nSignal);
     EXPECT_EQ(cli.Wait(), 130);
     EXPECT_LT(Deadline::NowMs() - nBegin, 1000);
 }
@@ -134,6 +136,28 @@ TEST_F(Ending, CodesAndSentences) {
     EXPECT_TRUE(FolderEmpty());
 }
 
+// A clock at UTC+14 or at UTC-12 shows another date than one at UTC+8, whatever the hour.
+TEST_F(Ending, TodayIsTheDateAtTheExchange) {
+    const auto at = [](const char* szFormat) {
+        const time_t nTime = time(nullptr) + time_t{8} * 3600;
+        char szText[16];
+        tm parts{};
+        strftime(szText, sizeof szText, szFormat, gmtime_r(&nTime, &parts));
+        return std::string(szText);
+    };
+    m_cli.Set("TZ", at("%H") >= "19" ? "EAST-14" : "WEST12");
+    const std::string strBefore = at("%Y-%m-%d");
+    ASSERT_EQ(m_cli.Run("orders 600000.SH"), 3) << m_cli.Err();
+    const std::string strAfter = at("%Y-%m-%d");  // midnight may have passed
+    const size_t nDate = m_cli.Err().find("20");
+    const std::string strAsked = m_cli.Err().substr(std::min(nDate, m_cli.Err().size()), 10);
+    EXPECT_TRUE(strAsked == strBefore || strAsked == strAfter) << strBefore << m_cli.Err();
+    for (const int nDay : m_market.Days()) {  // none at a weekend
+        EXPECT_EQ(std::to_string(nDay),
+                  strAsked.substr(0, 4) + strAsked.substr(5, 2) + strAsked.substr(8));
+    }
+}
+
 // More than a sentence holds are counted, the better matches before the others.
 TEST(Ambiguous, SaysHowManyAndWhereTheyAre) {
     ScriptedServer server(
@@ -200,10 +224,14 @@ TEST(Interrupt, EndsALoginThatIsNotAnswered) {
         peer.WaitForEnd();
     });
     Cli cli(server.Port());
-    cli.Start("codes -o codes.csv");
-    while (!bAsked) usleep(1000);
-    EndsByInterrupt(cli);
-    EXPECT_TRUE(fs::is_empty(cli.Folder()));
+    for (const int nSignal : {SIGINT, SIGTERM, SIGHUP}) {
+        SCOPED_TRACE(nSignal);
+        bAsked = false;
+        cli.Start("codes -o codes.csv");
+        while (!bAsked) usleep(1000);
+        EndsByInterrupt(cli, nSignal);
+        EXPECT_TRUE(fs::is_empty(cli.Folder()));
+    }
 }
 
 // Many more rows than a pipe holds: the command is inside a write when its reader goes, or when
@@ -243,9 +271,12 @@ TEST_F(Flood, AReaderThatSleepsDoesNotHoldAnInterrupt) {
     close(fd);
 }
 
-// Everything that a terminal changes, in one session: the prompt without echo, then progress.
+// Everything that a terminal changes, in one session: the prompt without echo, then progress. Each
+// of the two days is answered when the screen has shown what there is to say before it.
 TEST(Terminal, AsksForThePasswordAndShowsProgress) {
+    constexpr int kRows = 1000;
     std::atomic<bool> bPassword = false;  // as it was typed
+    std::atomic<int> nLastDay = 0;        // that may be answered
     const auto market = NamedMarkets();
     ScriptedServer server([&](Peer& peer) {
         Message request;
@@ -256,27 +287,46 @@ TEST(Terminal, AsksForThePasswordAndShowsProgress) {
             } else if (request.head.sDataType == ID_ZPMTELE_REQ_CODETABLE) {
                 peer.Answer(request, ID_ZPMTELE_CODETABLE, CodeTableAnswer(market[0]));
             } else {
-                usleep(2600000);
-                const std::vector<ZPMDefine_Order_v2> vecOrders{
-                    {93002000, 55, 8, 'A', 'S', 71400, 900}};
+                const int nDay = request.As<ZPMDefine_RequestSaveData>().nDate;
+                while (nLastDay < nDay) usleep(1000);
+                const std::vector<ZPMDefine_Order_v2> vecOrders(
+                    nDay == kFriday ? kRows : 1, {93002000, 55, 8, 'A', 'S', 71400, 900});
                 peer.Answer(request, ID_ZPMTELE_ORDER_V2,
-                            Answer<ZPMDefine_SaveData_Head>(vecOrders, kFriday));
+                            Answer<ZPMDefine_SaveData_Head>(vecOrders, nDay));
             }
         }
     });
     Cli cli(server.Port());
     cli.Unset("QRX_PASSWORD");
     Terminal terminal({QRX_BUILD_DIR "/qrx", "orders", "600000.SH", "--from", "20240105", "--to",
-                       "20240105", "-f", "csv", "--columns", "date,volume"},
+                       "20240108", "-f", "csv", "--columns", "date,volume"},
                       cli);
     std::string strScreen = terminal.Type("", "Password of user: ");
-    strScreen += terminal.Type("secret\n");
+    strScreen += terminal.Type("secret\n", "passed");
+    nLastDay = kFriday;
+    strScreen += terminal.Type("", "left");
+    nLastDay = kMonday;
+    strScreen += terminal.Type("");
     EXPECT_EQ(terminal.Wait(), 0);
     EXPECT_TRUE(bPassword);
     EXPECT_EQ(strScreen.find("secret"), std::string::npos) << strScreen;
-    EXPECT_NE(strScreen.find("\r0 of 1 days, 0 rows"), std::string::npos) << strScreen;
+    EXPECT_NE(strScreen.find("\r0 of 2 days, 0 rows, 0 rows/s, 0:0"), std::string::npos)
+        << strScreen;
+    // The second day will take as long as the first took, which was all the time so far.
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(
+        strScreen, match,
+        std::regex("\r1 of 2 days, 1000 rows, (\\d+) rows/s, 0:(\\d\\d) left\033")))
+        << strScreen;
+    const double dRate = std::stod(match[1]);
+    const double dLeft = std::stod(match[2]);
+    EXPECT_GE(dLeft, 2) << strScreen;  // nothing is shown before
+    EXPECT_GE(dRate, kRows / (dLeft + 0.5) - 1) << strScreen;
+    EXPECT_LE(dRate, kRows / (dLeft - 0.5) + 1) << strScreen;
     // The line is gone before rows are written.
-    EXPECT_TRUE(strScreen.ends_with("\r\033[Kdate,volume\r\n2024-01-05,900\r\n")) << strScreen;
+    EXPECT_NE(strScreen.find("\r\033[Kdate,volume\r\n2024-01-05,900\r\n"), std::string::npos)
+        << strScreen;
+    EXPECT_TRUE(strScreen.ends_with("\r\033[K2024-01-08,900\r\n")) << strScreen;
 }
 
 }  // namespace

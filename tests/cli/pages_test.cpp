@@ -110,6 +110,23 @@ TEST_F(Pages, ManualsHoldWhatHelpShows) {
                                "--seed", "qrx-server import bars files\n"}) {
         EXPECT_NE(strServer.find(szText), std::string::npos) << szText;
     }
+    // Each code that it ends with, in both texts: done, failed, not understood.
+    const auto words = [](const std::string& strText) {
+        std::istringstream stream(strText);
+        std::string strWords;
+        for (std::string strWord; stream >> strWord;) strWords += strWord + " ";
+        return strWords;
+    };
+    const auto help = RunServerCommand({"--help"});
+    EXPECT_EQ(help.nExit, 0);
+    EXPECT_EQ(RunServerCommand({"init", "--db", "/dev/null/db"}).nExit, 1);
+    EXPECT_EQ(RunServerCommand({"unit"}).nExit, 2);
+    for (const std::string& strText : {words(help.strOutput), words(strServer)}) {
+        EXPECT_NE(strText.find(" 0 done 1 failed; one line on the standard error says why 2 the "
+                               "command line is not understood "),
+                  std::string::npos)
+            << strText;
+    }
 }
 
 TEST_F(Pages, BashCompletes) {

@@ -1,10 +1,13 @@
 // Imports: what files may look like, what they become, and how they are refused. The days are read
 // back through a server, as a client would.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <zlib.h>
 
 #include <array>
+#include <thread>
 
+#include "cli/terminal.h"
 #include "server/test_store.h"
 
 namespace qrx::test {
@@ -284,6 +287,53 @@ TEST_F(ImportTest, LongFilesKeepTheirOrderAndAreRefusedAtTheirFirstFault) {
     };
     for (const auto& fault : kFaults) {
         ExpectRefused(import(fault.szPrice, fault.nBytes), fault.szText);
+    }
+}
+
+// A pipe of two parts, with a wait between them that is longer than the one before the first bar.
+TEST_F(ImportTest, ATerminalShowsHowFarAnImportIs) {
+    constexpr int kRows = 8192;  // every 4096th may draw
+    std::string strText = "code,date,time,type,factor,price,volume,open,high,low,close\n";
+    for (int i = 0; i < kRows; ++i) {
+        const int nDate = (1990 + i / 336) * 10000 + (i / 28 % 12 + 1) * 100 + i % 28 + 1;
+        strText += "600000.SH," + std::to_string(nDate) + ",09:00:00,stock,1,1,1,1,1,1,1\n";
+    }
+    constexpr size_t kFirstPart = 100000;  // more than a pipe holds, less than 4096 rows
+    const Cli cli{1};
+    const std::string strPipe = m_folder.Path("pipe");
+    ASSERT_EQ(0, mkfifo(strPipe.c_str(), 0600));
+    for (const auto& [strKind, bWriting] : {std::pair<std::string, bool>{"codes", false},
+                                            {"adjust", false},
+                                            {"trades", true},
+                                            {"bars", true}}) {
+        SCOPED_TRACE(strKind);
+        std::vector<std::string> vecWords{
+            QRX_BUILD_DIR "/qrx-server", "import", strKind, strPipe, "--db", m_strDb};
+        if (strKind == "bars") vecWords.insert(vecWords.end(), {"--cycle", "day"});
+        // With a reader of its own the test waits for none, even if the command goes.
+        const int fd = open(strPipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        Terminal terminal(vecWords, cli);
+        std::thread writer([&] {
+            std::ofstream pipe(strPipe, std::ios::binary);
+            pipe << strText.substr(0, kFirstPart) << std::flush;
+            usleep(200000);
+            pipe << strText.substr(kFirstPart);
+        });
+        const std::string strScreen = terminal.Type("");
+        char bytes[4096];
+        while (read(fd, bytes, sizeof bytes) != 0) continue;
+        writer.join();
+        close(fd);
+        EXPECT_EQ(0, terminal.Wait());
+        const std::string strLine = "\r\033[K" + strPipe;
+        const size_t nBar = strScreen.find(strLine + " [");
+        const size_t nWriting = strScreen.find(strLine + ": writing security 1 of 1");
+        EXPECT_NE(std::string::npos, nBar) << strScreen;
+        EXPECT_NE(std::string::npos, strScreen.find(" rows", nBar)) << strScreen;
+        EXPECT_EQ(bWriting, nWriting != std::string::npos && nWriting > nBar) << strScreen;
+        // Nothing of it stays.
+        EXPECT_NE(std::string::npos, strScreen.find(strLine + ": 8192 rows, 8192 records"))
+            << strScreen;
     }
 }
 
