@@ -245,9 +245,11 @@ TEST(Proxy, MisbehavingProxies) {
             net.AbortRead();
         });
         const unsigned nIP = inet_addr("127.0.0.1");
+        const int64_t nConnect = Deadline::NowMs();
         EXPECT_EQ(net.ConnectProxy(nIP, 7700, static_cast<CNKNetWorkClient::NK_PROXY_TYPE>(nType),
                                    nIP, silent.Port(), "", ""),
                   -1);
+        EXPECT_LT(Deadline::NowMs() - nConnect, 5000);
         aborter.join();
     }
 }
