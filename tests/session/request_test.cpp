@@ -162,13 +162,18 @@ TEST(Request, ShownCodeRecordsOutliveReconnects) {
             },
             vecMarkets)(peer);
     });
-    Session session(server.Port(), 5, 1, 1);
-    const QRXDefine_Code* pBefore = QRX_GetCodeInfo(session.Get(), "600000.SH");
+    Session session(server.Port(), 5, UINT32_MAX, 1);
+    const QRXDefine_Code* pSame = QRX_GetCodeInfo(session.Get(), "600000.SH");
+    const QRXDefine_Code* pReplaced = QRX_GetCodeInfo(session.Get(), "000001.SZ");
+    ASSERT_NE(pReplaced, nullptr);
+    const std::string strReplaced = Bytes(*pReplaced);
     ASSERT_EQ(GetOrders(session.Get()).nResult, 0);
     EXPECT_EQ(server.Connections(), 2);
-    EXPECT_EQ(QRX_GetCodeInfo(session.Get(), "600000.SH"), pBefore);  // the same table came back
-    EXPECT_STREQ(pBefore->szVelaCode, "600000.SH");
+    EXPECT_EQ(QRX_GetCodeInfo(session.Get(), "600000.SH"), pSame);  // the same table came back
+    EXPECT_STREQ(pSame->szVelaCode, "600000.SH");
     EXPECT_NE(QRX_GetCodeInfo(session.Get(), "000002.SZ"), nullptr);  // it is new
+    EXPECT_NE(QRX_GetCodeInfo(session.Get(), "000001.SZ"), pReplaced);
+    EXPECT_EQ(Bytes(*pReplaced), strReplaced);
 }
 
 TEST(Request, DaysOfARange) {
