@@ -327,6 +327,26 @@ TEST(RequestDeath, MalformedPackets) {
     }
 }
 
+// In a process of its own, where they start.
+TEST(RequestDeath, IdsCountFromOne) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(
+        {
+            {
+                ScriptedServer server(Serving([](Peer& peer, const Message& r) {
+                    fprintf(stderr, "%d,", +r.head.nRequestID);
+                    return peer.Send(OrderPacket(r.head.nRequestID, 1, 1, true));
+                }));
+                for (int i = 0; i < 2; ++i) {
+                    Session session(server.Port());
+                    for (int k = 0; k < 2; ++k) GetOrders(session.Get());
+                }
+            }
+            exit(0);
+        },
+        testing::ExitedWithCode(0), "^1,2,3,4,$");
+}
+
 TEST(Request, OneAtATimeOnAHandle) {
     ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
         pollfd next = {peer.Socket(), POLLIN, 0};
