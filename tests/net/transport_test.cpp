@@ -1,7 +1,11 @@
 // The blocking transport against a peer that does anything.
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 
+#include <cerrno>
 #include <fstream>
 #include <thread>
 
@@ -9,6 +13,21 @@
 #include "support/deadline.h"
 #include "support/limits.h"
 #include "support/scripted_server.h"
+
+namespace {
+thread_local int t_nRefusedThreads = 0;
+}
+
+// This program's own, which the library takes before the C library's: refuses that many threads to
+// the calling one.
+extern "C" int pthread_create(pthread_t* pThread, const pthread_attr_t* pAttr,
+                              void* (*pfnMain)(void*), void* pArgument) noexcept {
+    static const auto pfnCreate =
+        reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+    if (t_nRefusedThreads == 0) return pfnCreate(pThread, pAttr, pfnMain, pArgument);
+    --t_nRefusedThreads;
+    return EAGAIN;
+}
 
 namespace qrx::test {
 namespace {
@@ -215,6 +234,13 @@ TEST(Transport, ConnectFailures) {
     char c;
     EXPECT_EQ(net.RecvN(&c, 1), -1);
     EXPECT_DEATH(net.RecvN(&c, 0), "SynNKNetWork:[0-9]+: ");
+    // No thread to be had, with a small stack or with the default one; then only with the latter.
+    ScriptedServer server([](Peer& peer) { peer.WaitForEnd(); });
+    t_nRefusedThreads = 2;
+    EXPECT_EQ(net.Connect(kLoopback, server.Port()), -1);
+    EXPECT_TRUE(SessionDescriptors(server.Port()).empty());
+    t_nRefusedThreads = 1;
+    EXPECT_EQ(net.Connect(kLoopback, server.Port()), 1);
 }
 
 }  // namespace
