@@ -39,6 +39,7 @@ struct Connected : SynNKNetWork {
     Connected(int64_t nTimeOut, const ScriptedServer& server) : SynNKNetWork(nTimeOut) {
         EXPECT_EQ(Connect(kLoopback, server.Port()), 1);
     }
+    ~Connected() override { Close(); }
 };
 
 std::string Counting(size_t nBytes) {
@@ -109,6 +110,16 @@ TEST(Transport, ASendAfterTheLastWordLeavesItReadable) {
     EXPECT_GT(net.SendN("please", 6), 0);
     EXPECT_EQ(net.RecvN(bytes, 2), 2);
     EXPECT_EQ(net.SendN("please", 6), -1);
+}
+
+// Sends after the peer's reset fail, and the process has no signal to die of.
+TEST(Transport, ASendAfterAResetIsAnError) {
+    signal(SIGPIPE, SIG_DFL);
+    ScriptedServer server([](Peer&) {});
+    Connected net(5, server);
+    while (net.Send("x", 1) >= 0) usleep(1000);
+    EXPECT_EQ(net.Send("x", 1), -1);
+    EXPECT_EQ(errno, EPIPE);
 }
 
 TEST(Transport, AbortWakesAndAClosedTransportAnswersAtOnce) {
