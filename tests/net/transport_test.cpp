@@ -1,7 +1,11 @@
 // The blocking transport against a peer that does anything.
 #include <arpa/inet.h>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 
+#include <cerrno>
 #include <fstream>
 #include <thread>
 
@@ -9,6 +13,21 @@
 #include "support/deadline.h"
 #include "support/limits.h"
 #include "support/scripted_server.h"
+
+namespace {
+thread_local int t_nRefusedThreads = 0;
+}
+
+// This program's own, which the library takes before the C library's: refuses that many threads to
+// the calling one.
+extern "C" int pthread_create(pthread_t* pThread, const pthread_attr_t* pAttr,
+                              void* (*pfnMain)(void*), void* pArgument) noexcept {
+    static const auto pfnCreate =
+        reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+    if (t_nRefusedThreads == 0) return pfnCreate(pThread, pAttr, pfnMain, pArgument);
+    --t_nRefusedThreads;
+    return EAGAIN;
+}
 
 namespace qrx::test {
 namespace {
@@ -20,6 +39,7 @@ struct Connected : SynNKNetWork {
     Connected(int64_t nTimeOut, const ScriptedServer& server) : SynNKNetWork(nTimeOut) {
         EXPECT_EQ(Connect(kLoopback, server.Port()), 1);
     }
+    ~Connected() override { Close(); }
 };
 
 std::string Counting(size_t nBytes) {
@@ -92,6 +112,16 @@ TEST(Transport, ASendAfterTheLastWordLeavesItReadable) {
     EXPECT_EQ(net.SendN("please", 6), -1);
 }
 
+// Sends after the peer's reset fail, and the process has no signal to die of.
+TEST(Transport, ASendAfterAResetIsAnError) {
+    signal(SIGPIPE, SIG_DFL);
+    ScriptedServer server([](Peer&) {});
+    Connected net(5, server);
+    while (net.Send("x", 1) >= 0) usleep(1000);
+    EXPECT_EQ(net.Send("x", 1), -1);
+    EXPECT_EQ(errno, EPIPE);
+}
+
 TEST(Transport, AbortWakesAndAClosedTransportAnswersAtOnce) {
     ScriptedServer server([&](Peer& peer) {
         peer.Send("kept");
@@ -140,34 +170,69 @@ constexpr int64_t kShadow = 6;  // a sanitizer keeps several bytes beside each
 constexpr int64_t kShadow = 1;
 #endif
 
-TEST(Transport, HeldMemoryIsBounded) {
-    std::atomic<int64_t> nSent{0};
-    ScriptedServer server([&](Peer& peer) {
+// The client holds no more than the ceiling and what the kernel buffers of a server's 4 GiB.
+class Flood {
+public:
+    void Send(Peer& peer) {
         const std::string strPiece(1 << 20, 'y');
-        while (nSent < 1 << 30 && peer.Send(strPiece)) nSent += 1 << 20;
-    });
-    std::string strPart(8 << 20, '\0');
-    const int64_t nResident = ResidentBytes();
-    const auto expectBounded = [&] {
-        EXPECT_LT(ResidentBytes() - nResident, (int64_t{160} << 20) * kShadow);
-    };
-    Connected net(5, server);
-    int64_t nBefore = -1;
-    while (nSent != nBefore) {  // until the sender stands still
-        nBefore = nSent;
-        usleep(300000);
+        while (m_nSent < int64_t{4} << 30 && peer.Send(strPiece)) m_nSent += 1 << 20;
     }
-    EXPECT_LT(nSent, static_cast<int64_t>(limits::kMaxHeldBytes) + (64 << 20));
-    expectBounded();
+    // Until the sender stands still beyond the ceiling; what was sent by then.
+    int64_t ExpectStuck() const {
+        constexpr auto kHeld = static_cast<int64_t>(limits::kMaxHeldBytes);
+        constexpr int64_t kMost = kHeld + (64 << 20);
+        int64_t nBefore = -1;
+        while ((Sent() != nBefore || nBefore <= kHeld) && Sent() < kMost) {
+            nBefore = Sent();
+            usleep(300000);
+        }
+        EXPECT_LT(Sent(), kMost);
+        ExpectFlat();
+        return nBefore;
+    }
+    void ExpectFlat() const {
+        EXPECT_LT(ResidentBytes() - m_nResident, (int64_t{160} << 20) * kShadow);
+    }
+    int64_t Sent() const { return m_nSent; }
+
+private:
+    std::atomic<int64_t> m_nSent{0};
+    const int64_t m_nResident = ResidentBytes();
+};
+
+TEST(Transport, HeldMemoryIsBounded) {
+    std::string strPart(8 << 20, '\0');
+    Flood flood;
+    ScriptedServer server([&](Peer& peer) { flood.Send(peer); });
+    Connected net(5, server);
+    const int64_t nBefore = flood.ExpectStuck();
     // Reading lets it go on, well beyond what was held.
     for (int i = 0; i < 40; ++i) {
         ASSERT_EQ(net.RecvN(strPart.data(), 8 << 20), 8 << 20);
         ASSERT_EQ(strPart.find_first_not_of('y'), std::string::npos);
     }
-    EXPECT_GT(nSent, nBefore);
-    expectBounded();
+    EXPECT_GT(flood.Sent(), nBefore);
+    flood.ExpectFlat();
     const int64_t nStart = Deadline::NowMs();
     net.Close();  // while it goes on
+    EXPECT_LT(Deadline::NowMs() - nStart, 1000);
+}
+
+TEST(Transport, AnIdleSessionStaysSmallAndCloses) {
+    Flood flood;
+    ScriptedServer server([&](Peer& peer) {
+        Message request;
+        peer.Receive(request);
+        peer.Answer(request, ID_ZPMTELE_LOGIN_ANSWER, LoginAnswer({{"SH", {}}}));
+        peer.Receive(request);
+        peer.Answer(request, ID_ZPMTELE_CODETABLE, CodeTableAnswer(DefaultMarkets()[0]));
+        flood.Send(peer);
+    });
+    Session session(server.Port());
+    ASSERT_NE(session.Get(), nullptr);
+    flood.ExpectStuck();
+    const int64_t nStart = Deadline::NowMs();
+    EXPECT_EQ(session.Close(), 0);
     EXPECT_LT(Deadline::NowMs() - nStart, 1000);
 }
 
@@ -180,6 +245,13 @@ TEST(Transport, ConnectFailures) {
     char c;
     EXPECT_EQ(net.RecvN(&c, 1), -1);
     EXPECT_DEATH(net.RecvN(&c, 0), "SynNKNetWork:[0-9]+: ");
+    // No thread to be had, with a small stack or with the default one; then only with the latter.
+    ScriptedServer server([](Peer& peer) { peer.WaitForEnd(); });
+    t_nRefusedThreads = 2;
+    EXPECT_EQ(net.Connect(kLoopback, server.Port()), -1);
+    EXPECT_TRUE(SessionDescriptors(server.Port()).empty());
+    t_nRefusedThreads = 1;
+    EXPECT_EQ(net.Connect(kLoopback, server.Port()), 1);
 }
 
 }  // namespace

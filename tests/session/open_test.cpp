@@ -1,7 +1,16 @@
 // Opening a session: outcomes of login and code tables, and what stands in the login result.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <signal.h>
+#include <sys/socket.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <thread>
 
 #include "support/deadline.h"
 #include "support/scripted_server.h"
@@ -193,6 +202,42 @@ TEST(OpenDeath, ContractViolations) {
     QRXDefine_ResLogin login;
     EXPECT_DEATH(QRX_OpenProxy(&settings, &proxy, &login),
                  "MarketDataSource:[0-9]+: .*Assertion `0' failed");
+}
+
+// The threads of this process that block every standard signal that can be blocked.
+std::set<std::string> ThreadsWithoutSignals() {
+    constexpr uint64_t kAll = 0x7FFFFFFF & ~(1U << (SIGKILL - 1)) & ~(1U << (SIGSTOP - 1));
+    std::set<std::string> threads;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(task.path() / "status");
+        for (std::string strWord; file >> strWord;) {
+            if (strWord != "SigBlk:") continue;
+            uint64_t nBlocked = 0;
+            file >> std::hex >> nBlocked;
+            if ((nBlocked & kAll) == kAll) threads.insert(task.path().filename());
+        }
+    }
+    return threads;
+}
+
+TEST(Open, WhatASessionHasInItsProcess) {
+    std::thread([] {}).join();  // with the first one a sanitizer starts its own
+    const std::set<std::string> former = ThreadsWithoutSignals();
+    ScriptedServer server(Serving([](Peer&, const Message&) { return true; }));
+    const Session session(server.Port());
+    std::set<std::string> threads = ThreadsWithoutSignals();
+    for (const std::string& strThread : former) threads.erase(strThread);
+    EXPECT_EQ(threads.size(), 1U);
+    const std::vector<int> descriptors = SessionDescriptors(server.Port());
+    ASSERT_EQ(descriptors.size(), 2U);
+    for (const int fd : descriptors) EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
+    for (const auto& [nLevel, nOption] :
+         {std::pair<int, int>(IPPROTO_TCP, TCP_NODELAY), {SOL_SOCKET, SO_KEEPALIVE}}) {
+        int nOn = 0;
+        socklen_t nSize = sizeof nOn;
+        EXPECT_EQ(getsockopt(descriptors[0], nLevel, nOption, &nOn, &nSize), 0);
+        EXPECT_NE(nOn, 0) << nOption;
+    }
 }
 
 TEST(Codes, Lookups) {

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 
 namespace qrx::test {
@@ -201,6 +202,25 @@ Session::Session(int nPort, unsigned nTimeOut, unsigned nRetryCount, unsigned nR
     : m_pLogin(std::make_unique<QRXDefine_ResLogin>()) {
     const OPEN_SETTINGS settings = Settings(nPort, nTimeOut, nRetryCount, nRetryGap);
     m_h = QRX_Open(&settings, m_pLogin.get());
+}
+
+std::vector<int> SessionDescriptors(int nPort) {
+    std::vector<int> sockets;
+    std::vector<int> events;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        const int fd = std::stoi(entry.path().filename());
+        sockaddr_in address{};
+        socklen_t nSize = sizeof address;
+        std::error_code ignored;
+        if (std::filesystem::read_symlink(entry.path(), ignored) == "anon_inode:[eventfd]") {
+            events.push_back(fd);
+        } else if (getpeername(fd, reinterpret_cast<sockaddr*>(&address), &nSize) == 0 &&
+                   address.sin_family == AF_INET && ntohs(address.sin_port) == nPort) {
+            sockets.push_back(fd);
+        }
+    }
+    sockets.insert(sockets.end(), events.begin(), events.end());
+    return sockets;
 }
 
 int Session::Close() {

@@ -144,6 +144,9 @@ private:
     void* m_h;
 };
 
+// What sessions of this process with a server hold: their sockets first, then every eventfd.
+std::vector<int> SessionDescriptors(int nPort);
+
 // A request record of any kind with its code filled in.
 template <class Request>
 Request RequestFor(const char* szCode, int nBeginDate = 0, int nEndDate = 0) {

@@ -124,6 +124,7 @@ TEST(Guest, AChildLeavesTheParentsSessionAlone) {
     Session session(server.Port());
     void* h = session.Get();
     ASSERT_NE(h, nullptr);
+    EXPECT_EQ(SessionDescriptors(server.Port()).size(), 2U);
     EXPECT_EQ(InChild([&] {
                   alarm(20);
                   QRXDefine_Code* pCodes = nullptr;
@@ -133,6 +134,7 @@ TEST(Guest, AChildLeavesTheParentsSessionAlone) {
                   nBad += QRX_GetCodeInfo(h, "600000.SH") != nullptr;
                   nBad += QRX_Close(h) != 0;
                   nBad += QRX_Close(h) != -11;
+                  nBad += !SessionDescriptors(server.Port()).empty();
                   if (Sanitized()) return nBad;
                   Session own(server.Port());
                   nBad += own.Get() == nullptr || GetOrders(own.Get()) != 0;
