@@ -49,8 +49,8 @@ public:
     bool Next();
     // Which security and when; only after Next. The stamp is reused, as securities rarely change.
     void ReadStamp(RowStamp& stamp) const;
-    // The column must be there.
     BoundField Bind(const Field& field, int nColumn) const;
+    // The column must be there.
     int64_t Value(const BoundField& bound) const {
         const std::string_view strText = m_columns[bound.nColumn];
         if (bound.field.kind == FieldKind::Flag) {

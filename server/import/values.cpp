@@ -14,10 +14,6 @@ std::string_view Trim(std::string_view str) {
     return str;
 }
 
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 bool Is(std::string_view str, std::string_view strWord) {
     return str.size() == strWord.size() && strncasecmp(str.data(), strWord.data(), str.size()) == 0;
 }

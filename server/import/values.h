@@ -4,9 +4,7 @@
 #define QRX_SERVER_IMPORT_VALUES_H
 
 #include <array>
-#include <bit>
 #include <cstdint>
-#include <cstring>
 #include <optional>
 #include <string_view>
 
@@ -19,16 +17,14 @@ enum class TimeForm { Hhmmss, HhmmssCc, HhmmssMmm };
 // "-", "N/A", "nan" and numbers of 1e300 and more stand for a missing value, which is 0.
 std::optional<int64_t> ParseDecimal(std::string_view strText, int nShift);
 
-constexpr auto kPowersOfTen = [] {
+inline constexpr auto kPowersOfTen = [] {
     std::array<int64_t, 19> powers{1};
     for (size_t i = 1; i < powers.size(); ++i) powers[i] = powers[i - 1] * 10;
     return powers;
 }();
 
-// nValue times ten to the nShift; false where that loses digits.
-inline bool ScaleUp(int64_t& nValue, int nShift) {
-    return static_cast<size_t>(nShift) < kPowersOfTen.size() &&
-           !__builtin_mul_overflow(nValue, kPowersOfTen[static_cast<size_t>(nShift)], &nValue);
+inline bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
 }
 
 // Digits with a point or without that need no rounding, as nearly all values are; false: look
@@ -40,7 +36,7 @@ inline bool ParsePlainDecimal(std::string_view str, int nShift, int64_t& nValue)
     const char* const pEnd = p + str.size();
     const auto digits = [&] {
         const char* const pBegin = p;
-        for (; p != pEnd && *p >= '0' && *p <= '9'; ++p) nValue = nValue * 10 + (*p - '0');
+        for (; p != pEnd && IsDigit(*p); ++p) nValue = nValue * 10 + (*p - '0');
         return static_cast<int>(p - pBegin);
     };
     int nDigits = digits();
@@ -50,7 +46,9 @@ inline bool ParsePlainDecimal(std::string_view str, int nShift, int64_t& nValue)
         nDigits += nDecimals;
         nShift -= nDecimals;
     }
-    return p == pEnd && nDigits != 0 && ScaleUp(nValue, nShift);
+    return p == pEnd && nDigits != 0 && nShift >= 0 &&
+           nShift < static_cast<int>(kPowersOfTen.size()) &&
+           !__builtin_mul_overflow(nValue, kPowersOfTen[static_cast<size_t>(nShift)], &nValue);
 }
 
 // The exponent of a power of ten: 2 for "100", -3 for "0.001".

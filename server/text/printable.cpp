@@ -8,7 +8,8 @@
 namespace qrx::server {
 namespace {
 
-constexpr size_t kLegibleBegin = 300;
+// Enough for the longest sentence of our own, which lists every column of an import.
+constexpr size_t kLegibleBegin = 4000;
 constexpr size_t kLegibleEnd = 60;
 
 std::string Escaped(std::string_view strText, bool bAsciiOnly) {

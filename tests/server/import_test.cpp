@@ -93,6 +93,7 @@ TEST_F(ImportTest, HeadersAndOptionsThatDoNotFitAreRefused) {
         {"orders", "date,time,code,price,volume\n", {}, ":1: there is no column \"side\""},
         {"ticks", "date,time,code,price\n", {"--map", "Last=price"}, "no column \"Last\""},
         {"ticks", "date,time,code,Last\n", {"--map", "Last=cost"}, "\"cost\" is no column"},
+        {"ticks", "date,time,code,Last\n", {"--map", "Last=cost"}, " ask_volume10 bid_price1 "},
         {"ticks", "date,time,code,price\n", {"--map", "Last"}, "\"Last\" is not name=name"},
         {"ticks", "date,time,code,price\n", {"--volume-unit", "3"}, "power of ten"},
         {"ticks", "date,time,code,price\n", {"--encoding", "klingon"}, "unknown text encoding"},
