@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "session/data_source.h"
+#include "support/diagnostics.h"
 #include "support/limits.h"
 
 // Packets of one answer, released with it. A long answer is taken some packets at a time, in memory
@@ -100,12 +101,14 @@ int MarketDataSource::RecvPackets(PacketList& packets, int64_t nEnough, int nExp
         if (nResult != 0) break;
         // An answer that never ends is ended when the machine would be full.
         packets.nAnswerBytes += head.nDataLen + qrx::limits::kPacketOverhead;
-        PacketList::Body body = packets.TakeSpent(head.nDataLen);
-        if (qrx::limits::FitsMemory(packets.nAnswerBytes)) {
-            body.pBytes.reset(NewBody(head.nDataLen, body.pBytes.release()));
-        } else {
-            body.pBytes.reset();
+        if (!qrx::limits::FitsMemory(packets.nAnswerBytes)) {
+            ErrPrint("MarketDataSource: can not take an answer of %lld bytes\n",
+                     static_cast<long long>(packets.nAnswerBytes));
+            nResult = NetworkError();
+            break;
         }
+        PacketList::Body body = packets.TakeSpent(head.nDataLen);
+        body.pBytes.reset(NewBody(head.nDataLen, body.pBytes.release()));
         if (!body.pBytes) {
             nResult = NetworkError();
             break;

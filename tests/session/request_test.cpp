@@ -1,6 +1,8 @@
 // Requests over a session: packets nobody waits for, time-outs inside packets, retries, the gate.
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <thread>
@@ -277,6 +279,39 @@ TEST(Request, LyingCounts) {
         EXPECT_EQ(answer.indexes.size(), c.nRecords);
         if (c.nRecords > 2) EXPECT_EQ(answer.indexes[2], 0);  // announced beyond the end: zero
     }
+}
+
+// Two packets that announce more than half of the machine's memory each, the first one long enough
+// to be decoded alone: nothing is written before the sum is judged. An answer of that size that
+// fits waits for its end; here its first packet's day lies outside the range, so that it costs
+// nothing.
+TEST(Request, ResultsAsLargeAsTheMachine) {
+    const int64_t nMemory = sysconf(_SC_PHYS_PAGES) * int64_t{sysconf(_SC_PAGESIZE)};
+    const auto share = [&](int64_t nPercent) {
+        const int64_t nItems =
+            nMemory / 100 * nPercent / static_cast<int64_t>(sizeof(QRXDefine_Order));
+        return static_cast<int>(std::min<int64_t>(nItems, INT_MAX - 3));
+    };
+    std::vector<std::pair<int, int>> packets;  // date, announced records
+    ScriptedServer server(Serving([&](Peer& peer, const Message& r) {
+        for (size_t i = 0; i < packets.size(); ++i) {
+            std::string strBody = OrderBody(1, 3, i + 1 == packets.size());
+            memcpy(strBody.data() + offsetof(ZPMDefine_SaveData_Head, nDate), &packets[i].first, 4);
+            memcpy(strBody.data() + offsetof(ZPMDefine_SaveData_Head, nItems), &packets[i].second,
+                   4);
+            if (i + 1 < packets.size()) strBody.resize(3 << 20);
+            peer.Answer(r, ID_ZPMTELE_ORDER_V2, strBody);
+        }
+        return true;
+    }));
+    Session session(server.Port());
+    packets = {{20240105, share(60)}, {20240105, share(60)}};
+    EXPECT_EQ(GetOrders(session.Get()).nResult, -4);
+    packets = {{20240106, share(30)}, {20240105, 3}};
+    EXPECT_EQ(GetOrders(session.Get(), 20240105, 20240105).indexes, (std::vector<int>{1, 2, 3}));
+    rusage usage{};
+    ASSERT_EQ(getrusage(RUSAGE_SELF, &usage), 0);
+    EXPECT_LT(usage.ru_maxrss, nMemory / 1024 / 8);
 }
 
 TEST(Request, AReconnectForgetsAHeadThatATimeOutCutOff) {
