@@ -11,6 +11,7 @@
 #include "futures/plain_grid.h"
 #include "grids/grid_check.h"
 #include "support/result_memory.h"
+#include "support/sanitizers.h"
 
 namespace qrx::test {
 namespace {
@@ -307,7 +308,7 @@ TYPED_TEST(RandomDays, AgreeWithThePlainStatement) {
 // Completed or refused, but within the array and in one pass: each of these would take hours if a
 // search began again at the first record.
 TYPED_TEST(RandomDays, HostileArraysStayInBounds) {
-    constexpr int kMany = 1000000;
+    constexpr int kMany = Rounds(1000000);
     const auto same = [](int nTime, int n) {
         return Day<TypeParam>(static_cast<size_t>(n), At<TypeParam>(nTime, kDate, 1));
     };

@@ -7,6 +7,7 @@
 
 #include "kline/plain_grid.h"
 #include "support/result_memory.h"
+#include "support/sanitizers.h"
 
 namespace qrx::test {
 namespace {
@@ -249,7 +250,7 @@ bool AgreesOn(Chance& chance) {
 }
 
 TEST(Align, AgreesWithThePlainGridsOnRandomInputs) {
-    constexpr int kInputs = 4000;
+    constexpr int kInputs = Rounds(4000);
     int nCompared = 0;
     for (int nSeed = 1; nSeed <= kInputs && !HasFailure(); ++nSeed) {
         SCOPED_TRACE(nSeed);
@@ -264,7 +265,7 @@ TEST(Align, GarbageIsLaidOutOrRefused) {
     constexpr int kDates[] = {0, -1, 99999999, INT32_MAX, INT32_MIN, 20140103, 20140104, 20130705};
     constexpr int kTimes[] = {0, -1, 99999999, INT32_MAX, INT32_MIN, 90000000, 93000000, 210000000};
     int nLaid = 0;
-    for (int nSeed = 1; nSeed <= 3000; ++nSeed) {
+    for (int nSeed = 1; nSeed <= Rounds(3000); ++nSeed) {
         Chance chance(nSeed);
         const PlainProduct& product = chance.From(PlainProducts());
         const char* szCode = chance.From(product.vecCodes);
@@ -280,7 +281,7 @@ TEST(Align, GarbageIsLaidOutOrRefused) {
         ASSERT_EQ(out.nResult, 0) << nSeed;
         ASSERT_FALSE(out.bars.empty());
     }
-    EXPECT_GT(nLaid, 100);
+    EXPECT_GT(nLaid, Rounds(100));
 }
 
 }  // namespace

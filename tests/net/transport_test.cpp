@@ -12,6 +12,7 @@
 #include "session/transport.h"
 #include "support/deadline.h"
 #include "support/limits.h"
+#include "support/sanitizers.h"
 #include "support/scripted_server.h"
 
 namespace {
@@ -164,11 +165,7 @@ int64_t ResidentBytes() {
     file >> nPages >> nPages;
     return nPages * sysconf(_SC_PAGESIZE);
 }
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-constexpr int64_t kShadow = 6;  // a sanitizer keeps several bytes beside each
-#else
-constexpr int64_t kShadow = 1;
-#endif
+constexpr int64_t kShadow = kSanitized ? 6 : 1;  // a sanitizer keeps several bytes beside each
 
 // The client holds no more than the ceiling and what the kernel buffers of a server's 4 GiB.
 class Flood {

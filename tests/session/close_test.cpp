@@ -6,16 +6,12 @@
 
 #include "session/orders.h"
 #include "support/deadline.h"
+#include "support/sanitizers.h"
 #include "support/scripted_server.h"
 
 namespace qrx::test {
 namespace {
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
 constexpr int64_t kBoundMs = kSanitized ? 3000 : 1000;
 
 // What a proxy of each kind reads before each of its answers, up to the open tunnel.

@@ -18,6 +18,7 @@
 #include "codec/codecs.h"
 #include "support/deadline.h"
 #include "support/fetch.h"
+#include "support/sanitizers.h"
 
 namespace qrx::test {
 namespace {
@@ -49,14 +50,6 @@ std::string FileText(const std::string& strPath) {
     return text.str();
 }
 
-bool Sanitized() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return true;
-#else
-    return false;
-#endif
-}
-
 TEST(Guest, ExportsAreTheHeadersFunctions) {
     const std::string strSource = QRX_SOURCE_DIR;
     const auto header =
@@ -70,7 +63,7 @@ TEST(Guest, ExportsAreTheHeadersFunctions) {
 }
 
 TEST(Guest, NeedsAndUndefinedSymbols) {
-    if (Sanitized()) GTEST_SKIP() << "a sanitizer build needs its runtime";
+    if (kSanitized) GTEST_SKIP() << "a sanitizer build needs its runtime";
     const std::string strDynamic = Output("readelf -d " + kLibrary);
     const std::set<std::string> allowed = {"libstdc++.so.6", "libgcc_s.so.1", "libc.so.6",
                                            "libm.so.6", "ld-linux-x86-64.so.2"};
@@ -135,7 +128,7 @@ TEST(Guest, AChildLeavesTheParentsSessionAlone) {
                   nBad += QRX_Close(h) != 0;
                   nBad += QRX_Close(h) != -11;
                   nBad += !SessionDescriptors(server.Port()).empty();
-                  if (Sanitized()) return nBad;
+                  if (kSanitized) return nBad;
                   Session own(server.Port());
                   nBad += own.Get() == nullptr || GetOrders(own.Get()) != 0;
                   return nBad + (own.Close() != 0);
@@ -145,7 +138,7 @@ TEST(Guest, AChildLeavesTheParentsSessionAlone) {
 }
 
 TEST(Guest, ExitWhileACallRuns) {
-    if (Sanitized()) GTEST_SKIP() << "the sanitizer's own exit checks see the running thread";
+    if (kSanitized) GTEST_SKIP() << "the sanitizer's own exit checks see the running thread";
     EXPECT_EXIT(
         {
             alarm(20);
@@ -193,7 +186,7 @@ TEST(Guest, TwoThousandDescriptors) {
 }
 
 TEST(Guest, CancellationWaitsForTheCallToEnd) {
-    if (Sanitized()) GTEST_SKIP() << "cancellation is not followed by the sanitizers";
+    if (kSanitized) GTEST_SKIP() << "cancellation is not followed by the sanitizers";
     ScriptedServer server(Serving(SlowOrders(300)));
     Session session(server.Port());
     struct Shared {
