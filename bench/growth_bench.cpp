@@ -14,7 +14,6 @@
 namespace qrx::bench {
 namespace {
 
-constexpr int kPerPacket = 8000;
 constexpr int kPerDay = 20000;
 constexpr int kFirstDay = 20240101;
 
@@ -108,7 +107,7 @@ void Records(benchmark::State& state, Results results, Exchange exchange) {
     constexpr int kUnit = 100000;
     const auto nRecords = static_cast<int>(state.range(0));
     const int nAll = std::max(nRecords, 10 * kUnit);
-    const ReadyServer server({nRecords, kUnit, 1}, kPerPacket);
+    const ReadyServer server({nRecords, kUnit, 1});
     const ReadySession session(server.Port());
     const auto perRecord = [&](int nAnswer, int nEach) {
         const double nExchange =
@@ -123,7 +122,7 @@ void Records(benchmark::State& state, Results results, Exchange exchange) {
 // waits for it. Counter "ratio": time of a request for one record over that of its bytes.
 void OneRecord(benchmark::State& state) {
     constexpr int kTimes = 2000;
-    const ReadyServer server({1}, kPerPacket);
+    const ReadyServer server({1});
     const ReadySession session(server.Port());
     RawExchange raw(server);
     CompareTimed(
@@ -139,7 +138,7 @@ void OneRecord(benchmark::State& state) {
 // range(0) days of twenty thousand records each against one day, asked for as often.
 void Days(benchmark::State& state, Results results) {
     const auto nDays = static_cast<int>(state.range(0));
-    const ReadyServer server({kPerDay}, kPerPacket);
+    const ReadyServer server({kPerDay});
     const ReadySession session(server.Port());
     const int64_t nAll = int64_t{nDays} * kPerDay;
     CompareTimed(
@@ -151,7 +150,7 @@ void Days(benchmark::State& state, Results results) {
 void Sessions(benchmark::State& state) {
     const auto nSessions = static_cast<size_t>(state.range(0));
     constexpr int kRequests = 64;
-    const ReadyServer server({50000}, kPerPacket);
+    const ReadyServer server({50000});
     std::vector<std::unique_ptr<ReadySession>> sessions;
     for (size_t i = 0; i < nSessions; ++i) {
         sessions.push_back(std::make_unique<ReadySession>(server.Port()));

@@ -2,6 +2,7 @@
 // the two-step way (scratch array, obvious decode, convert), and into fresh memory. No record is
 // filtered.
 #include "session/data_source.h"
+#include "store/packet_size.h"
 #include "streams.h"
 #include "support/result_memory.h"
 #include "ticks/converters.h"
@@ -82,7 +83,6 @@ struct Kind {
 
 constexpr size_t kWarmBytes = size_t{16} << 20;
 constexpr size_t kFreshBytes = size_t{96} << 20;
-constexpr size_t kPacketBytes = size_t{256} << 10;
 
 template <class K>
 void OfMemcpy(benchmark::State& state) {
@@ -117,11 +117,11 @@ void TimesTwoSteps(benchmark::State& state) {
 template <class K>
 void FreshOverWarm(benchmark::State& state) {
     using KindAnswer = Answer<typename K::Head, typename K::Body>;
-    // In packets as large as a server's may be.
+    // In packets as large as the server's.
     constexpr size_t kPiece = size_t{1} << 20;
     const KindAnswer piece(sizeof(typename K::Record), kPiece, 1);
     const auto nPackets =
-        kFreshBytes / kPiece * static_cast<size_t>(piece.vecLen[0]) / kPacketBytes + 1;
+        kFreshBytes / kPiece * static_cast<size_t>(piece.vecLen[0]) / server::kPacketBytes + 1;
     const KindAnswer answer(sizeof(typename K::Record), kFreshBytes, static_cast<int>(nPackets));
     auto* pWarm = NewResult<typename K::Record>(answer.nRecords);
     const auto fresh = [&] {

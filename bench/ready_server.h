@@ -12,6 +12,7 @@
 
 #include "codec/wire.h"
 #include "loopback.h"
+#include "store/packet_size.h"
 #include "streams.h"
 #include "support/result_memory.h"
 
@@ -33,23 +34,28 @@ struct ReadyAnswer {
     int64_t nRecords = 0;
 };
 
-inline ReadyAnswer MakeAnswer(int nRecords, int nPerPacket) {
+// In packets as large as the server's.
+inline ReadyAnswer MakeAnswer(int nRecords) {
+    constexpr size_t kStreamBytes =
+        server::kPacketBytes - sizeof(ZPMDefine_MessageHead) - sizeof(ZPMDefine_SaveData_Head);
     ReadyAnswer answer;
     answer.nRecords = nRecords;
     Random random(5);
-    for (int nFirst = 0; nFirst < nRecords; nFirst += nPerPacket) {
+    for (int i = 0; i < nRecords;) {
         ZPMDefine_SaveData_Head head{};
         memcpy(head.chCode, "600000", 6);
         memcpy(head.chMarket, "SH", 2);
         head.nDate = 20240101;
-        head.nItems = std::min(nPerPacket, nRecords - nFirst);
-        head.nLastPacket = nFirst + nPerPacket >= nRecords;
         std::string strStream;
-        for (int i = 0; i < head.nItems; ++i) {
+        while (i < nRecords &&
+               strStream.size() + codec::kMaxRecordBytes<ZPMDefine_Transaction_v2> <=
+                   kStreamBytes) {
             ZPMDefine_Transaction_v2 trade{};
-            Fill(random, nFirst + i, trade);
+            Fill(random, i++, trade);
             codec::EncodeRecord(trade, strStream);
+            ++head.nItems;
         }
+        head.nLastPacket = i == nRecords;
         ZPMDefine_MessageHead message{};
         message.sFlags = PROTOCAL_NUMBER;
         message.sDataType = ID_ZPMTELE_TRANSACTION_V2;
@@ -65,17 +71,17 @@ inline ReadyAnswer MakeAnswer(int nRecords, int nPerPacket) {
 class ReadyServer {
 public:
     // One answer for each count of records; security 60000i is asked for the i-th.
-    ReadyServer(const std::vector<int>& vecRecords, int nPerPacket)
-        : m_vecAnswer(Make(vecRecords, nPerPacket)), m_server([this](int fd) { Serve(fd); }) {}
+    explicit ReadyServer(const std::vector<int>& vecRecords)
+        : m_vecAnswer(Make(vecRecords)), m_server([this](int fd) { Serve(fd); }) {}
 
     int Port() const { return m_server.Port(); }
     const LoopbackServer& Plain() const { return m_server; }
     const ReadyAnswer& Answer(size_t i) const { return m_vecAnswer[i]; }
 
 private:
-    static std::vector<ReadyAnswer> Make(const std::vector<int>& vecRecords, int nPerPacket) {
+    static std::vector<ReadyAnswer> Make(const std::vector<int>& vecRecords) {
         std::vector<ReadyAnswer> vecAnswer;
-        for (const int n : vecRecords) vecAnswer.push_back(MakeAnswer(n, nPerPacket));
+        for (const int n : vecRecords) vecAnswer.push_back(MakeAnswer(n));
         return vecAnswer;
     }
 

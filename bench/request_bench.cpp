@@ -13,7 +13,6 @@ namespace qrx::bench {
 namespace {
 
 constexpr int kRecords = 10000000;
-constexpr int kPerPacket = 8000;  // about 200 KB
 constexpr int kTurns = 11;
 
 // The line of /proc/self/status that starts with szName, in bytes.
@@ -40,7 +39,7 @@ void ResetPeak() {
 }
 
 void OfRawReceiving(benchmark::State& state) {
-    const ReadyServer server({kRecords}, kPerPacket);
+    const ReadyServer server({kRecords});
     const ReadySession session(server.Port());
     const double nNeeded = static_cast<double>(server.Answer(0).strBytes.size()) +
                            double{kRecords} * sizeof(QRXDefine_Transaction);

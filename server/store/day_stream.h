@@ -7,7 +7,7 @@
 //   batch.Commit();
 //
 // A chunk holds records of one calendar date, never a part of a record, and fits with both heads
-// into a packet of 256 KB. Ticks are stored in both forms, with and without levels.
+// into a packet of kPacketBytes. Ticks are stored in both forms, with and without levels.
 #ifndef QRX_SERVER_STORE_DAY_STREAM_H
 #define QRX_SERVER_STORE_DAY_STREAM_H
 
@@ -20,11 +20,11 @@
 #include "codec/stream.h"
 #include "codec/tick_records.h"
 #include "codec/wire.h"
+#include "store/packet_size.h"
 #include "store/store.h"
 
 namespace qrx::server {
 
-inline constexpr size_t kPacketBytes = 256 * 1024;
 inline constexpr size_t kStreamBytes =
     kPacketBytes - sizeof(ZPMDefine_MessageHead) - sizeof(ZPMDefine_KData_Option_Head);
 

@@ -121,6 +121,7 @@ public:
         std::vector<Record> vec;
         for (const auto& message : vecMessages) {
             EXPECT_EQ(m_nLastId, message.head.nRequestID);
+            EXPECT_LE(sizeof message.head + message.strBody.size(), 64U << 10);
             const auto head = message.template As<Head>();
             const size_t nAt = vec.size();
             vec.resize(nAt + static_cast<size_t>(head.nItems));
