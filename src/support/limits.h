@@ -63,9 +63,8 @@ inline constexpr int64_t kGrowingLarge = int64_t{64} << 20;
 // True for no more bytes than the machine has memory.
 bool FitsMemory(int64_t nBytes) noexcept;
 
-// True for so many bytes of a result that it is worth waiting for its whole size before they are
-// written: more than a quarter of the machine's memory, as what an answer is refused for has then
-// cost the user's process no more than that.
+// True for more than a quarter of the machine's memory. A result of that size is written no further
+// before the whole of it is known to fit: what is refused has cost the user's process no more.
 bool IsLarge(int64_t nBytes) noexcept;
 
 // True when nCount records of nSize bytes may be allocated: no more records than the caller's
