@@ -76,8 +76,8 @@ int MarketDataSource::ExchangeInto(const ExchangePlan& plan, int64_t nEnough,
     }
     if (!bRefused) return nKept > 0 ? QRX_OK : QRX_ERR_NO_DATA;
     if (plan.szOwner != nullptr) {
-        ErrPrint("%s: can not allocate %lld bytes\n", plan.szOwner,
-                 static_cast<long long>(static_cast<uint64_t>(nAnnounced) * plan.nRecordSize));
+        const uint64_t nBytes = static_cast<uint64_t>(nAnnounced) * plan.nRecordSize;
+        ErrPrint("%s: can not allocate %lld bytes\n", plan.szOwner, static_cast<long long>(nBytes));
     }
     return QRX_ERR_MEMORY;
 }
