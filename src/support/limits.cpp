@@ -1,4 +1,4 @@
-// The one limit that depends on the machine.
+// The limits that depend on the machine.
 #include "support/limits.h"
 
 #include <unistd.h>
@@ -7,7 +7,6 @@
 #include <cstdint>
 
 namespace qrx::limits {
-
 namespace {
 
 // Where it is not known, nothing exceeds it.
